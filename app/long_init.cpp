@@ -1,0 +1,124 @@
+// The long initialisation: every engine object is built here, once, in a
+// fixed order, before the first tick. Each step is a function named after
+// what it does; steps of subsystems that are not part of the program yet
+// are listed where they will run.
+
+#include <wx/display.h>
+#include <wx/image.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "app/fallback_text.h"
+#include "app/memory_sizing.h"
+#include "app/program.h"
+#include "app/screen_saver.h"
+#include "app/vantaro_app.h"
+#include "base/cpu_features.h"
+#include "base/debug_log.h"
+#include "base/thread_priority.h"
+#include "engine/audio_render.h"
+#include "engine/engine_settings.h"
+#include "skin/main_window.h"
+
+namespace vantaro {
+namespace {
+
+constexpr int kMinimumScreenWidth = 900;
+constexpr int kMinimumScreenHeight = 600;
+
+void DetectProcessor() {
+  const CpuFeatures& cpu = DetectCpuFeatures();
+  DebugLog("init 1: cpu sse2=%d sse3=%d ssse3=%d sse4.1=%d sse4.2=%d", cpu.sse2, cpu.sse3,
+           cpu.ssse3, cpu.sse41, cpu.sse42);
+}
+
+void ZeroEngineGlobals() {
+  AudioRenderer& render = TheAudioRenderer();
+  render.mix = nullptr;
+  render.limiter = nullptr;
+  render.recorder = nullptr;
+  render.secondDeviceActive = false;
+  render.recorderFailed = false;
+  DebugLog("init 2: engine globals cleared");
+}
+
+void SizeMemoryForDecks() {
+  const MemoryFigures figures = SizeMemory(ReadAvailableMemory());
+  EngineSettings& settings = TheEngineSettings();
+  settings.wsKB = figures.wsKB;
+  settings.availKB = figures.availKB;
+  DebugLog("init 3: %s", figures.diagnostic.c_str());
+}
+
+void StartImageToolkit(ZKMainWindow* mainWindow) {
+  wxInitAllImageHandlers();
+  TheProgram().mainWindow = mainWindow;
+  DebugLog("init 4: image handlers ready");
+}
+
+bool ScreenIsLargeEnough() {
+  const wxRect screen = wxDisplay(0u).GetGeometry();
+  DebugLog("init 6: screen %dx%d", screen.width, screen.height);
+  return screen.width >= kMinimumScreenWidth && screen.height >= kMinimumScreenHeight;
+}
+
+void LoadDatabaseAndQuietScreenSaver() {
+  Program& program = TheProgram();
+  program.screenSaverInhibited = InhibitScreenSaver(&program.screenSaverCookie);
+  DebugLog("init 7: screen saver %s", program.screenSaverInhibited ? "inhibited" : "left alone");
+}
+
+void CreateTimedThreads(ZKMainWindow* mainWindow) {
+  Program& program = TheProgram();
+  // The window outlives the tick thread: the close routine stops the thread
+  // before the window is destroyed.
+  program.screenTickThread = std::make_unique<TimedThread>(
+      "screen-tick", kScreenTickMs, kPriorityNormal, [mainWindow] { mainWindow->PostTick(); });
+  program.jogTickThread =
+      std::make_unique<TimedThread>("jog-tick", kJogTickMs, kPriorityAboveNormal, [] {});
+  program.backgroundTickThread =
+      std::make_unique<TimedThread>("background-tick", kBackgroundTickMs, kPriorityIdle, [] {});
+  program.screenTickThread->Start();
+  program.jogTickThread->Start();
+  program.backgroundTickThread->Start();
+  DebugLog("init 20: timed threads started (screen %d ms, jog %d ms, background %d ms)",
+           kScreenTickMs, kJogTickMs, kBackgroundTickMs);
+}
+
+void ShowMainWindow(ZKMainWindow* mainWindow) {
+  mainWindow->SetTickHandler(&RunScreenTick);
+  mainWindow->Show(true);
+  DebugLog("init 21: main window shown");
+}
+
+}  // namespace
+
+bool RunLongInitialisation(ZKMainWindow* mainWindow) {
+  DetectProcessor();                                      // 1
+  ZeroEngineGlobals();                                    // 2
+  SizeMemoryForDecks();                                   // 3
+  StartImageToolkit(mainWindow);                          // 4
+  std::srand(static_cast<unsigned>(std::time(nullptr)));  // 5
+  if (!ScreenIsLargeEnough()) {                           // 6
+    ShowMessage(FallbackText(kTextScreenTooSmall));
+    TheProgram().mainWindow = nullptr;
+    return false;
+  }
+  LoadDatabaseAndQuietScreenSaver();  // 7
+  // 8  action and control tables
+  // 9  audio objects: limiter, recorder, decks, inputs, channels, mixer
+  // 10 mixer wiring
+  // 11 effect ranges to the control tables
+  // 12 output devices
+  // 13 config.xml and the shortcut files; 14 apply settings
+  // 15 skins scanned; 16 controllers, audio output, analysis driver
+  // 17 work queues; 18 skin loaded
+  DebugLog("init 18: error - NO SKIN WAS LOADED");
+  // 19 effect chains
+  CreateTimedThreads(mainWindow);  // 20
+  ShowMainWindow(mainWindow);      // 21
+  return true;
+}
+
+}  // namespace vantaro

@@ -1,0 +1,27 @@
+// The `vantaro` executable: blocks the close signals before any thread
+// exists, starts their watcher, and runs the application.
+
+#include <wx/app.h>
+
+#include <atomic>
+
+#include "app/signal_watcher.h"
+#include "app/vantaro_app.h"
+#include "base/debug_log.h"
+
+wxIMPLEMENT_APP_NO_MAIN(vantaro::VantaroApp);
+
+int main(int argc, char** argv) {
+  vantaro::BlockCloseSignals();
+  vantaro::StartSignalWatcher([](int signal) {
+    // Runs on the watcher thread: only queue work for the GUI thread.
+    if (wxTheApp)
+      wxTheApp->CallAfter([signal] {
+        vantaro::DebugLog("signal %d: closing", signal);
+        wxGetApp().RequestClose();
+      });
+  });
+  const int result = wxEntry(argc, argv);
+  vantaro::StopSignalWatcher();
+  return result == 0 ? 0 : 1;
+}

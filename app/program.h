@@ -1,0 +1,55 @@
+#pragma once
+// The program's long-lived singletons: created in the long initialisation,
+// in a fixed order, and destroyed only by the close routine. Nothing on the
+// audio path is created while playing.
+//
+// Threads: owned by the GUI thread. Engine objects are read by the audio
+// and store threads through the pointers handed to them at start-up.
+
+#include <memory>
+#include <string>
+
+#include "app/data_folders.h"
+#include "app/screen_tick.h"
+#include "base/timed_thread.h"
+
+class wxSingleInstanceChecker;
+
+namespace vantaro {
+
+class ZKMainWindow;
+
+struct Program {
+  DataFolders folders;
+  // Null once the close routine has begun: a late tick then does nothing.
+  ZKMainWindow* mainWindow = nullptr;
+  bool closing = false;
+
+  // Timed worker threads, created last in the long initialisation.
+  std::unique_ptr<TimedThread> screenTickThread;
+  std::unique_ptr<TimedThread> jogTickThread;
+  std::unique_ptr<TimedThread> backgroundTickThread;
+  ScreenTickCounter tickCounter;
+  long ticksRun = 0;
+
+  // Screen-saver inhibition taken at start and released at close.
+  unsigned screenSaverCookie = 0;
+  bool screenSaverInhibited = false;
+};
+
+// The process's one program state.
+Program& TheProgram();
+
+// Periods (ms) and priorities of the three timed threads.
+inline constexpr int kScreenTickMs = 38;
+inline constexpr int kJogTickMs = 25;
+inline constexpr int kBackgroundTickMs = 950;
+
+// Runs the long initialisation. Returns false when the program must end
+// (the screen is too small).
+bool RunLongInitialisation(ZKMainWindow* mainWindow);
+
+// The close routine: runs once, from the main window's close event.
+void RunCloseRoutine();
+
+}  // namespace vantaro

@@ -1,0 +1,107 @@
+#include "app/vantaro_app.h"
+
+#include <wx/filename.h>
+#include <wx/log.h>
+#include <wx/msgdlg.h>
+#include <wx/snglinst.h>
+#include <wx/stdpaths.h>
+#include <wx/utils.h>
+
+#include <cstdlib>
+
+#include "app/data_folders.h"
+#include "app/fallback_text.h"
+#include "app/program.h"
+#include "base/debug_log.h"
+#include "skin/main_window.h"
+
+namespace vantaro {
+namespace {
+
+// VANTARO_HOME replaces the documents root (tests, portable installs).
+wxString DocumentsRoot() {
+  if (const char* home = std::getenv("VANTARO_HOME"); home && *home)
+    return wxString::FromUTF8(home);
+  return wxStandardPaths::Get().GetDocumentsDir();
+}
+
+void ReportDataRootFailure() {
+  ShowMessage(kDataRootFailureText);
+}
+
+}  // namespace
+
+void ShowMessage(const wxString& text) {
+  DebugLog("message: %s", text.utf8_str().data());
+  wxMessageBox(text, "Message", wxOK);
+}
+
+VantaroApp::VantaroApp() = default;
+VantaroApp::~VantaroApp() = default;
+
+bool VantaroApp::OnInit() {
+  // 1. Sockets need no start-up on this platform.
+  // 2. One instance per user, or per data root when VANTARO_HOME is set.
+  instanceName_ = "XVT-" + wxGetUserId();
+  wxString lockFolder;
+  if (const char* home = std::getenv("VANTARO_HOME"); home && *home)
+    lockFolder = wxString::FromUTF8(home);
+  instanceChecker_ = std::make_unique<wxSingleInstanceChecker>();
+  instanceChecker_->Create(instanceName_, lockFolder);
+  // 3. The toolkit's own log stays silent; the program logs for itself.
+  wxLog::EnableLogging(false);
+  // 4. Data folders.
+  BuildFolders();
+  // 5. Language selection: the English texts stand until language files
+  //    are built.
+  // 6. A second instance tells the user and ends.
+  if (instanceChecker_->IsAnotherRunning()) {
+    ShowMessage(FallbackText(kTextAlreadyRunning));
+    return false;
+  }
+  // 7. The main window, then the long initialisation.
+  auto* window =
+      new ZKMainWindow(wxPoint(100, 100), wxSize(400, 400), "Vantaro DJ", &RunCloseRoutine);
+  SetTopWindow(window);
+  if (!RunLongInitialisation(window)) {
+    window->Destroy();
+    return false;
+  }
+  DebugLog("start-up complete: running");
+  return true;
+}
+
+void VantaroApp::BuildFolders() {
+  PlatformFolders platform;
+  platform.executable =
+      wxFileName(wxStandardPaths::Get().GetExecutablePath()).GetPath().utf8_string();
+  platform.documents = DocumentsRoot().utf8_string();
+  platform.userData = wxStandardPaths::Get().GetUserDataDir().utf8_string();
+  platform.temporary = wxFileName::GetTempDir().utf8_string();
+  Program& program = TheProgram();
+  // The log goes to the data root from the start, once it is known.
+  program.folders = BuildDataFolders(platform, &ReportDataRootFailure);
+  if (program.folders.dataRootUsable) SetDebugLogFolder(program.folders.dataRoot);
+  DebugLog("data root %s", program.folders.dataRoot.c_str());
+}
+
+int VantaroApp::OnExit() {
+  instanceChecker_.reset();
+  return wxApp::OnExit();
+}
+
+void VantaroApp::OnFatalException() {
+  // No crash reporter is built: leave a line where the user's log is.
+  DebugLog("fatal exception");
+}
+
+void VantaroApp::RequestClose() {
+  Program& program = TheProgram();
+  if (program.closing) return;
+  if (program.mainWindow)
+    program.mainWindow->Close(true);
+  else
+    ExitMainLoop();
+}
+
+}  // namespace vantaro
