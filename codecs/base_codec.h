@@ -82,6 +82,13 @@ class CBaseCodec {
   int frameSize = 1;       // bytes of one stored frame; 1 while closed
   int64_t framesDone = 0;  // frames read or written since Open
   int sampleRate = 0;      // frames per second of the open stream, 0 while closed
+
+  // How the codec set reads stored samples whose width alone does not say
+  // their coding. The defaults (8-bit unsigned, 32-bit float) fit WAV and the
+  // compressed readers; a reader of signed 8-bit or 32-bit integer samples
+  // clears the flag at Open.
+  int unsigned8 = 1;  // 1: 8-bit samples are unsigned, 0: signed
+  int float32 = 1;    // 1: 32-bit samples are IEEE floats, 0: signed integers
 };
 
 }  // namespace vantaro

@@ -1,25 +1,51 @@
 #include "codecs/codec_set.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <vector>
 
 #include "base/debug_log.h"
 #include "codecs/codec_lock.h"
+#include "codecs/codec_paths.h"
+#include "codecs/decoder_aif.h"
+#include "codecs/decoder_au.h"
+#include "codecs/decoder_wav.h"
+#include "codecs/sample_convert.h"
 
 namespace vantaro {
 
 namespace {
 
+// Largest pair of conversion buffers one codec set may hold, in 32-bit words.
+// Only a lying header (absurd rate or channel count) asks for more.
+constexpr int64_t kMaxBufferWords = int64_t{1} << 26;  // 256 MB
+
 // Creates the decoders of one codec set in preference order and returns how
 // many were made. A codec that cannot be built leaves no gap.
-//   Place 1 video, 2 audio CD: added by their own modules.
-//   Places 3 to 5 (system decoders) have no Linux counterpart.
+//   Place 1 video (codec ids below 50) and place 2 audio CD: added by their
+//   own modules, in front of the native readers.
+//   Places 3 to 5 (system decoders) have no counterpart on this platform.
 //   Places 6 to 8: the native WAV, AIFF and Au readers.
-//   Place 9: the FFmpeg audio reader.
+//   Place 9: the FFmpeg audio reader, after the native readers.
 int CreateDecoders(int codecId, CBaseCodec** codecs, int maxCodecs) {
-  (void)codecId;
-  (void)codecs;
-  (void)maxCodecs;
-  return 0;  // the native readers are added in the next step
+  int count = 0;
+  auto add = [&](CBaseCodec* codec) {
+    if (codec && count < maxCodecs) codecs[count++] = codec;
+  };
+  add(new CDecoderWAV(codecId));
+  add(new CDecoderAIF(codecId));
+  add(new CDecoderAu(codecId));
+  // Place 9: add(new CDecoderFFMpeg(codecId));
+  return count;
+}
+
+std::unique_ptr<int32_t[]> AllocateWords(int64_t words) {
+  int32_t* block = new (std::nothrow) int32_t[static_cast<size_t>(words)];
+  if (block) std::memset(block, 0, static_cast<size_t>(words) * 4);
+  return std::unique_ptr<int32_t[]>(block);
 }
 
 }  // namespace
@@ -35,43 +61,11 @@ CCodecSet::CCodecSet(int codecId) : codecId_(codecId) {
 
 CCodecSet::~CCodecSet() {
   Close();
-  for (int i = codecCount - 1; i >= 0; --i) delete codecs[i];
+  for (int i = codecCount - 1; i >= 0; --i) {
+    delete codecs[i];
+    codecs[i] = nullptr;
+  }
 }
-
-int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int maxFrames) {
-  (void)path;
-  (void)format;
-  (void)mode;
-  (void)maxFrames;
-  DebugLog("no suitable codec found");
-  return 0;
-}
-
-int CCodecSet::GetFloatSamples(float* buffer, int frames, int64_t startFrame) {
-  (void)buffer;
-  (void)frames;
-  (void)startFrame;
-  return 0;
-}
-
-int CCodecSet::GetShortSamples(int16_t* buffer, int frames, int64_t startFrame) {
-  (void)buffer;
-  (void)frames;
-  (void)startFrame;
-  return 0;
-}
-
-int CCodecSet::PutSamples(const void* buffer, int frames) {
-  (void)buffer;
-  (void)frames;
-  return 0;
-}
-
-float CCodecSet::GetSeconds() {
-  return 0.0f;
-}
-
-void CCodecSet::Close() {}
 
 CBaseCodec* CCodecSet::CodecAt(int index) const {
   return index >= 0 && index < codecCount ? codecs[index] : nullptr;
@@ -81,15 +75,167 @@ const char* CCodecSet::CurrentCodecName() const {
   return currentCodec >= 0 ? codecs[currentCodec]->GetName() : "";
 }
 
-int CCodecSet::ConvertToFloat(int sourceFrames) {
-  return sourceFrames * 0;
+// Applies the path rules: "kv:/" for the FFmpeg layer's own scheme, the .cdg
+// neighbour of an .mp3, and unpacking of a .zip. Returns the path to offer to
+// the codecs; "" when an archive could not be unpacked.
+std::string CCodecSet::ResolvePath(const std::string& path, std::vector<std::string>& unpacked) {
+  std::string resolved = path;
+  const std::string lower = LowerCasePath(path);
+  if (EndsWith(lower, ".mpe") || EndsWith(lower, ".m3e")) resolved = "kv:/" + resolved;
+  if (EndsWith(lower, "mp3")) {
+    const std::string graphics = path.substr(0, path.size() - 3) + "cdg";
+    if (PathExists(graphics)) resolved = graphics;
+  }
+  if (EndsWith(lower, "zip")) {
+    resolved = UnpackArchive(path, TemporaryFolder(), unpacked);
+    if (resolved.empty()) return "";
+    tempPath = resolved;
+  }
+  return resolved;
 }
-void CCodecSet::FitChannels(float* samples, int frames) const {
-  (void)samples;
-  (void)frames;
+
+int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int maxFrames) {
+  if (currentCodec >= 0) return 0;
+  if (mode == kCodecRead && !EndsWith(path, "$") && !PathExists(path)) return 0;
+  if (format.sampleRate <= 0 || format.channels <= 0) {
+    DebugLog("codec set: bad target format (%d Hz, %d channels) for %s", format.sampleRate,
+             format.channels, path.c_str());
+    return 0;
+  }
+  std::vector<std::string> unpacked;
+  const std::string resolved = ResolvePath(path, unpacked);
+  targetFormat = format;
+  int accepted = -1;
+  if (!resolved.empty()) {
+    CodecLockGuard lock;
+    for (int i = 0; i < codecCount && accepted < 0; ++i) {
+      sourceFormat = format;  // a refusing codec may have touched it
+      if (codecs[i]->Open(resolved, sourceFormat, mode)) accepted = i;
+    }
+  }
+  if (accepted < 0) {
+    DebugLog("no suitable codec found");
+    for (const std::string& file : unpacked) std::remove(file.c_str());
+    if (!unpacked.empty()) tempPath.clear();
+    return 0;
+  }
+  currentCodec = accepted;
+  maxFrames_ = std::max(maxFrames, 0);
+  if (!AllocateBuffers()) {
+    DebugLog("codec set: no memory for %s (%d Hz, %d channels)", resolved.c_str(),
+             sourceFormat.sampleRate, sourceFormat.channels);
+    Close();
+    return 0;
+  }
+  format.frames = static_cast<int32_t>(std::min<int64_t>(
+      ConvertFrameCount(sourceFormat.frames, targetFormat.sampleRate, sourceFormat.sampleRate),
+      INT32_MAX));
+  return 1;
 }
-void CCodecSet::SwapBytes(int sourceFrames) {
-  (void)sourceFrames;
+
+bool CCodecSet::AllocateBuffers() {
+  const int64_t m = ConvertFrameCount(maxFrames_, sourceFormat.sampleRate, targetFormat.sampleRate);
+  const int64_t c = std::max(sourceFormat.channels, targetFormat.channels);
+  chunkFrames = c * (m + 1);
+  // Stored samples wider than 32 bits are read raw, so the read buffer also
+  // holds (m + 1) stored frames; the short path converts through
+  // convertBuffer, which holds at least maxFrames target frames of two or
+  // more channels.
+  const int64_t storedWords = ((m + 1) * codecs[currentCodec]->frameSize + 3) / 4;
+  readBufferWords_ = std::max(chunkFrames, storedWords);
+  convertBufferWords_ =
+      std::max<int64_t>(2 * chunkFrames, int64_t{maxFrames_} * std::max(targetFormat.channels, 2));
+  if (readBufferWords_ + convertBufferWords_ > kMaxBufferWords) return false;
+  readBuffer = AllocateWords(readBufferWords_);
+  convertBuffer = AllocateWords(convertBufferWords_);
+  return readBuffer && convertBuffer;
+}
+
+void CCodecSet::Close() {
+  if (currentCodec < 0) return;
+  {
+    CodecLockGuard lock;
+    codecs[currentCodec]->Close();
+    currentCodec = -1;
+  }
+  readBuffer.reset();
+  convertBuffer.reset();
+  readBufferWords_ = 0;
+  convertBufferWords_ = 0;
+  chunkFrames = 0;
+  if (EndsWith(tempPath, "cdg")) {
+    std::remove(tempPath.c_str());
+    const std::string audio = tempPath.substr(0, tempPath.size() - 3) + "mp3";
+    std::remove(audio.c_str());
+    tempPath.clear();
+  }
+}
+
+float CCodecSet::GetSeconds() {
+  return currentCodec >= 0 ? codecs[currentCodec]->GetSeconds() : 0.0f;
+}
+
+int CCodecSet::PutSamples(const void* buffer, int frames) {
+  if (currentCodec < 0 || !buffer) return 0;
+  return codecs[currentCodec]->PutSamples(buffer, frames);
+}
+
+bool CCodecSet::AcceptsRead(const void* buffer, int frames, int64_t startFrame) const {
+  return buffer && frames >= 256 && frames <= maxFrames_ && startFrame >= 0 && currentCodec >= 0;
+}
+
+int CCodecSet::GetFloatSamples(float* buffer, int frames, int64_t startFrame) {
+  if (!AcceptsRead(buffer, frames, startFrame)) return 0;
+  CodecLockGuard lock;
+  CBaseCodec* codec = codecs[currentCodec];
+  const int sourceRate = sourceFormat.sampleRate;
+  const int targetRate = targetFormat.sampleRate;
+  const int sourceChannels = sourceFormat.channels;
+  const int targetChannels = targetFormat.channels;
+  const int64_t sourceFrames = ConvertFrameCount(frames, sourceRate, targetRate);
+  const int64_t sourceStart = ConvertFrameCount(startFrame, sourceRate, targetRate);
+
+  std::memset(readBuffer.get(), 0, static_cast<size_t>(readBufferWords_) * 4);
+  uint8_t* stored = reinterpret_cast<uint8_t*>(readBuffer.get());
+  const int delivered = codec->GetSamples(stored, static_cast<int>(sourceFrames), sourceStart);
+  // Only what was delivered is converted: the cleared tail must stay 0.0f
+  // (an unsigned 8-bit zero byte would widen to full scale).
+  const int64_t samples = int64_t{std::max(delivered, 0)} * sourceChannels;
+  const int bits = sourceFormat.bitsPerSample;
+  if (codec->IsBigEndian() == 1) SwapSampleBytes(stored, samples, bits);
+  WidenToFloat(stored, samples, bits, codec->unsigned8 != 0, codec->float32 != 0);
+
+  float* widened = reinterpret_cast<float*>(readBuffer.get());
+  FitChannels(widened, sourceFrames, sourceChannels, targetChannels);
+  if (sourceRate == targetRate) {
+    std::memcpy(buffer, widened, static_cast<size_t>(frames) * targetChannels * sizeof(float));
+  } else if (sourceFrames == 0) {
+    std::memset(buffer, 0, static_cast<size_t>(frames) * targetChannels * sizeof(float));
+  } else {
+    ResampleLinear(widened, sourceFrames, buffer, frames, targetChannels);
+  }
+  return static_cast<int>(ConvertFrameCount(delivered, targetRate, sourceRate));
+}
+
+int CCodecSet::GetShortSamples(int16_t* buffer, int frames, int64_t startFrame) {
+  if (!AcceptsRead(buffer, frames, startFrame)) return 0;
+  CBaseCodec* codec = codecs[currentCodec];
+  if (sourceFormat.sampleRate == targetFormat.sampleRate &&
+      sourceFormat.channels == targetFormat.channels && sourceFormat.bitsPerSample == 16) {
+    const int delivered = codec->GetSamples(buffer, frames, startFrame);
+    if (delivered > 0 && codec->IsBigEndian() == 1) {
+      SwapSampleBytes(reinterpret_cast<uint8_t*>(buffer),
+                      int64_t{delivered} * sourceFormat.channels, 16);
+    }
+    return delivered;
+  }
+  float* converted = reinterpret_cast<float*>(convertBuffer.get());
+  const int delivered = GetFloatSamples(converted, frames, startFrame);
+  for (int64_t i = 0; i < 2 * int64_t{frames}; ++i) {
+    const double v = std::rint(static_cast<double>(converted[i]) * 32767.0);
+    buffer[i] = static_cast<int16_t>(std::clamp(v, -32768.0, 32767.0));
+  }
+  return delivered;
 }
 
 }  // namespace vantaro

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "codecs/base_codec.h"
 
@@ -77,9 +78,9 @@ class CCodecSet {
   const std::string& TempPath() const { return tempPath; }
 
  private:
-  int ConvertToFloat(int sourceFrames);
-  void FitChannels(float* samples, int frames) const;
-  void SwapBytes(int sourceFrames);
+  std::string ResolvePath(const std::string& path, std::vector<std::string>& unpacked);
+  bool AllocateBuffers();
+  bool AcceptsRead(const void* buffer, int frames, int64_t startFrame) const;
 
   int codecId_;
   TCodecFormat sourceFormat;
@@ -89,6 +90,7 @@ class CCodecSet {
   std::unique_ptr<int32_t[]> readBuffer;
   std::unique_ptr<int32_t[]> convertBuffer;
   int64_t readBufferWords_ = 0;
+  int64_t convertBufferWords_ = 0;
   int codecCount = 0;
   int currentCodec = -1;
   CBaseCodec* codecs[kMaxCodecs] = {};

@@ -1,0 +1,105 @@
+#include "codecs/sample_convert.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace vantaro {
+
+static_assert(std::endian::native == std::endian::little,
+              "the codec layer assumes a little-endian host");
+
+void SwapSampleBytes(uint8_t* data, int64_t count, int bits) {
+  if (bits != 16 && bits != 24 && bits != 32) return;
+  const int width = bits / 8;
+  for (int64_t i = 0; i < count; ++i) std::reverse(data + i * width, data + (i + 1) * width);
+}
+
+float Int24ToFloat(const uint8_t* p) {
+  int32_t v =
+      static_cast<int32_t>(static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
+                           (static_cast<uint32_t>(p[2]) << 16));
+  if (v & 0x800000) v -= 0x1000000;
+  return static_cast<float>(v) * (1.0f / 8388608.0f);
+}
+
+namespace {
+
+void StoreFloat(uint8_t* data, int64_t index, float value) {
+  std::memcpy(data + index * 4, &value, 4);
+}
+
+}  // namespace
+
+bool WidenToFloat(uint8_t* data, int64_t count, int bits, bool unsigned8, bool float32) {
+  switch (bits) {
+    case 8:
+      for (int64_t i = count - 1; i >= 0; --i) {
+        const int v = unsigned8 ? data[i] - 128 : static_cast<int8_t>(data[i]);
+        StoreFloat(data, i, static_cast<float>(v) * 0.0078125f);
+      }
+      return true;
+    case 16:
+      for (int64_t i = count - 1; i >= 0; --i) {
+        int16_t v;
+        std::memcpy(&v, data + i * 2, 2);
+        StoreFloat(data, i, static_cast<float>(v) * 3.0518e-5f);
+      }
+      return true;
+    case 24:
+      for (int64_t i = count - 1; i >= 0; --i) {
+        const float v = Int24ToFloat(data + i * 3);
+        StoreFloat(data, i, v);
+      }
+      return true;
+    case 32:
+      if (!float32) {
+        for (int64_t i = 0; i < count; ++i) {
+          int32_t v;
+          std::memcpy(&v, data + i * 4, 4);
+          StoreFloat(data, i, static_cast<float>(static_cast<double>(v) * (1.0 / 2147483648.0)));
+        }
+      }
+      return true;
+    default:
+      return false;
+  }
+}
+
+void FitChannels(float* samples, int64_t frames, int sourceChannels, int targetChannels) {
+  if (sourceChannels == targetChannels || sourceChannels <= 0 || targetChannels <= 0) return;
+  if (targetChannels > sourceChannels) {
+    for (int64_t f = frames - 1; f >= 0; --f) {
+      for (int i = targetChannels - 1; i >= 0; --i) {
+        samples[f * targetChannels + i] =
+            samples[f * sourceChannels + std::min(i, sourceChannels - 1)];
+      }
+    }
+  } else {
+    for (int64_t f = 0; f < frames; ++f) {
+      for (int i = 0; i < targetChannels; ++i) {
+        samples[f * targetChannels + i] = samples[f * sourceChannels + i];
+      }
+    }
+  }
+}
+
+void ResampleLinear(const float* in, int64_t inFrames, float* out, int64_t outFrames,
+                    int channels) {
+  if (inFrames <= 0 || outFrames <= 0 || channels <= 0) return;
+  const double step = static_cast<double>(inFrames) / static_cast<double>(outFrames);
+  for (int64_t i = 0; i + 1 < outFrames; ++i) {
+    const double position = static_cast<double>(i) * step;
+    int64_t p = static_cast<int64_t>(position);
+    if (p >= inFrames) p = inFrames - 1;  // guards rounding of a huge step
+    const float f = static_cast<float>(position - static_cast<double>(p));
+    for (int c = 0; c < channels; ++c) {
+      out[i * channels + c] = in[p * channels + c] * (1.0f - f) + in[(p + 1) * channels + c] * f;
+    }
+  }
+  for (int c = 0; c < channels; ++c) {
+    out[(outFrames - 1) * channels + c] = in[(inFrames - 1) * channels + c];
+  }
+}
+
+}  // namespace vantaro
