@@ -12,6 +12,7 @@
 #include "codecs/codec_paths.h"
 #include "codecs/decoder_aif.h"
 #include "codecs/decoder_au.h"
+#include "codecs/decoder_ffmpeg.h"
 #include "codecs/decoder_wav.h"
 #include "codecs/sample_convert.h"
 
@@ -38,7 +39,7 @@ int CreateDecoders(int codecId, CBaseCodec** codecs, int maxCodecs) {
   add(new CDecoderWAV(codecId));
   add(new CDecoderAIF(codecId));
   add(new CDecoderAu(codecId));
-  // Place 9: add(new CDecoderFFMpeg(codecId));
+  add(new CDecoderFFMpeg(codecId));
   return count;
 }
 

@@ -71,7 +71,7 @@ class CDecoderFFMpeg : public CBaseCodec {
   static std::string PlainPath(const std::string& path);
 
  private:
-  void PutLeadingSilence(int64_t wantedBytes);
+  void PutLeadingSilence();
   int64_t TakePending(uint8_t* out, int64_t bytes);
   int64_t DecodeInto(uint8_t* out, int64_t bytes);
 

@@ -188,16 +188,18 @@ int64_t FFmpegAudioStream::MeasureLength(const std::string& path, int64_t& first
   int64_t stated = -1;
   if (!estimated && stream->duration != AV_NOPTS_VALUE && stream->duration > 0)
     stated = av_rescale_q(stream->duration, stream->time_base, sampleBase);
-  // Lossless streams (FLAC, PCM) state their exact length and have no
-  // encoder delay: no need to read the file twice.
-  const AVCodecDescriptor* descriptor = avcodec_descriptor_get(stream->codecpar->codec_id);
-  if (stated > 0 && descriptor && (descriptor->props & AV_CODEC_PROP_LOSSLESS)) return stated;
+  // MPEG audio states whole packets (an Info header) or only a bit-rate
+  // estimate: its packets are counted, less the encoder delay and padding the
+  // demuxer marks for dropping. Other containers state the stream's length;
+  // Ogg Opus counts its pre-skip in it, which the decoder drops.
+  const AVCodecID id = stream->codecpar->codec_id;
+  const bool mpegAudio = id == AV_CODEC_ID_MP3 || id == AV_CODEC_ID_MP2 || id == AV_CODEC_ID_MP1;
+  if (stated > 0 && !mpegAudio)
+    return std::max<int64_t>(0, stated - stream->codecpar->initial_padding);
   const int64_t counted =
       CountPacketFrames(path, streamIndex_, sourceRate_, stream->codecpar->frame_size, firstSkip);
   countedPackets_ = counted >= 0;
-  if (counted < 0) return stated;
-  if (stated < 0) return counted;
-  return std::min(counted, stated);
+  return counted >= 0 ? counted : stated;
 }
 
 void FFmpegAudioStream::ComputeLeadingSilence(int64_t firstSkip) {

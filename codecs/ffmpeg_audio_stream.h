@@ -6,13 +6,13 @@
 // Lengths are in frames at 44100 Hz unless a name says otherwise.
 //
 // Length contract (what CDecoderFFMpeg reports and the deck relies on):
-//  - Open() measures the stream's length. Where the container's length is
-//    only an estimate (MP3 without a Xing/Info header: length from the bit
-//    rate), the packets are demuxed without decoding and their durations
-//    summed, less the samples the decoder is told to drop at the start and
-//    end (encoder delay and padding). Where the container states a length,
-//    the smaller of it and the packet count is taken (AAC in MP4 keeps its
-//    padding in the packets; MP3 with an Info header states whole packets).
+//  - Open() measures the stream's length. MPEG audio (MP3) states either
+//    whole packets (Xing/Info header) or only an estimate from the bit rate,
+//    so its packets are demuxed without decoding and their durations summed,
+//    less the samples the decoder is told to drop at the start and end
+//    (encoder delay and padding). Other containers state the length (Ogg
+//    Opus with its pre-skip, which is taken off); where none is stated the
+//    packets are counted too.
 //  - NextChunk() never delivers more than ExpectedFrames(). For an intact file
 //    the frames delivered before NextChunk() returns false equal
 //    ExpectedFrames() exactly; rate conversion is padded or trimmed by its
