@@ -68,6 +68,12 @@ CCodecSet::~CCodecSet() {
   }
 }
 
+bool CCodecSet::AddCodec(std::unique_ptr<CBaseCodec> codec) {
+  if (!codec || currentCodec >= 0 || codecCount >= kMaxCodecs) return false;
+  codecs[codecCount++] = codec.release();
+  return true;
+}
+
 CBaseCodec* CCodecSet::CodecAt(int index) const {
   return index >= 0 && index < codecCount ? codecs[index] : nullptr;
 }

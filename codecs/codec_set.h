@@ -64,6 +64,11 @@ class CCodecSet {
   // karaoke pair unpacked from an archive.
   void Close();
 
+  // Appends `codec` behind the codecs made by the constructor; the set owns
+  // it from then on. False (and the codec deleted) when the array is full or
+  // a codec is open. For readers built outside this library and for tests.
+  bool AddCodec(std::unique_ptr<CBaseCodec> codec);
+
   bool IsOpen() const { return currentCodec >= 0; }
   const TCodecFormat& SourceFormat() const { return sourceFormat; }
   const TCodecFormat& TargetFormat() const { return targetFormat; }

@@ -1,0 +1,64 @@
+#pragma once
+// Test files for the codec tests: sound files made by sox, sox's own decoding
+// of them as the reference, header surgery for crafted files, and whole-file
+// reads through a codec set.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "codecs/codec_set.h"
+
+namespace vantaro::test {
+
+// A tone file made by sox: each channel c gets a sine of 300 + 150 * c Hz at
+// 0.7 of full scale, `seconds` long. `soxFormat` holds the sox output options
+// (e.g. "-b 24", "-e floating-point -b 32"). Returns false when sox fails.
+bool MakeSoxTone(const std::string& path, int rate, int channels, const std::string& soxFormat,
+                 double seconds = 0.25);
+
+// The samples of `path` as sox decodes them: interleaved 32-bit floats.
+std::vector<float> SoxDecode(const std::string& path);
+
+// Output of `soxi <option> path`, trimmed ("" on failure).
+std::string Soxi(const std::string& option, const std::string& path);
+
+// Rewrites a RIFF WAVE file of any "fmt " chunk size (sox writes extensible
+// headers for 24/32-bit integer and more than two channels) as a plain
+// 44-byte-header file with tag `tag` and the same samples.
+bool RewriteAsPlainWav(const std::string& in, const std::string& out, int tag);
+
+// Every frame of an open codec set as floats, read in blocks of `block`
+// target frames from start to `format.frames`.
+std::vector<float> ReadAllFloats(CCodecSet& set, const TCodecFormat& format, int block = 4096);
+
+// Largest absolute difference between two sample vectors over the shorter
+// length; +infinity when the lengths differ by more than `lengthSlack`.
+double LargestDifference(const std::vector<float>& a, const std::vector<float>& b,
+                         size_t lengthSlack = 0);
+
+// Channel `channel` of an interleaved buffer.
+std::vector<float> Channel(const std::vector<float>& samples, int channels, int channel);
+
+// Little helpers for building headers byte by byte.
+void AppendLE16(std::string& s, uint32_t v);
+void AppendLE32(std::string& s, uint32_t v);
+void AppendBE16(std::string& s, uint32_t v);
+void AppendBE32(std::string& s, uint32_t v);
+uint32_t LE32At(const std::string& s, size_t offset);
+uint32_t BE32At(const std::string& s, size_t offset);
+uint16_t LE16At(const std::string& s, size_t offset);
+uint16_t BE16At(const std::string& s, size_t offset);
+
+// A plain WAV header (44 bytes) with the given fields, followed by `data`.
+std::string WavFile(int tag, int channels, uint32_t rate, int bits, uint32_t dataSize,
+                    const std::string& data);
+// An AIFF with COMM (size `commSize`, padded with zeros past 18 bytes) and
+// SSND chunks, followed by `data`.
+std::string AiffFile(int channels, uint32_t frames, int bits, uint32_t rate, uint32_t ssndSize,
+                     const std::string& data, uint32_t commSize = 18);
+// An Au header with the given fields, followed by `data`.
+std::string AuFile(uint32_t offset, uint32_t dataSize, uint32_t encoding, uint32_t rate,
+                   uint32_t channels, const std::string& data);
+
+}  // namespace vantaro::test
