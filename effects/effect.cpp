@@ -16,9 +16,10 @@ float CEffect::SourceBpm() const {
 }
 
 void CEffect::ProcessMixed(float* buffer, int frames, float bpm) {
-  if (dryWet_ > 0.025f) {
+  const float dryWet = dryWet_.load(std::memory_order_relaxed);
+  if (dryWet > 0.025f) {
     if (!active_) Start();
-    if (dryWet_ > 0.975f) {
+    if (dryWet > 0.975f) {
       Process(buffer, frames, bpm);
       return;
     }
@@ -26,7 +27,7 @@ void CEffect::ProcessMixed(float* buffer, int frames, float bpm) {
     const int samples = frames * 2;
     std::memcpy(scratch_.get(), buffer, sizeof(float) * samples);
     Process(scratch_.get(), frames, bpm);
-    const float wet = dryWet_, dry = 1.0f - dryWet_;
+    const float wet = dryWet, dry = 1.0f - dryWet;
     for (int i = 0; i < samples; ++i) buffer[i] = scratch_[i] * wet + buffer[i] * dry;
     return;
   }

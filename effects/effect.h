@@ -8,7 +8,9 @@
 // parameter setters and Reset before or between blocks (parameter writes are
 // plain words that an effect reads once per block).
 
+#include <atomic>
 #include <memory>
+#include <string>
 
 namespace vantaro {
 
@@ -53,14 +55,27 @@ class CEffect {
   virtual void CloseEditor() {}
   virtual void IdleEditor() {}
 
-  int IsActive() const { return active_; }
+  // Description of the parameters for chain files and editors (not in the
+  // fixed slot order above): `GetParamCount` parameters, the i-th with id
+  // GetParamId(i) as GetParam/SetParam take it.
+  virtual int GetParamCount() { return 0; }
+  virtual int GetParamId(int index) { return index; }
+  virtual std::string GetParamName(int /*id*/) { return ""; }
+  virtual std::string GetParamUnit(int /*id*/) { return ""; }
+  // Text form of the parameter's value, as an editor shows it.
+  virtual std::string GetParamText(int id) { return std::to_string(GetParam(id)); }
+  virtual std::string GetName() { return ""; }
+
+  int IsActive() const { return active_.load(std::memory_order_relaxed); }
   // The source asked for the tempo; 120 BPM when null or unknown.
   void SetTempoSource(CAudioSignalSource* source) { tempoSource_ = source; }
   float SourceBpm() const;
 
  protected:
-  int active_ = 0;
-  float dryWet_ = 0.0f;
+  // Written by the GUI thread (Start/Stop, SetDryWet), read per block by the
+  // audio thread.
+  std::atomic<int> active_{0};
+  std::atomic<float> dryWet_{0.0f};
   std::unique_ptr<float[]> scratch_;  // kMaxBlockFrames stereo frames
   CAudioSignalSource* tempoSource_ = nullptr;
 };

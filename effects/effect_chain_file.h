@@ -1,0 +1,48 @@
+#pragma once
+// Effect chain files (.vfx) and the list of scanned plug-ins
+// (fx_scanned.xml), in the program's one XML form: UTF-8 mark, declaration,
+// maker comment, root with version="100", one element a line, floats with
+// four decimals.
+//
+// Loading rules:
+// - A missing file leaves the chain as it was (first start) and returns false
+//   quietly.
+// - A file that does not parse, or whose root is not the expected element, is
+//   logged and skipped: the chain is left as it was and false is returned.
+//   The caller should save such a chain with a backup, so that the broken
+//   file survives as "<name>.bak" (see EffectChainSet in effect_chain_set.h).
+// - An effect whose type this program cannot create is logged and kept as a
+//   silent entry: the rest of the chain loads and plays, and the next save
+//   writes the unknown entry back exactly as it was read.
+//
+// Threads: GUI thread only.
+
+#include <string>
+#include <vector>
+
+namespace vantaro {
+
+class CEffectChain;
+
+bool LoadEffectChainFile(const std::string& path, CEffectChain& chain);
+bool SaveEffectChainFile(const std::string& path, const CEffectChain& chain,
+                         bool keepBackup = false);
+// The file's text for `chain`.
+std::string FormatEffectChain(const CEffectChain& chain);
+
+// One plug-in found by the scanner.
+struct TScannedEffect {
+  int type = 0;
+  int subType = 0;
+  std::string componentId;
+  std::string filename;
+  std::string name;
+};
+
+// Same rules as the chain files: a missing or broken file leaves `effects`
+// as it was and returns false.
+bool LoadScannedEffects(const std::string& path, std::vector<TScannedEffect>& effects);
+bool SaveScannedEffects(const std::string& path, const std::vector<TScannedEffect>& effects);
+std::string FormatScannedEffects(const std::vector<TScannedEffect>& effects);
+
+}  // namespace vantaro

@@ -1,0 +1,197 @@
+#include "effects/equalizer_iir.h"
+
+#include <cmath>
+#include <complex>
+#include <cstdio>
+#include <cstring>
+
+#include "base/audio_signal_source.h"
+
+namespace vantaro {
+namespace {
+
+struct Section {
+  double a1, a2, k;
+};
+
+struct BandDesign {
+  double g;
+  int sectionCount;
+  Section sections[4];
+};
+
+// The fixed crossover cascades at 44100 Hz: four-pole low-pass at ~343 Hz,
+// eight-pole band-pass ~343..8000 Hz, four-pole high-pass at 8000 Hz.
+constexpr BandDesign kBands[3] = {
+    {1.61606803597387e-6,
+     2,
+     {{-1.902381209719362, 0.90813023596589, 2.0}, {-1.871143706630871, 0.8756413532699335, 2.0}}},
+    {0.06624911184645224,
+     4,
+     {{-0.009262113814037748, 0.2432914511959453, -2.0},
+      {-1.961681660190477, 0.9626416678272747, -2.0},
+      {-0.1456873794746027, 0.02829410901906353, 2.0},
+      {-1.932673631143553, 0.9339131720449145, 2.0}}},
+    {0.293256802062472,
+     2,
+     {{-1.014854146667207, 0.4007327809326599, -2.0},
+      {-0.776218060344873, 0.1662120709779701, -2.0}}},
+};
+
+// Keeps the history words away from denormals.
+constexpr double kHistoryGuard = 1e-30;
+
+const char* const kBandNames[3] = {"Low", "Mid", "High"};
+
+}  // namespace
+
+struct CEffectEqualizerIIR::Crossover {
+  // w[n-1], w[n-2] per section and channel.
+  double w1[4][2] = {};
+  double w2[4][2] = {};
+};
+
+double EqualizerResponse(double frequency, const double gains[3]) {
+  const double w = 2.0 * M_PI * frequency / kSampleRate;
+  const std::complex<double> z1 = std::polar(1.0, -w), z2 = z1 * z1;
+  std::complex<double> total = 0.0;
+  for (int b = 0; b < 3; ++b) {
+    std::complex<double> h = kBands[b].g;
+    for (int s = 0; s < kBands[b].sectionCount; ++s) {
+      const Section& sec = kBands[b].sections[s];
+      h *= (1.0 + sec.k * z1 + z2) / (1.0 + sec.a1 * z1 + sec.a2 * z2);
+    }
+    total += h * gains[b];
+  }
+  return std::abs(total);
+}
+
+CEffectEqualizerIIR::CEffectEqualizerIIR()
+    : crossover_(new Crossover[kBandCount]),
+      bandBuffer_(new float[static_cast<std::size_t>(kBandCount) * kMaxFrames * 2]()) {
+  for (int b = 0; b < kBandCount; ++b) {
+    bandDb_[b].store(0.0f);
+    bandPending_[b].store(false);
+    // As SetParam(b, 0) leaves a band, starting from silence: the first
+    // blocks fade the bands in.
+    gainCurrent_[b] = 1.0;
+    gainTarget_[b] = 2.0;
+    gainFactor_[b] = std::pow(2.0, 1.0 / kRampSteps);
+    gainValue_[b] = 1.0f;
+  }
+  DesignBiquad(shelf_[0], 260.0f, 0.0f, 0.95f, kBiquadLowShelf);
+  DesignBiquad(shelf_[1], 260.0f, 0.0f, 0.95f, kBiquadLowShelf);
+  DesignBiquad(shelf_[2], std::sqrt(2.6e6f), 0.0f, 0.6f, kBiquadPeaking);
+  DesignBiquad(shelf_[3], std::sqrt(2.6e6f), 0.0f, 0.6f, kBiquadPeaking);
+  DesignBiquad(shelf_[4], 6000.0f, 0.0f, 0.95f, kBiquadHighShelf);
+  DesignBiquad(shelf_[5], 6000.0f, 0.0f, 0.95f, kBiquadHighShelf);
+}
+
+CEffectEqualizerIIR::~CEffectEqualizerIIR() = default;
+
+void CEffectEqualizerIIR::Start() {
+  Reset();
+  active_ = 1;
+}
+
+void CEffectEqualizerIIR::Reset() {
+  for (TBiquad& f : shelf_) ResetBiquad(f);
+}
+
+void CEffectEqualizerIIR::SetParam(int band, int dB) {
+  if (band < 1 || band > kBandCount) return;
+  if (dB < kKillThresholdDb) dB = kKilledDb;
+  const int b = band - 1;
+  bandDb_[b].store(static_cast<float>(dB));
+  static constexpr float kFrequency[3] = {260.0f, 1612.4515f, 6000.0f};
+  static constexpr float kQ[3] = {0.95f, 0.6f, 0.95f};
+  static constexpr int kType[3] = {kBiquadLowShelf, kBiquadPeaking, kBiquadHighShelf};
+  DesignBiquad(shelf_[b * 2], kFrequency[b], static_cast<float>(dB), kQ[b], kType[b]);
+  DesignBiquad(shelf_[b * 2 + 1], kFrequency[b], static_cast<float>(dB), kQ[b], kType[b]);
+  bandPending_[b].store(true, std::memory_order_release);
+}
+
+int CEffectEqualizerIIR::GetParam(int band) {
+  if (band < 1 || band > kBandCount) return 0;
+  return static_cast<int>(std::lround(bandDb_[band - 1].load()));
+}
+
+std::string CEffectEqualizerIIR::GetParamName(int id) {
+  return id >= 1 && id <= kBandCount ? kBandNames[id - 1] : "";
+}
+
+std::string CEffectEqualizerIIR::GetParamUnit(int id) {
+  return id >= 1 && id <= kBandCount ? "dB" : "";
+}
+
+std::string CEffectEqualizerIIR::GetParamText(int id) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%d", GetParam(id));
+  return text;
+}
+
+// Audio thread: a new band value starts a ramp from where the old one stands.
+void CEffectEqualizerIIR::ApplyPendingBands() {
+  for (int b = 0; b < kBandCount; ++b) {
+    if (!bandPending_[b].exchange(false, std::memory_order_acquire)) continue;
+    const double db = bandDb_[b].load(std::memory_order_relaxed);
+    const double linear = db > -318.8 ? std::pow(10.0, db * 0.05) : 0.0;
+    gainTarget_[b] = linear + 1.0;
+    gainFactor_[b] = std::pow(gainTarget_[b] / gainCurrent_[b], 1.0 / kRampSteps);
+  }
+}
+
+void CEffectEqualizerIIR::RunCrossovers(const float* input, int frames) {
+  for (int b = 0; b < kBandCount; ++b) {
+    const BandDesign& design = kBands[b];
+    Crossover& state = crossover_[b];
+    float* out = bandBuffer_.get() + static_cast<std::size_t>(b) * kMaxFrames * 2;
+    for (int i = 0; i < frames * 2; ++i) {
+      const int ch = i & 1;
+      double x = input[i] * design.g;
+      for (int s = 0; s < design.sectionCount; ++s) {
+        const Section& sec = design.sections[s];
+        double& w1 = state.w1[s][ch];
+        double& w2 = state.w2[s][ch];
+        const double w = x - sec.a2 * w2 - sec.a1 * w1;
+        x = w + sec.k * w1 + w2;
+        w2 = w1 + kHistoryGuard;
+        w1 = w + kHistoryGuard;
+      }
+      out[i] = static_cast<float>(x);
+    }
+  }
+}
+
+void CEffectEqualizerIIR::Process(float* buffer, int frames, float /*bpm*/) {
+  if (!active_) return;
+  ApplyPendingBands();
+  // Longer blocks do not reach the equaliser; if one did, it is taken in
+  // pieces rather than cut.
+  for (int done = 0; done < frames;) {
+    const int n = frames - done < kMaxFrames ? frames - done : kMaxFrames;
+    float* block = buffer + static_cast<std::size_t>(done) * 2;
+    RunCrossovers(block, n);
+    const float* bands[kBandCount];
+    for (int b = 0; b < kBandCount; ++b)
+      bands[b] = bandBuffer_.get() + static_cast<std::size_t>(b) * kMaxFrames * 2;
+    for (int i = 0; i < n * 2; ++i) {
+      float out = 0.0f;
+      for (int b = 0; b < kBandCount; ++b) {
+        if (gainCurrent_[b] != gainTarget_[b]) {
+          const double next = gainCurrent_[b] * gainFactor_[b];
+          const bool rising = gainFactor_[b] > 1.0;
+          const bool passed =
+              (rising ? next > gainTarget_[b] : next < gainTarget_[b]) || next == gainCurrent_[b];
+          gainCurrent_[b] = passed ? gainTarget_[b] : next;
+          gainValue_[b] = static_cast<float>(gainCurrent_[b] - 1.0);
+        }
+        out += bands[b][i] * gainValue_[b];
+      }
+      block[i] = out;
+    }
+    done += n;
+  }
+}
+
+}  // namespace vantaro
