@@ -1,6 +1,7 @@
 #include "app/screen_tick.h"
 
 #include "app/program.h"
+#include "base/debug_log.h"
 #include "skin/main_window.h"
 
 namespace vantaro {
@@ -16,7 +17,7 @@ void RunScreenTick() {
   // 9 meters, 10 deck periodic updates, 11 controller displays: each runs
   // here once its subsystem exists.
   (void)count;
-  ++program.ticksRun;
+  if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
   window->ClearTickPending();  // 12
 }
 

@@ -1,0 +1,145 @@
+// The whole program under a private Xvfb server and data root: start-up,
+// folders, the single-instance rule, the screen-size rule, and the close
+// through the window manager and by signal.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <regex>
+
+#include "tests/app/app_process.h"
+#include "tests/support/test_support.h"
+
+namespace vantaro {
+namespace {
+
+namespace fs = std::filesystem;
+using test::AppProcess;
+using test::TempDir;
+using test::XvfbServer;
+using test::XWindowTool;
+
+constexpr const char* kRunning = "start-up complete: running";
+constexpr const char* kTicking = "screen tick: first tick handled";
+
+// The close steps must appear once each, in this order, after the start.
+void ExpectOrderedClose(const std::string& output) {
+  size_t at = output.find(kRunning);
+  ASSERT_NE(at, std::string::npos) << output;
+  for (int step = 1; step <= 7; ++step) {
+    const std::string line = "close " + std::to_string(step) + ":";
+    const size_t next = output.find(line, at);
+    ASSERT_NE(next, std::string::npos) << line << " missing or out of order in\n" << output;
+    EXPECT_EQ(output.find(line, next + 1), std::string::npos) << line << " twice";
+    at = next;
+  }
+  std::smatch ticks;
+  ASSERT_TRUE(std::regex_search(output, ticks, std::regex("after (\\d+) ticks")));
+  EXPECT_GT(std::stoi(ticks[1]), 0) << "the screen tick never ran";
+  EXPECT_EQ(output.find("runtime error"), std::string::npos) << "sanitizer report:\n" << output;
+  EXPECT_EQ(output.find("Sanitizer"), std::string::npos) << "sanitizer report:\n" << output;
+}
+
+TEST(Startup, BuildsTheFoldersAndClosesThroughTheWindowManager) {
+  XvfbServer x(1280, 800);
+  ASSERT_TRUE(x.Started());
+  TempDir home;
+  AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+  ASSERT_TRUE(app.WaitForOutput(kTicking)) << app.Output();
+
+  const std::string root = home.Path() + "/Vantaro/";
+  for (const char* folder : {"Stripes", "Database", "Settings", "Playlists", "Skins", "Samples"})
+    EXPECT_TRUE(fs::is_directory(root + folder)) << folder;
+  EXPECT_FALSE(fs::exists(root + "Effects")) << "Effects is formed but not created at start";
+  EXPECT_TRUE(fs::exists(root + "Samples/README.txt")) << "Samples is seeded from the program";
+  EXPECT_TRUE(fs::exists(root + "vantaro.log"));
+  EXPECT_EQ(XWindowTool(x.Display(), "count", "Vantaro DJ"), "1");
+
+  int status = -1;
+  XWindowTool(x.Display(), "close", "Vantaro DJ", &status);
+  ASSERT_EQ(status, 0) << "no main window to close";
+  EXPECT_EQ(app.WaitForExit(), 0) << app.Output();
+  ExpectOrderedClose(app.Output());
+  EXPECT_NE(test::ReadFile(root + "vantaro.log").find("close 7:"), std::string::npos)
+      << "the log file has the close steps too";
+}
+
+TEST(Startup, SamplesAreSeededOnlyWhenTheFolderIsNew) {
+  XvfbServer x(1280, 800);
+  ASSERT_TRUE(x.Started());
+  TempDir home;
+  const std::string samples = home.Path() + "/Vantaro/Samples";
+  fs::create_directories(samples);
+  AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+  ASSERT_TRUE(app.WaitForOutput(kRunning)) << app.Output();
+  EXPECT_FALSE(fs::exists(samples + "/README.txt")) << "an existing Samples folder is left alone";
+  app.Signal(SIGTERM);
+  EXPECT_EQ(app.WaitForExit(), 0);
+}
+
+TEST(Startup, SigtermAndSigintCloseAsCleanlyAsTheCloseButton) {
+  for (int signal : {SIGTERM, SIGINT}) {
+    XvfbServer x(1280, 800);
+    ASSERT_TRUE(x.Started());
+    TempDir home;
+    AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+    ASSERT_TRUE(app.WaitForOutput(kTicking)) << app.Output();
+    app.Signal(signal);
+    EXPECT_EQ(app.WaitForExit(), 0) << "signal " << signal << "\n" << app.Output();
+    ExpectOrderedClose(app.Output());
+  }
+}
+
+TEST(Startup, ASecondInstanceIsRefusedWithAMessage) {
+  XvfbServer x(1280, 800);
+  ASSERT_TRUE(x.Started());
+  TempDir home;
+  AppProcess first(x.Display(), home.Path(), home.File("first.txt"));
+  ASSERT_TRUE(first.WaitForOutput(kRunning)) << first.Output();
+
+  AppProcess second(x.Display(), home.Path(), home.File("second.txt"));
+  ASSERT_TRUE(second.WaitForOutput("message: The program is already running.")) << second.Output();
+  // The message box is up; the user presses its close button.
+  int status = -1;
+  for (int attempt = 0; attempt < 100 && status != 0; ++attempt) {
+    XWindowTool(x.Display(), "close-dialog", "vantaro", &status);
+    if (status != 0) usleep(100000);
+  }
+  EXPECT_EQ(status, 0) << "no message box was shown";
+  EXPECT_EQ(second.WaitForExit(), 1) << second.Output();
+  EXPECT_EQ(second.Output().find(kRunning), std::string::npos) << "the second one ran";
+  EXPECT_EQ(XWindowTool(x.Display(), "count", "Vantaro DJ"), "1");
+
+  EXPECT_TRUE(first.Running()) << "the first instance is untouched";
+  first.Signal(SIGTERM);
+  EXPECT_EQ(first.WaitForExit(), 0);
+}
+
+TEST(Startup, AScreenBelow900By600EndsTheStart) {
+  {
+    XvfbServer x(899, 600);
+    ASSERT_TRUE(x.Started());
+    TempDir home;
+    AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+    ASSERT_TRUE(app.WaitForOutput("message: The screen resolution is too low")) << app.Output();
+    int status = -1;
+    for (int attempt = 0; attempt < 100 && status != 0; ++attempt) {
+      XWindowTool(x.Display(), "close-dialog", "vantaro", &status);
+      if (status != 0) usleep(100000);
+    }
+    EXPECT_EQ(app.WaitForExit(), 1) << app.Output();
+    EXPECT_EQ(app.Output().find(kRunning), std::string::npos);
+  }
+  {
+    XvfbServer x(900, 600);
+    ASSERT_TRUE(x.Started());
+    TempDir home;
+    AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+    ASSERT_TRUE(app.WaitForOutput(kRunning)) << app.Output();
+    app.Signal(SIGTERM);
+    EXPECT_EQ(app.WaitForExit(), 0);
+  }
+}
+
+}  // namespace
+}  // namespace vantaro
