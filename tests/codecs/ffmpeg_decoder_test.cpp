@@ -87,3 +87,176 @@ INSTANTIATE_TEST_SUITE_P(
 
 }  // namespace
 }  // namespace vantaro
+
+namespace vantaro {
+namespace {
+
+using test::FFmpegFixture;
+using test::kSignalFrames;
+
+std::string CopyTo(const std::string& from, const std::string& name, int64_t bytes = -1) {
+  std::string data = test::ReadFile(from);
+  if (bytes >= 0) data.resize(static_cast<size_t>(bytes));
+  const std::string path = test::FixtureScratchPath(name);
+  test::WriteFile(path, data);
+  return path;
+}
+
+TEST(FFmpegDecoderPaths, EndingsDecideAndTheKvSchemeIsDropped) {
+  for (const char* path : {"a.mp3", "A.MP3", "b.m3e", "c.aac", "d.Ogg", "e.flac", "f.m4a", "g.opus",
+                           "h.wma", "i.wav", "j.aif", "k.AIFF", "l.au", "plateau", "kv:/x/y.m3e"})
+    EXPECT_TRUE(CDecoderFFMpeg::AcceptsPath(path)) << path;
+  for (const char* path : {"a.mp4", "b.mkv", "c.fla", "d.mp3x", "e.cda", "", "mp", "f.avi"})
+    EXPECT_FALSE(CDecoderFFMpeg::AcceptsPath(path)) << path;
+  EXPECT_EQ(CDecoderFFMpeg::PlainPath("kv://music/a.m3e"), "/music/a.m3e");
+  EXPECT_EQ(CDecoderFFMpeg::PlainPath("/music/kv:/a.mp3"), "/music/kv:/a.mp3");
+  EXPECT_EQ(CDecoderFFMpeg::PlainPath("kv:"), "kv:");
+}
+
+TEST(FFmpegDecoderPaths, KvSchemeOpensThePlainFileBehindIt) {
+  const std::string mp3 = FFmpegFixture("cbr.mp3");
+  ASSERT_FALSE(mp3.empty());
+  const std::string m3e = CopyTo(mp3, "song.m3e");
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  ASSERT_EQ(decoder.Open("kv:/" + m3e, format, kCodecRead), 1);
+  EXPECT_EQ(format.frames, kSignalFrames);
+  EXPECT_STREQ(decoder.GetName(), "ffmpeg-audio");
+}
+
+// Refusals leave the decoder closed and usable for the next file.
+TEST(FFmpegDecoderRefusals, VideoOnlyEmptyMissingWrongEndingAndSecondOpen) {
+  const std::string video = FFmpegFixture("video.ogg");
+  const std::string mp3 = FFmpegFixture("cbr.mp3");
+  ASSERT_FALSE(video.empty());
+  ASSERT_FALSE(mp3.empty());
+  const std::string empty = test::FixtureScratchPath("empty.mp3");
+  test::WriteFile(empty, "");
+  const std::string text = test::FixtureScratchPath("text.flac");
+  test::WriteFile(text, std::string(5000, 'x'));
+  const std::string wrongEnding = CopyTo(mp3, "song.mp4");
+
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  for (const std::string& path :
+       {video, empty, text, wrongEnding, test::FixtureScratchPath("missing.mp3")}) {
+    EXPECT_EQ(decoder.Open(path, format, kCodecRead), 0) << path;
+    EXPECT_EQ(decoder.opened, 0) << path;
+    EXPECT_EQ(decoder.frameSize, 1) << path;
+    EXPECT_EQ(decoder.GetSeconds(), 0.0f) << path;
+    int16_t buffer[1024] = {};
+    EXPECT_EQ(decoder.GetSamples(buffer, 256, 0), 0) << path;
+  }
+  ASSERT_EQ(decoder.Open(mp3, format, kCodecRead), 1);
+  TCodecFormat second;
+  EXPECT_EQ(decoder.Open(mp3, second, kCodecRead), 0);
+  EXPECT_EQ(decoder.opened, 1);
+  EXPECT_EQ(decoder.PutSamples(nullptr, 10), 0);
+  EXPECT_EQ(test::ReadDecoderToEnd(decoder, 2, 44100).size(), size_t{kSignalFrames} * 2);
+  decoder.Close();
+  decoder.Close();
+  EXPECT_EQ(decoder.opened, 0);
+  EXPECT_EQ(decoder.GetSeconds(), 0.0f);
+}
+
+// The pending ring hands decoded overshoot to the next read in order: any
+// split of the reads gives the same samples.
+TEST(FFmpegDecoderRing, ReadSizesDoNotChangeTheSamples) {
+  const std::string path = FFmpegFixture("vorbis.ogg");
+  ASSERT_FALSE(path.empty());
+  std::vector<std::vector<float>> results;
+  for (int block : {44100, 1000, 333, 100000}) {
+    CDecoderFFMpeg decoder(1);
+    TCodecFormat format;
+    ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+    int reads = 0;
+    results.push_back(test::ReadDecoderToEnd(decoder, 2, block, &reads));
+    EXPECT_EQ(reads, kSignalFrames / block + 1) << block;
+    EXPECT_EQ(decoder.framesDone, kSignalFrames) << block;
+  }
+  for (size_t i = 1; i < results.size(); ++i) EXPECT_TRUE(results[i] == results[0]) << i;
+}
+
+// The decoder never seeks: a start frame other than 0 reads on from where the
+// last read ended.
+TEST(FFmpegDecoderRing, StartFrameIsIgnoredExceptZero) {
+  const std::string path = FFmpegFixture("flac.flac");
+  ASSERT_FALSE(path.empty());
+  CDecoderFFMpeg whole(1);
+  TCodecFormat format;
+  ASSERT_EQ(whole.Open(path, format, kCodecRead), 1);
+  const std::vector<float> all = test::ReadDecoderToEnd(whole, 2, 44100);
+
+  CDecoderFFMpeg decoder(1);
+  ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+  std::vector<int16_t> block(2 * 10000);
+  ASSERT_EQ(decoder.GetSamples(block.data(), 10000, 0), 10000);
+  ASSERT_EQ(decoder.GetSamples(block.data(), 10000, 90000), 10000);
+  const std::vector<float> expected = test::Frames(all, 2, 10000, 10000);
+  for (size_t i = 0; i < expected.size(); ++i) ASSERT_EQ(block[i] / 32768.0f, expected[i]) << i;
+}
+
+// Frames before the first sample above 0.01 in channel 0.
+int64_t SilentFrames(const std::vector<float>& samples) {
+  return test::FirstSoundFrame(samples, 2, 0.01f);
+}
+
+TEST(FFmpegDecoderLeadingSilence, StartTimeBecomesSilenceOnEveryReadFromZero) {
+  const std::string path = FFmpegFixture("late1.ogg");
+  ASSERT_FALSE(path.empty());
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+  EXPECT_NEAR(format.frames, 44100 + kSignalFrames, 300);
+
+  std::vector<int16_t> block(2 * 60000);
+  ASSERT_EQ(decoder.GetSamples(block.data(), 60000, 0), 60000);
+  std::vector<float> first(block.begin(), block.end());
+  for (float& v : first) v /= 32768.0f;
+  const int64_t lead = SilentFrames(first);
+  EXPECT_NEAR(lead, 44100, 300);
+  EXPECT_NEAR(test::ToneFrequency(test::Frames(first, 2, lead + 1000, 10000), 2, 0), 1000.0, 0.5);
+
+  // A second read from 0 puts the silence in again, behind what the ring
+  // still held: tone first, then a second second of silence, then tone.
+  ASSERT_EQ(decoder.GetSamples(block.data(), 60000, 0), 60000);
+  std::vector<float> second(block.begin(), block.end());
+  for (float& v : second) v /= 32768.0f;
+  int64_t silent = 0;
+  for (size_t i = 0; i < second.size(); i += 2)
+    silent += second[i] == 0.0f && second[i + 1] == 0.0f;
+  EXPECT_NEAR(silent, lead, 300);
+  EXPECT_GT(test::Rms(test::Frames(second, 2, 0, 100), 2, 0), 0.2)
+      << "the ring's tone must come first";
+}
+
+TEST(FFmpegDecoderLeadingSilence, SilenceStopsAt441000Bytes) {
+  const std::string path = FFmpegFixture("late5.ogg");
+  ASSERT_FALSE(path.empty());
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+  const int64_t capFrames = CDecoderFFMpeg::kMaxLeadingSilenceBytes / 4;
+  EXPECT_NEAR(format.frames, capFrames + kSignalFrames, 300);
+  const std::vector<float> all = test::ReadDecoderToEnd(decoder, 2, 44100);
+  const int64_t lead = SilentFrames(all);
+  EXPECT_GE(lead, capFrames);
+  EXPECT_LE(lead, capFrames + 10);
+  EXPECT_EQ(static_cast<int64_t>(all.size()) / 2, decoder.GetFrames());
+}
+
+TEST(FFmpegDecoderLeadingSilence, EncoderDelayOfMp3IsNoSilence) {
+  // The LAME header's delay gives the stream a start time, but the decoder
+  // drops those samples: no silence may be put in front.
+  const std::string path = FFmpegFixture("cbr.mp3");
+  ASSERT_FALSE(path.empty());
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+  EXPECT_EQ(format.frames, kSignalFrames);
+  const std::vector<float> all = test::ReadDecoderToEnd(decoder, 2, 44100);
+  EXPECT_LT(SilentFrames(all), 20);
+}
+
+}  // namespace
+}  // namespace vantaro
