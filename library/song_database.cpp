@@ -1,0 +1,341 @@
+#include "library/song_database.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "base/debug_log.h"
+#include "base/realtime.h"
+#include "base/timed_thread.h"
+#include "base/xml_text.h"
+#include "library/song_database_file.h"
+
+namespace vantaro {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Hashing that accepts a string_view, so FindSong looks a prepared key up
+// without building a std::string.
+struct KeyHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>{}(key); }
+};
+
+// The table: a string-keyed hash map, exact and case-sensitive keys. Starts
+// with 101 buckets and grows at a load of 0.85. No lock of its own: the
+// functions below hold tableLock.
+class CZKSongDatabase {
+ public:
+  CZKSongDatabase() {
+    records_.max_load_factor(0.85f);
+    records_.rehash(101);
+  }
+  std::size_t Count() const { return records_.size(); }
+  const TZKSongRecord* Find(std::string_view key) const {
+    const auto found = records_.find(key);
+    return found == records_.end() ? nullptr : &found->second;
+  }
+  void Store(TZKSongRecord record) {
+    std::string key = record.name;
+    records_.insert_or_assign(std::move(key), std::move(record));
+  }
+  bool Remove(std::string_view key) {
+    const auto found = records_.find(key);
+    if (found == records_.end()) return false;
+    records_.erase(found);
+    return true;
+  }
+  void Clear() { records_.clear(); }
+  // Every record, sorted by key, so that a file written twice from one
+  // table is the same byte for byte.
+  std::vector<TZKSongRecord> SortedRecords() const {
+    std::vector<TZKSongRecord> records;
+    records.reserve(records_.size());
+    for (const auto& entry : records_) records.push_back(entry.second);
+    SortByKey(records);
+    return records;
+  }
+  static void SortByKey(std::vector<TZKSongRecord>& records) {
+    std::sort(records.begin(), records.end(),
+              [](const TZKSongRecord& a, const TZKSongRecord& b) { return a.name < b.name; });
+  }
+
+ private:
+  std::unordered_map<std::string, TZKSongRecord, KeyHash, std::equal_to<>> records_;
+};
+
+// Guards `table` (the pointer and the records).
+std::shared_mutex tableLock;
+std::unique_ptr<CZKSongDatabase> table;
+
+// What the periodic saver needs; guarded by saveStateLock, taken after
+// tableLock when both are held.
+struct SaveState {
+  std::mutex lock;
+  std::string path;      // db.vtx of the last load
+  bool unsaved = false;  // a change since the last snapshot
+  Clock::time_point firstUnsavedChange;
+  int delayMs = 28000;
+  std::string userMessage;  // for TakeSongDatabaseMessage
+};
+SaveState saveState;
+
+// Serialises writers of db.vtx (the periodic saver and SaveSongDatabaseNow).
+std::mutex fileWriteLock;
+std::unique_ptr<TimedThread> saver;
+
+constexpr int kSaverTickMs = 250;
+
+// Pre: tableLock held exclusively.
+void MarkChanged() {
+  std::lock_guard<std::mutex> guard(saveState.lock);
+  if (!saveState.unsaved) {
+    saveState.unsaved = true;
+    saveState.firstUnsavedChange = Clock::now();
+  }
+}
+
+bool WriteRecords(const std::string& path, const std::vector<TZKSongRecord>& records) {
+  std::string reason;
+  if (WriteFileAtomically(path, FormatSongDatabaseFile(records), /*keepBackup=*/true, &reason))
+    return true;
+  DebugLog("SaveSongDatabase: %s", reason.c_str());
+  return false;
+}
+
+// Puts a failed snapshot back into the unsaved state; the next attempt
+// comes one delay later, so a full disk is not hammered.
+void RestoreUnsaved() {
+  std::lock_guard<std::mutex> guard(saveState.lock);
+  if (!saveState.unsaved) {
+    saveState.unsaved = true;
+    saveState.firstUnsavedChange = Clock::now();
+  }
+}
+
+void SaverTick() {
+  {
+    std::lock_guard<std::mutex> guard(saveState.lock);
+    if (!saveState.unsaved) return;
+    const auto age = Clock::now() - saveState.firstUnsavedChange;
+    if (age < std::chrono::milliseconds(saveState.delayMs)) return;
+  }
+  SaveSongDatabaseNow();
+}
+
+void StopSaver() {
+  if (saver) saver->Stop();
+  saver.reset();
+}
+
+void StartSaver() {
+  saver = std::make_unique<TimedThread>("songdb-save", kSaverTickMs, /*priority=*/1, SaverTick);
+  if (!saver->Start()) DebugLog("LoadSongDatabase: the periodic saver did not start");
+}
+
+std::string FolderOf(const std::string& path) {
+  const auto slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+// Temporary files of a save that was cut short ("db.vtx.tmp-XXXXXX").
+void RemoveStaleTemporaries(const std::string& path) {
+  const std::string folder = FolderOf(path);
+  const auto slash = path.rfind('/');
+  const std::string prefix = (slash == std::string::npos ? path : path.substr(slash + 1)) + ".tmp-";
+  DIR* directory = opendir(folder.c_str());
+  if (!directory) return;
+  while (const dirent* entry = readdir(directory)) {
+    const std::string name = entry->d_name;
+    if (name.size() == prefix.size() + 6 && name.compare(0, prefix.size(), prefix) == 0) {
+      unlink((folder + "/" + name).c_str());
+      DebugLog("LoadSongDatabase: removed %s left by an interrupted save", name.c_str());
+    }
+  }
+  closedir(directory);
+}
+
+bool Exists(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0;
+}
+
+// Moves an unreadable db.vtx aside as db.vtx.broken-YYYYMMDD-HHMMSS (with
+// a counter if that name is taken) and returns the new path; empty when the
+// rename failed.
+std::string MoveBrokenFileAside(const std::string& path) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char stamp[32];
+  std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
+  std::string target = path + ".broken-" + stamp;
+  for (int extra = 2; Exists(target) && extra < 100; ++extra)
+    target = path + ".broken-" + stamp + "-" + std::to_string(extra);
+  if (std::rename(path.c_str(), target.c_str()) != 0) {
+    DebugLog("LoadSongDatabase: cannot move %s aside", path.c_str());
+    return {};
+  }
+  return target;
+}
+
+std::string BrokenFileMessage(const std::string& path, const std::string& movedTo) {
+  std::string message = "The song database " + path + " could not be read";
+  if (!movedTo.empty())
+    message += ", so it was moved to " + movedTo + " and nothing in it was changed";
+  message +=
+      ". The program starts with an empty song database; tempos, gains and cue points are "
+      "learnt again as tracks are played.";
+  if (Exists(path + ".bak")) message += " The copy from the save before is " + path + ".bak.";
+  return message;
+}
+
+const char* StatusText(SongFileStatus status) {
+  switch (status) {
+    case SongFileStatus::kUnreadable:
+      return "cannot be opened";
+    case SongFileStatus::kNotParsed:
+      return "XML not parsed successfully";
+    case SongFileStatus::kWrongRoot:
+      return "root node is NOT 'songdatabase'";
+    default:
+      return "read";
+  }
+}
+
+}  // namespace
+
+bool LoadSongDatabase(const std::string& path) {
+  AssertNotRealtime("LoadSongDatabase");
+  StopSaver();
+  RemoveStaleTemporaries(path);
+
+  auto loaded = std::make_unique<CZKSongDatabase>();
+  const SongFileStatus status = ReadSongDatabaseFile(
+      path, [&loaded](TZKSongRecord&& record) { loaded->Store(std::move(record)); });
+  std::string message;
+  if (status != SongFileStatus::kLoaded) {
+    loaded->Clear();
+    if (status != SongFileStatus::kMissing) {
+      DebugLog("LoadSongDatabase: %s %s", path.c_str(), StatusText(status));
+      message = BrokenFileMessage(path, MoveBrokenFileAside(path));
+    }
+  }
+  {
+    std::unique_lock<std::shared_mutex> guard(tableLock);
+    table = std::move(loaded);
+    std::lock_guard<std::mutex> stateGuard(saveState.lock);
+    saveState.path = path;
+    saveState.unsaved = false;
+    if (!message.empty()) saveState.userMessage = message;
+  }
+  StartSaver();
+  return status == SongFileStatus::kLoaded;
+}
+
+bool SaveSongDatabase(const std::string& path) {
+  AssertNotRealtime("SaveSongDatabase");
+  StopSaver();
+  std::vector<TZKSongRecord> records;
+  {
+    std::unique_lock<std::shared_mutex> guard(tableLock);
+    if (!table) return false;
+    records = table->SortedRecords();
+    table.reset();
+    std::lock_guard<std::mutex> stateGuard(saveState.lock);
+    saveState.unsaved = false;
+  }
+  std::lock_guard<std::mutex> fileGuard(fileWriteLock);
+  return WriteRecords(path, records);
+}
+
+bool SaveSongDatabaseNow() {
+  AssertNotRealtime("SaveSongDatabaseNow");
+  std::lock_guard<std::mutex> fileGuard(fileWriteLock);
+  std::vector<TZKSongRecord> records;
+  std::string path;
+  {
+    std::shared_lock<std::shared_mutex> guard(tableLock);
+    if (!table) return false;
+    records = table->SortedRecords();
+    std::lock_guard<std::mutex> stateGuard(saveState.lock);
+    path = saveState.path;
+    saveState.unsaved = false;
+  }
+  if (!path.empty() && WriteRecords(path, records)) return true;
+  RestoreUnsaved();
+  return false;
+}
+
+std::size_t SongCount() {
+  AssertNotRealtime("SongCount");
+  std::shared_lock<std::shared_mutex> guard(tableLock);
+  return table ? table->Count() : 0;
+}
+
+bool FindSong(std::string_view key, TZKSongRecord& record) {
+  AssertNotRealtime("FindSong");
+  std::shared_lock<std::shared_mutex> guard(tableLock);
+  if (!table) return false;
+  const TZKSongRecord* found = table->Find(key);
+  if (!found) return false;
+  record = *found;
+  return true;
+}
+
+bool StoreSong(const TZKSongRecord& record) {
+  AssertNotRealtime("StoreSong");
+  if (record.name.empty()) return false;
+  std::unique_lock<std::shared_mutex> guard(tableLock);
+  if (!table) return false;
+  table->Store(record);
+  MarkChanged();
+  return true;
+}
+
+bool RemoveSong(std::string_view key) {
+  AssertNotRealtime("RemoveSong");
+  std::unique_lock<std::shared_mutex> guard(tableLock);
+  if (!table || !table->Remove(key)) return false;
+  MarkChanged();
+  return true;
+}
+
+bool ClearSongs() {
+  AssertNotRealtime("ClearSongs");
+  std::unique_lock<std::shared_mutex> guard(tableLock);
+  if (!table) return false;
+  table->Clear();
+  MarkChanged();
+  return true;
+}
+
+bool SongDatabaseHasUnsavedChanges() {
+  std::lock_guard<std::mutex> guard(saveState.lock);
+  return saveState.unsaved;
+}
+
+std::string TakeSongDatabaseMessage() {
+  std::lock_guard<std::mutex> guard(saveState.lock);
+  std::string message;
+  message.swap(saveState.userMessage);
+  return message;
+}
+
+void SetSongDatabaseSaveDelayMs(int milliseconds) {
+  std::lock_guard<std::mutex> guard(saveState.lock);
+  saveState.delayMs = milliseconds < 0 ? 0 : milliseconds;
+}
+
+}  // namespace vantaro

@@ -1,0 +1,67 @@
+#include "library/song_record.h"
+
+#include <gtest/gtest.h>
+
+namespace vantaro {
+namespace {
+
+TEST(SongKey, NameAndExtensionWithoutFolderOrFolding) {
+  EXPECT_EQ(MakeSongKey("/music/house/Track One.mp3"), "Track One.mp3");
+  EXPECT_EQ(MakeSongKey("/media/usb/other/Track One.mp3"), MakeSongKey("/music/Track One.mp3"))
+      << "two folders, one record";
+  EXPECT_NE(MakeSongKey("/music/track one.mp3"), MakeSongKey("/music/Track One.mp3"))
+      << "names differing in case are two records";
+  EXPECT_EQ(MakeSongKey("/music/Loud.MP3"), "Loud.MP3") << "the extension keeps its case";
+  EXPECT_EQ(MakeSongKey("/music/Caf\xC3\xA9 \xC3\x89t\xC3\xA9.flac"),
+            "Caf\xC3\xA9 \xC3\x89t\xC3\xA9.flac");
+  EXPECT_EQ(MakeSongKey("/music/archive.tar.gz"), "archive.tar.gz");
+  EXPECT_EQ(MakeSongKey("/music/README"), "README.");
+  EXPECT_EQ(MakeSongKey("/music/.hidden"), ".hidden.");
+  EXPECT_EQ(MakeSongKey("plain.wav"), "plain.wav");
+  EXPECT_EQ(MakeSongKey("/dev/sr0/Track07.cda$"), "Track07.cda$");
+  EXPECT_EQ(MakeSongKey("/music.d/noext"), "noext.") << "a dot in a folder is not an extension";
+}
+
+TEST(SongRecord, InitGivesTheValuesOfANewRecord) {
+  TZKSongRecord record;
+  record.name = "x.mp3";
+  record.duration_ms = 5;
+  record.pitch_key = 7;
+  record.bpm = 120;
+  record.pgain = 1;
+  record.pgain_valid = 1;
+  record.eql = record.eqm = record.eqh = 2;
+  record.currentcue = 3;
+  for (auto& cue : record.cue) cue = 9;
+  record.cue_in = 4;
+  record.cue_out = 5;
+  for (int i = 0; i < TZKSongRecord::kLoopCount; ++i) record.loop_in[i] = record.loop_out[i] = i;
+  InitSongRecord(record);
+  EXPECT_EQ(record.name, "");
+  EXPECT_EQ(record.duration_ms, 0);
+  EXPECT_EQ(record.pitch_key, 0);
+  EXPECT_EQ(record.bpm, 0);
+  EXPECT_EQ(record.pgain, 0);
+  EXPECT_EQ(record.pgain_valid, 0);
+  EXPECT_EQ(record.eql + record.eqm + record.eqh, 0);
+  EXPECT_EQ(record.currentcue, 0);
+  for (int cue : record.cue) EXPECT_EQ(cue, 0);
+  EXPECT_EQ(record.cue_in, 0);
+  EXPECT_EQ(record.cue_out, 0);
+  for (int i = 0; i < TZKSongRecord::kLoopCount; ++i) {
+    EXPECT_EQ(record.loop_in[i], -1);
+    EXPECT_EQ(record.loop_out[i], -1);
+  }
+}
+
+TEST(SongRecord, FramesBecomeRoundedMilliseconds) {
+  EXPECT_EQ(FramesToMilliseconds(44100), 1000);
+  EXPECT_EQ(FramesToMilliseconds(0), 0);
+  EXPECT_EQ(FramesToMilliseconds(22), 0);  // 0.4989 ms
+  EXPECT_EQ(FramesToMilliseconds(23), 1);  // 0.5215 ms
+  EXPECT_EQ(FramesToMilliseconds(44100LL * 245), 245000);
+  EXPECT_EQ(FramesToMilliseconds(1LL << 50), 2147483647) << "clamped, not wrapped";
+}
+
+}  // namespace
+}  // namespace vantaro
