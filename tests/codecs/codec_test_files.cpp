@@ -20,10 +20,11 @@ bool MakeSoxTone(const std::string& path, int rate, int channels, const std::str
   return RunCommand(command, &output) == 0;
 }
 
-std::vector<float> SoxDecode(const std::string& path) {
+std::vector<float> SoxDecode(const std::string& path, const std::string& inputOptions) {
   const std::string raw = path + ".reference.f32";
   std::vector<float> samples;
-  if (RunCommand("sox '" + path + "' -t f32 '" + raw + "' 2>/dev/null") != 0) return samples;
+  if (RunCommand("sox " + inputOptions + " '" + path + "' -t f32 '" + raw + "' 2>/dev/null") != 0)
+    return samples;
   const std::string bytes = ReadFile(raw);
   std::remove(raw.c_str());
   samples.resize(bytes.size() / 4);

@@ -18,7 +18,8 @@ bool MakeSoxTone(const std::string& path, int rate, int channels, const std::str
                  double seconds = 0.25);
 
 // The samples of `path` as sox decodes them: interleaved 32-bit floats.
-std::vector<float> SoxDecode(const std::string& path);
+// `inputOptions` go before the input file (e.g. "--ignore-length").
+std::vector<float> SoxDecode(const std::string& path, const std::string& inputOptions = "");
 
 // Output of `soxi <option> path`, trimmed ("" on failure).
 std::string Soxi(const std::string& option, const std::string& path);

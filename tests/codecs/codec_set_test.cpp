@@ -1,0 +1,372 @@
+// The codec set itself: entry checks, open and close rules, path rules
+// (kv:/, the .cdg neighbour, archives), the short path, the global lock.
+
+#include "codecs/codec_set.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/debug_log.h"
+#include "base/realtime.h"
+#include "codecs/codec_lock.h"
+#include "tests/codecs/codec_test_files.h"
+#include "tests/support/test_support.h"
+
+namespace vantaro {
+namespace {
+
+// A test codec that takes every path offered to it (after the real codecs
+// refused) and remembers the last one: the window on the path rules.
+class CRecordingCodec : public CBaseCodec {
+ public:
+  explicit CRecordingCodec(std::string* offered) : CBaseCodec(0), offered_(offered) {}
+  int Open(const std::string& path, TCodecFormat& format, int) override {
+    *offered_ = path;
+    format = {44100, 2, 16, 16, 0, 1000};
+    frameSize = 4;
+    opened = 1;
+    return 1;
+  }
+  int GetSamples(void*, int, int64_t) override { return 0; }
+  int PutSamples(const void*, int) override { return 0; }
+  int IsBigEndian() override { return 0; }
+  float GetSeconds() override { return 0; }
+  void Close() override { opened = 0; }
+  const char* GetName() override { return "recording"; }
+
+ private:
+  std::string* offered_;
+};
+
+// Sets TMPDIR for the lifetime of the object, so archives unpack into a
+// folder the test owns.
+class ScopedTmpDir {
+ public:
+  explicit ScopedTmpDir(const std::string& folder) {
+    const char* old = std::getenv("TMPDIR");
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    setenv("TMPDIR", folder.c_str(), 1);
+  }
+  ~ScopedTmpDir() { had_ ? setenv("TMPDIR", old_.c_str(), 1) : unsetenv("TMPDIR"); }
+
+ private:
+  bool had_ = false;
+  std::string old_;
+};
+
+std::string MakeStereoWav(const test::TempDir& dir, const std::string& name, int bits = 16,
+                          double seconds = 0.25) {
+  const std::string path = dir.File(name);
+  EXPECT_TRUE(test::MakeSoxTone(path, 44100, 2, "-b " + std::to_string(bits), seconds));
+  return path;
+}
+
+TEST(CodecSet, ReadEntryChecks) {
+  test::TempDir dir;
+  const std::string path = MakeStereoWav(dir, "tone.wav");
+  CCodecSet set(30);
+  std::vector<float> buffer(4096 * 2, 123.0f);
+  EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, 0), 0) << "nothing open";
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(path, format, kCodecRead, 2048), 1);
+  EXPECT_EQ(set.GetFloatSamples(buffer.data(), 255, 0), 0);
+  EXPECT_EQ(buffer[0], 123.0f) << "a refused read leaves the buffer untouched";
+  EXPECT_EQ(set.GetFloatSamples(nullptr, 1024, 0), 0);
+  EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, -1), 0);
+  EXPECT_EQ(set.GetFloatSamples(buffer.data(), 2049, 0), 0) << "more than maxFrames";
+  EXPECT_EQ(buffer[0], 123.0f);
+  EXPECT_EQ(set.GetFloatSamples(buffer.data(), 256, 0), 256);
+  std::vector<int16_t> shorts(4096 * 2, 7);
+  EXPECT_EQ(set.GetShortSamples(shorts.data(), 255, 0), 0);
+  EXPECT_EQ(shorts[0], 7);
+  EXPECT_EQ(set.GetShortSamples(shorts.data(), 256, -3), 0);
+}
+
+TEST(CodecSet, SecondOpenFailsAndKeepsTheFirst) {
+  test::TempDir dir;
+  const std::string first = MakeStereoWav(dir, "first.wav", 16, 0.1);
+  const std::string second = MakeStereoWav(dir, "second.wav", 16, 0.3);
+  CCodecSet set(30);
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(first, format, kCodecRead, 1024), 1);
+  const int firstFrames = format.frames;
+  TCodecFormat other{44100, 2, 32, 32, 0, 0};
+  EXPECT_EQ(set.Open(second, other, kCodecRead, 1024), 0);
+  EXPECT_EQ(set.SourceFormat().frames, firstFrames);
+  EXPECT_EQ(test::ReadAllFloats(set, format, 1024).size(), static_cast<size_t>(firstFrames) * 2);
+  set.Close();
+  set.Close();
+  EXPECT_EQ(set.Open(second, other, kCodecRead, 1024), 1) << "reusable after Close";
+  EXPECT_GT(other.frames, firstFrames);
+}
+
+TEST(CodecSet, UnknownPathsAreLoggedAndLeaveTheSetReusable) {
+  test::TempDir dir;
+  SetDebugLogFolder(dir.Path());
+  test::WriteFile(dir.File("notes.txt"), "not a sound");
+  CCodecSet set(30);
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  EXPECT_EQ(set.Open(dir.File("notes.txt"), format, kCodecRead, 1024), 0);
+  EXPECT_EQ(set.Open(dir.File("Track01.cda$"), format, kCodecRead, 1024), 0)
+      << "a $ path is offered to the codecs without a file on disk";
+  const std::string log = test::ReadFile(dir.File("vantaro.log"));
+  SetDebugLogFolder("");
+  size_t lines = 0;
+  for (size_t at = log.find("no suitable codec found"); at != std::string::npos;
+       at = log.find("no suitable codec found", at + 1)) {
+    ++lines;
+  }
+  EXPECT_EQ(lines, 2u);
+  EXPECT_FALSE(set.IsOpen());
+  EXPECT_EQ(set.Open(dir.File("missing.wav"), format, kCodecRead, 1024), 0) << "missing file";
+  EXPECT_EQ(set.Open(MakeStereoWav(dir, "ok.wav"), format, kCodecRead, 1024), 1);
+  EXPECT_STREQ(set.CurrentCodecName(), "wav");
+}
+
+TEST(CodecSet, PathRulesRewriteWhatTheCodecsAreOffered) {
+  test::TempDir dir;
+  std::string offered;
+  CCodecSet set(30);
+  ASSERT_TRUE(set.AddCodec(std::make_unique<CRecordingCodec>(&offered)));
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  auto open = [&](const std::string& name) {
+    test::WriteFile(dir.File(name), "x");
+    offered.clear();
+    format = {44100, 2, 32, 32, 0, 0};
+    const int ok = set.Open(dir.File(name), format, kCodecRead, 1024);
+    set.Close();
+    return ok;
+  };
+  ASSERT_EQ(open("clip.MPE"), 1);
+  EXPECT_EQ(offered, "kv:/" + dir.File("clip.MPE"));
+  ASSERT_EQ(open("song.m3e"), 1);
+  EXPECT_EQ(offered, "kv:/" + dir.File("song.m3e"));
+  ASSERT_EQ(open("alone.mp3"), 1);
+  EXPECT_EQ(offered, dir.File("alone.mp3")) << "no .cdg neighbour";
+  test::WriteFile(dir.File("karaoke.cdg"), "graphics");
+  ASSERT_EQ(open("karaoke.mp3"), 1);
+  EXPECT_EQ(offered, dir.File("karaoke.cdg")) << "the pair opens through its graphics file";
+  ASSERT_EQ(open("plain.ogg"), 1);
+  EXPECT_EQ(offered, dir.File("plain.ogg"));
+  EXPECT_EQ(format.frames, 1000) << "same rate: frames unchanged";
+  EXPECT_FALSE(set.AddCodec(nullptr));
+}
+
+TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
+  if (!test::HaveProgram("zip")) GTEST_SKIP() << "zip is not installed";
+  test::TempDir dir;
+  test::TempDir temporary;
+  ScopedTmpDir tmp(temporary.Path());
+  // A karaoke pair: opened through its .cdg; Close removes both files.
+  test::WriteFile(dir.File("Singer - Song.mp3"), "audio");
+  test::WriteFile(dir.File("Singer - Song.cdg"), "graphics");
+  ASSERT_EQ(test::RunCommand("cd '" + dir.Path() + "' && zip -q pair.zip 'Singer - Song.mp3' " +
+                             "'Singer - Song.cdg'"),
+            0);
+  std::string offered;
+  CCodecSet set(30);
+  set.AddCodec(std::make_unique<CRecordingCodec>(&offered));
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(dir.File("pair.zip"), format, kCodecRead, 1024), 1);
+  const std::string cdg = temporary.Path() + "/Singer - Song.cdg";
+  const std::string mp3 = temporary.Path() + "/Singer - Song.mp3";
+  EXPECT_EQ(offered, cdg);
+  EXPECT_EQ(set.TempPath(), cdg);
+  EXPECT_EQ(test::ReadFile(mp3), "audio");
+  set.Close();
+  EXPECT_FALSE(std::filesystem::exists(cdg));
+  EXPECT_FALSE(std::filesystem::exists(mp3));
+  EXPECT_EQ(set.TempPath(), "");
+
+  // A single WAV in an archive plays through the native reader; its unpacked
+  // copy is not a karaoke pair and stays in the temporary folder.
+  const std::string wav = MakeStereoWav(dir, "inside.wav");
+  ASSERT_EQ(test::RunCommand("cd '" + dir.Path() + "' && zip -q one.ZIP inside.wav"), 0);
+  ASSERT_EQ(set.Open(dir.File("one.ZIP"), format, kCodecRead, 1024), 1);
+  EXPECT_STREQ(set.CurrentCodecName(), "wav");
+  EXPECT_LE(test::LargestDifference(test::ReadAllFloats(set, format, 1024), test::SoxDecode(wav)),
+            1.0 / 32768);
+  set.Close();
+  EXPECT_TRUE(std::filesystem::exists(temporary.Path() + "/inside.wav"));
+
+  // A damaged archive is refused and leaves nothing behind.
+  std::string damaged = test::ReadFile(dir.File("pair.zip"));
+  damaged.resize(damaged.size() / 2);
+  test::WriteFile(dir.File("bad.zip"), damaged);
+  std::filesystem::remove(temporary.Path() + "/inside.wav");
+  EXPECT_EQ(set.Open(dir.File("bad.zip"), format, kCodecRead, 1024), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(temporary.Path()));
+}
+
+TEST(CodecSet, ShortSamplesDirectAndConverted) {
+  test::TempDir dir;
+  // Direct path: 16-bit stereo at the target rate is the file's own samples.
+  const std::string path16 = MakeStereoWav(dir, "s16.wav", 16);
+  std::string raw;
+  ASSERT_EQ(test::RunCommand("sox '" + path16 + "' -t s16 - 2>/dev/null", &raw), 0);
+  CCodecSet set(30);
+  TCodecFormat format{44100, 2, 16, 16, 0, 0};
+  ASSERT_EQ(set.Open(path16, format, kCodecRead, 2048), 1);
+  std::vector<int16_t> shorts(2048 * 2);
+  ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 1000), 2048);
+  EXPECT_EQ(std::memcmp(shorts.data(), raw.data() + 1000 * 4, 2048 * 4), 0);
+  set.Close();
+
+  // Big-endian 16-bit (AIFF) on the direct path is swapped.
+  const std::string aiff = dir.File("s16.aiff");
+  ASSERT_TRUE(test::MakeSoxTone(aiff, 44100, 2, "-b 16"));
+  ASSERT_EQ(set.Open(aiff, format, kCodecRead, 2048), 1);
+  ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 1000), 2048);
+  std::string aiffRaw;
+  ASSERT_EQ(test::RunCommand("sox '" + aiff + "' -t s16 - 2>/dev/null", &aiffRaw), 0);
+  EXPECT_EQ(std::memcmp(shorts.data(), aiffRaw.data() + 1000 * 4, 2048 * 4), 0);
+  set.Close();
+
+  // Converted path: a mono 24-bit file becomes rint(v * 32767) on both sides.
+  const std::string mono = dir.File("m24.aiff");
+  ASSERT_TRUE(test::MakeSoxTone(mono, 44100, 1, "-b 24"));
+  const std::vector<float> reference = test::SoxDecode(mono);
+  ASSERT_EQ(set.Open(mono, format, kCodecRead, 2048), 1);
+  ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 0), 2048);
+  int worst = 0;
+  for (int i = 0; i < 2048; ++i) {
+    const int want = static_cast<int>(std::lrint(reference[i] * 32767.0));
+    worst = std::max({worst, std::abs(shorts[i * 2] - want), std::abs(shorts[i * 2 + 1] - want)});
+  }
+  EXPECT_LE(worst, 1);
+}
+
+TEST(CodecSet, ShortSamplesClampFloatsBeyondFullScale) {
+  test::TempDir dir;
+  std::string data;
+  for (float v : {1.5f, -1.5f, 0.5f, -0.25f}) {
+    uint32_t bits;
+    std::memcpy(&bits, &v, 4);
+    for (int i = 0; i < 128; ++i) test::AppendLE32(data, bits);
+  }
+  const std::string path = dir.File("loud.wav");
+  test::WriteFile(path, test::WavFile(3, 1, 22050, 32, static_cast<uint32_t>(data.size()), data));
+  CCodecSet set(30);
+  TCodecFormat format{22050, 2, 16, 16, 0, 0};
+  ASSERT_EQ(set.Open(path, format, kCodecRead, 512), 1);
+  std::vector<int16_t> shorts(512 * 2);
+  ASSERT_EQ(set.GetShortSamples(shorts.data(), 512, 0), 512);
+  EXPECT_EQ(shorts[0], 32767);
+  EXPECT_EQ(shorts[1], 32767);
+  EXPECT_EQ(shorts[128 * 2], -32768);
+  EXPECT_EQ(shorts[256 * 2], static_cast<int16_t>(std::lrint(0.5 * 32767)));
+  EXPECT_EQ(shorts[384 * 2 + 1], static_cast<int16_t>(std::lrint(-0.25 * 32767)));
+}
+
+TEST(CodecSet, ReadsPastTheEndGiveSilenceAndTheRealCount) {
+  test::TempDir dir;
+  // 8-bit unsigned: a cleared tail must stay silent, not become -1.0.
+  const std::string path = dir.File("u8.wav");
+  std::string data(300 * 2, static_cast<char>(200));
+  test::WriteFile(path, test::WavFile(1, 2, 44100, 8, 600, data));
+  CCodecSet set(30);
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);
+  EXPECT_EQ(format.frames, 300);
+  std::vector<float> buffer(1024 * 2, 9.0f);
+  EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, 0), 300);
+  EXPECT_FLOAT_EQ(buffer[0], 72 * 0.0078125f);
+  EXPECT_FLOAT_EQ(buffer[299 * 2 + 1], 72 * 0.0078125f);
+  EXPECT_EQ(buffer[300 * 2], 0.0f);
+  EXPECT_EQ(buffer[1023 * 2 + 1], 0.0f);
+  EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, 5000), 0);
+  EXPECT_EQ(test::Peak(buffer, 2, 0), 0.0) << "a read wholly past the end is silence";
+  EXPECT_NEAR(set.GetSeconds(), 300 / 44100.0, 1e-6) << "WAV: total frames / rate";
+}
+
+TEST(CodecSet, AiffSecondsCountTheFramesRead) {
+  test::TempDir dir;
+  const std::string path = dir.File("t.aiff");
+  ASSERT_TRUE(test::MakeSoxTone(path, 44100, 2, "-b 16", 0.5));
+  CCodecSet set(30);
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(path, format, kCodecRead, 4410), 1);
+  EXPECT_EQ(set.GetSeconds(), 0.0f);
+  std::vector<float> buffer(4410 * 2);
+  set.GetFloatSamples(buffer.data(), 4410, 0);
+  set.GetFloatSamples(buffer.data(), 4410, 4410);
+  EXPECT_NEAR(set.GetSeconds(), 0.2, 1e-6);
+  set.Close();
+  EXPECT_EQ(set.GetSeconds(), 0.0f);
+}
+
+TEST(CodecSet, BadTargetFormatsAreRefused) {
+  test::TempDir dir;
+  const std::string path = MakeStereoWav(dir, "tone.wav");
+  CCodecSet set(30);
+  TCodecFormat noRate{0, 2, 32, 32, 0, 0};
+  EXPECT_EQ(set.Open(path, noRate, kCodecRead, 1024), 0);
+  TCodecFormat noChannels{44100, 0, 32, 32, 0, 0};
+  EXPECT_EQ(set.Open(path, noChannels, kCodecRead, 1024), 0);
+  EXPECT_FALSE(set.IsOpen());
+}
+
+TEST(CodecSet, ReadsWaitForTheGlobalCodecLock) {
+  test::TempDir dir;
+  const std::string path = MakeStereoWav(dir, "tone.wav");
+  CCodecSet set(30);
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);
+  std::atomic<int> delivered{-1};
+  std::vector<float> buffer(1024 * 2);
+  GlobalCodecLock().lock();
+  std::thread reader([&] { delivered = set.GetFloatSamples(buffer.data(), 1024, 0); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ(delivered.load(), -1) << "the read ran while another thread held the lock";
+  GlobalCodecLock().unlock();
+  reader.join();
+  EXPECT_EQ(delivered.load(), 1024);
+}
+
+TEST(CodecSet, TwoSetsOnTwoThreadsReadTheirOwnFiles) {
+  test::TempDir dir;
+  const std::string a = dir.File("a.wav"), b = dir.File("b.aiff");
+  ASSERT_TRUE(test::MakeSoxTone(a, 44100, 2, "-b 16", 1.0));
+  ASSERT_TRUE(test::MakeSoxTone(b, 22050, 1, "-b 24", 1.0));
+  std::vector<float> fromA, fromB;
+  auto read = [](const std::string& path, std::vector<float>* out) {
+    CCodecSet set(30);
+    TCodecFormat format{44100, 2, 32, 32, 0, 0};
+    if (set.Open(path, format, kCodecRead, 512)) *out = test::ReadAllFloats(set, format, 512);
+  };
+  std::thread first(read, a, &fromA), second(read, b, &fromB);
+  first.join();
+  second.join();
+  EXPECT_NEAR(test::ToneFrequency(fromA, 2, 1), 450.0, 1.0);
+  EXPECT_NEAR(test::ToneFrequency(fromB, 2, 1), 300.0, 1.0) << "mono on both channels";
+  EXPECT_EQ(fromA.size(), fromB.size());
+}
+
+TEST(CodecSetDeathTest, TheAudioThreadNeverTakesTheCodecLock) {
+  if (!kRealtimeChecksBuilt) GTEST_SKIP() << "real-time checks are not built";
+  test::TempDir dir;
+  const std::string path = MakeStereoWav(dir, "tone.wav");
+  CCodecSet set(30);
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);
+  std::vector<float> buffer(1024 * 2);
+  EXPECT_DEATH(
+      {
+        RealtimeScope audio;
+        set.GetFloatSamples(buffer.data(), 1024, 0);
+      },
+      "codec lock");
+}
+
+}  // namespace
+}  // namespace vantaro
