@@ -15,11 +15,16 @@ int main(int argc, char** argv) {
   vantaro::BlockCloseSignals();
   vantaro::StartSignalWatcher([](int signal) {
     // Runs on the watcher thread: only queue work for the GUI thread.
-    if (wxTheApp)
-      wxTheApp->CallAfter([signal] {
-        vantaro::DebugLog("signal %d: closing", signal);
-        wxGetApp().RequestClose();
-      });
+    // Before the application object exists, the request waits for the end
+    // of start-up (VantaroApp::OnInit honours it).
+    if (!wxTheApp) {
+      vantaro::NoteEarlyCloseRequest();
+      return;
+    }
+    wxTheApp->CallAfter([signal] {
+      vantaro::DebugLog("signal %d: closing", signal);
+      wxGetApp().RequestClose();
+    });
   });
   const int result = wxEntry(argc, argv);
   vantaro::StopSignalWatcher();

@@ -7,6 +7,7 @@
 #include <wx/stdpaths.h>
 #include <wx/utils.h>
 
+#include <atomic>
 #include <cstdlib>
 
 #include "app/data_folders.h"
@@ -68,6 +69,7 @@ bool VantaroApp::OnInit() {
     return false;
   }
   DebugLog("start-up complete: running");
+  if (g_earlyCloseRequest) CallAfter([this] { RequestClose(); });
   return true;
 }
 

@@ -33,6 +33,10 @@ class VantaroApp : public wxApp {
   std::unique_ptr<wxSingleInstanceChecker> instanceChecker_;
 };
 
+// A close signal that arrived before the application object existed; any
+// thread.
+void NoteEarlyCloseRequest();
+
 // Shows a message box titled "Message" and logs its text.
 void ShowMessage(const wxString& text);
 
