@@ -30,7 +30,13 @@ void ReportDataRootFailure() {
   ShowMessage(kDataRootFailureText);
 }
 
+std::atomic<bool> g_earlyCloseRequest{false};
+
 }  // namespace
+
+void NoteEarlyCloseRequest() {
+  g_earlyCloseRequest = true;
+}
 
 void ShowMessage(const wxString& text) {
   DebugLog("message: %s", text.utf8_str().data());
