@@ -1,0 +1,192 @@
+#include "engine/mixer_channel.h"
+
+#include <cmath>
+
+#include "effects/effect.h"
+#include "effects/equalizer_iir.h"
+
+namespace vantaro {
+
+CZKMixerChannel::CZKMixerChannel(CAudioSignalSource* source, bool isMaster) : isMaster_(isMaster) {
+  source_.store(source);
+  for (auto& gain : eqGain_) gain.store(0.0f);
+  for (auto& kill : eqKill_) kill.store(false);
+  if (!isMaster_) slots_[kEqualizerSlot] = std::make_unique<CEffectEqualizerIIR>();
+}
+
+CZKMixerChannel::~CZKMixerChannel() = default;
+
+void CZKMixerChannel::SetSource(CAudioSignalSource* source) {
+  pendingSource_.store(source, std::memory_order_release);
+  sourcePending_.store(true, std::memory_order_release);
+}
+
+void CZKMixerChannel::Render(float* buffer, int frames) {
+  if (sourcePending_.exchange(false, std::memory_order_acq_rel))
+    source_.store(pendingSource_.load(std::memory_order_acquire), std::memory_order_release);
+  CAudioSignalSource* source = source_.load(std::memory_order_relaxed);
+  if (source) source->Render(buffer, frames);
+  const float bpm = source ? source->GetBPM() : 0.0f;
+  // Keeps the effects' state out of the denormal range on silence.
+  for (int i = 0; i < frames * 2; ++i) buffer[i] += 1e-25f;
+  RunCutoff(buffer, frames);
+  for (int slot = 0; slot < kSlotCount; ++slot) {
+    CEffect* effect = slots_[slot].get();
+    if (!effect) continue;
+    if (slot == kEqualizerSlot)
+      effect->Process(buffer, frames, bpm);  // runs only while switched on
+    else
+      effect->ProcessMixed(buffer, frames, bpm);
+  }
+  if (BlockAnalyser* analyser = analyser_.load(std::memory_order_acquire))
+    analyser->Feed(buffer, frames);
+  chain_.Process(buffer, frames, bpm);
+}
+
+void CZKMixerChannel::Render16(std::int16_t* buffer, int frames) {
+  if (CAudioSignalSource* source = source_.load()) source->Render16(buffer, frames);
+}
+
+float CZKMixerChannel::GetBPM() {
+  CAudioSignalSource* source = source_.load();
+  return source ? source->GetBPM() : 0.0f;
+}
+
+std::int32_t CZKMixerChannel::GetPosition() {
+  CAudioSignalSource* source = source_.load();
+  return source ? source->GetPosition() : 0;
+}
+
+std::int32_t CZKMixerChannel::GetLength() {
+  CAudioSignalSource* source = source_.load();
+  return source ? source->GetLength() : 0;
+}
+
+void CZKMixerChannel::SyncPhase(int phase) {
+  if (CAudioSignalSource* source = source_.load()) source->SyncPhase(phase);
+}
+
+bool CZKMixerChannel::SetSlot(int slot, std::unique_ptr<CEffect> effect) {
+  if (slot < 0 || slot >= kSlotCount) return false;
+  slots_[slot] = std::move(effect);
+  return true;
+}
+
+CEffect* CZKMixerChannel::Slot(int slot) const {
+  return slot >= 0 && slot < kSlotCount ? slots_[slot].get() : nullptr;
+}
+
+CEffectEqualizerIIR* CZKMixerChannel::Equalizer() const {
+  return dynamic_cast<CEffectEqualizerIIR*>(slots_[kEqualizerSlot].get());
+}
+
+void CZKMixerChannel::EnsureEqualizerOn() {
+  CEffectEqualizerIIR* eq = Equalizer();
+  if (eq && !eq->IsActive()) eq->Start();
+}
+
+void CZKMixerChannel::ApplyBand(int band, int db) {
+  EnsureEqualizerOn();
+  if (CEffectEqualizerIIR* eq = Equalizer()) eq->SetParam(band, db);
+}
+
+void CZKMixerChannel::SetKill(int band, bool on) {
+  if (band < 1 || band > 3) return;
+  eqKill_[band - 1].store(on);
+  if (on)
+    ApplyBand(band, kKillDb);
+  else
+    ApplyBand(band, static_cast<int>(std::lround(eqGain_[band - 1].load())));
+}
+
+bool CZKMixerChannel::GetKill(int band) const {
+  return band >= 1 && band <= 3 && eqKill_[band - 1].load();
+}
+
+void CZKMixerChannel::SetEqBand(int band, float db) {
+  if (band < 1 || band > 3) return;
+  eqGain_[band - 1].store(db);
+  if (eqKill_[band - 1].load()) return;
+  ApplyBand(band, static_cast<int>(std::lround(db)));
+}
+
+float CZKMixerChannel::GetEqBand(int band) const {
+  return band >= 1 && band <= 3 ? eqGain_[band - 1].load() : 0.0f;
+}
+
+void CZKMixerChannel::SetEffectOn(int slot, bool on, bool direct) {
+  CEffect* effect = Slot(slot);
+  if (!effect) return;
+  if (direct) {
+    effect->SetDryWet(on ? 1.0f : 0.0f);
+  } else if (on) {
+    effect->Start();
+  } else {
+    effect->Stop();
+  }
+}
+
+void CZKMixerChannel::SetEffectDryWet(int slot, float dryWet) {
+  if (CEffect* effect = Slot(slot)) effect->SetDryWet(dryWet);
+}
+
+void CZKMixerChannel::SetEffectParam(int slot, int index, int value) {
+  if (CEffect* effect = Slot(slot)) effect->SetParam(index, value);
+}
+
+int CZKMixerChannel::GetEffectParam(int slot, int index) const {
+  CEffect* effect = Slot(slot);
+  return effect ? effect->GetParam(index) : 0;
+}
+
+void CZKMixerChannel::SetCutoff(float hz, bool lowPass) {
+  // The filter type first: the audio thread designs when it sees the dirty
+  // flag, after the frequency.
+  cutoffIsLowPass_.store(lowPass);
+  cutoffHz_.store(hz > 0.0f ? hz : kCutoffOff);
+  cutoffDirty_.store(true, std::memory_order_release);
+}
+
+void CZKMixerChannel::SetFilterKnob(int value, int filterMode) {
+  int low, high;
+  FilterKnobRange(filterMode, &low, &high);
+  value = value < low ? low : value > high ? high : value;
+  SetCutoff(FilterKnobHz(value), value < 0);
+}
+
+void CZKMixerChannel::RunCutoff(float* buffer, int frames) {
+  // The flag before the frequency: a set flag guarantees the new frequency.
+  const bool dirty = cutoffDirty_.exchange(false, std::memory_order_acq_rel);
+  const float hz = cutoffHz_.load(std::memory_order_acquire);
+  if (hz == kCutoffOff) {
+    if (dirty)
+      for (TBiquad& f : cutoff_) ResetBiquad(f);
+    return;
+  }
+  if (dirty) {
+    const int type = cutoffIsLowPass_.load() ? kBiquadLowPass : kBiquadHighPass;
+    for (TBiquad& f : cutoff_) DesignBiquad(f, hz, 0.0f, 0.70710677f, type);
+  }
+  const int count = frames * 2;
+  RunBiquad(cutoff_[0], buffer, count, 0, 2);
+  RunBiquad(cutoff_[1], buffer, count, 0, 2);
+  RunBiquad(cutoff_[2], buffer, count, 1, 2);
+  RunBiquad(cutoff_[3], buffer, count, 1, 2);
+}
+
+void FilterKnobRange(int mode, int* low, int* high) {
+  *low = mode == 3 ? 0 : -64;
+  *high = mode == 1 ? 0 : 63;
+}
+
+float FilterKnobHz(int value) {
+  if (value == 0) return CZKMixerChannel::kCutoffOff;
+  if (value < 0) {
+    const double t = (-value - 1) / 63.0;
+    return static_cast<float>(20000.0 * std::pow(60.0 / 20000.0, t));
+  }
+  const double t = (value - 1) / 62.0;
+  return static_cast<float>(20.0 * std::pow(12000.0 / 20.0, t));
+}
+
+}  // namespace vantaro
