@@ -56,7 +56,7 @@ int64_t ConvertFrameCount(int64_t a, int64_t b, int64_t c) {
   return std::llround(static_cast<double>(a) * static_cast<double>(b) / static_cast<double>(c));
 }
 
-CCodecSet::CCodecSet(int codecId) : codecId_(codecId) {
+CCodecSet::CCodecSet(int codecId) {
   codecCount = CreateDecoders(codecId, codecs, kMaxCodecs);
 }
 

@@ -87,7 +87,6 @@ class CCodecSet {
   bool AllocateBuffers();
   bool AcceptsRead(const void* buffer, int frames, int64_t startFrame) const;
 
-  int codecId_;
   TCodecFormat sourceFormat;
   TCodecFormat targetFormat;
   int maxFrames_ = 0;
