@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -84,8 +85,9 @@ std::unique_ptr<CZKSongDatabase> table;
 struct SaveState {
   std::mutex lock;
   std::string path;      // db.vtx of the last load
-  bool unsaved = false;  // a change since the last snapshot
+  bool unsaved = false;  // a change that is not in db.vtx yet
   Clock::time_point firstUnsavedChange;
+  std::uint64_t changeCount = 0;  // changes since start-up
   int delayMs = 28000;
   std::string userMessage;  // for TakeSongDatabaseMessage
 };
@@ -100,6 +102,7 @@ constexpr int kSaverTickMs = 250;
 // Pre: tableLock held exclusively.
 void MarkChanged() {
   std::lock_guard<std::mutex> guard(saveState.lock);
+  ++saveState.changeCount;
   if (!saveState.unsaved) {
     saveState.unsaved = true;
     saveState.firstUnsavedChange = Clock::now();
@@ -114,14 +117,21 @@ bool WriteRecords(const std::string& path, const std::vector<TZKSongRecord>& rec
   return false;
 }
 
-// Puts a failed snapshot back into the unsaved state; the next attempt
-// comes one delay later, so a full disk is not hammered.
-void RestoreUnsaved() {
+// After a snapshot taken at `snapshotTime` after `snapshotCount` changes
+// has been written (or not): the table is saved when nothing changed since
+// the snapshot. Changes made during the write are younger than the
+// snapshot, so they are due one delay after it. A failed write is retried
+// one delay later, so a full disk is not hammered.
+void FinishSnapshot(bool written, std::uint64_t snapshotCount, Clock::time_point snapshotTime) {
   std::lock_guard<std::mutex> guard(saveState.lock);
-  if (!saveState.unsaved) {
-    saveState.unsaved = true;
-    saveState.firstUnsavedChange = Clock::now();
+  if (!written) {
+    if (saveState.unsaved) saveState.firstUnsavedChange = Clock::now();
+    return;
   }
+  if (saveState.changeCount == snapshotCount)
+    saveState.unsaved = false;
+  else
+    saveState.firstUnsavedChange = snapshotTime;
 }
 
 void SaverTick() {
@@ -265,17 +275,19 @@ bool SaveSongDatabaseNow() {
   std::lock_guard<std::mutex> fileGuard(fileWriteLock);
   std::vector<TZKSongRecord> records;
   std::string path;
+  std::uint64_t snapshotCount;
+  const Clock::time_point snapshotTime = Clock::now();
   {
     std::shared_lock<std::shared_mutex> guard(tableLock);
     if (!table) return false;
     records = table->SortedRecords();
     std::lock_guard<std::mutex> stateGuard(saveState.lock);
     path = saveState.path;
-    saveState.unsaved = false;
+    snapshotCount = saveState.changeCount;
   }
-  if (!path.empty() && WriteRecords(path, records)) return true;
-  RestoreUnsaved();
-  return false;
+  const bool written = !path.empty() && WriteRecords(path, records);
+  FinishSnapshot(written, snapshotCount, snapshotTime);
+  return written;
 }
 
 std::size_t SongCount() {
