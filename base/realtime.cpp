@@ -67,4 +67,12 @@ void operator delete(void* p, std::size_t) noexcept {
 void operator delete[](void* p, std::size_t) noexcept {
   ::operator delete(p);
 }
+// The nothrow forms must match the nothrow news above (malloc), or a block
+// freed with ::operator delete(p, std::nothrow) reaches the library's own.
+void operator delete(void* p, const std::nothrow_t&) noexcept {
+  ::operator delete(p);
+}
+void operator delete[](void* p, const std::nothrow_t&) noexcept {
+  ::operator delete(p);
+}
 #endif
