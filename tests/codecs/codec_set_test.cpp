@@ -163,16 +163,14 @@ TEST(CodecSet, PathRulesRewriteWhatTheCodecsAreOffered) {
 }
 
 TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
-  if (!test::HaveProgram("zip")) GTEST_SKIP() << "zip is not installed";
   test::TempDir dir;
   test::TempDir temporary;
   ScopedTmpDir tmp(temporary.Path());
   // A karaoke pair: opened through its .cdg; Close removes both files.
   test::WriteFile(dir.File("Singer - Song.mp3"), "audio");
   test::WriteFile(dir.File("Singer - Song.cdg"), "graphics");
-  ASSERT_EQ(test::RunCommand("cd '" + dir.Path() + "' && zip -q pair.zip 'Singer - Song.mp3' " +
-                             "'Singer - Song.cdg'"),
-            0);
+  ASSERT_TRUE(test::MakeZip(dir.File("pair.zip"),
+                            {dir.File("Singer - Song.mp3"), dir.File("Singer - Song.cdg")}));
   std::string offered;
   CCodecSet set(30);
   set.AddCodec(std::make_unique<CRecordingCodec>(&offered));
@@ -191,7 +189,7 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
   // A single WAV in an archive plays through the native reader; its unpacked
   // copy is not a karaoke pair and stays in the temporary folder.
   const std::string wav = MakeStereoWav(dir, "inside.wav");
-  ASSERT_EQ(test::RunCommand("cd '" + dir.Path() + "' && zip -q one.ZIP inside.wav"), 0);
+  ASSERT_TRUE(test::MakeZip(dir.File("one.ZIP"), {wav}));
   ASSERT_EQ(set.Open(dir.File("one.ZIP"), format, kCodecRead, 1024), 1);
   EXPECT_STREQ(set.CurrentCodecName(), "wav");
   EXPECT_LE(test::LargestDifference(test::ReadAllFloats(set, format, 1024), test::SoxDecode(wav)),

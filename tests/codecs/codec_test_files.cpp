@@ -1,5 +1,7 @@
 #include "tests/codecs/codec_test_files.h"
 
+#include <zip.h>
+
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -88,6 +90,23 @@ std::vector<float> Channel(const std::vector<float>& samples, int channels, int 
   std::vector<float> out;
   for (size_t i = channel; i < samples.size(); i += channels) out.push_back(samples[i]);
   return out;
+}
+
+bool MakeZip(const std::string& archive, const std::vector<std::string>& files) {
+  zipFile zip = zipOpen64(archive.c_str(), APPEND_STATUS_CREATE);
+  if (!zip) return false;
+  bool ok = true;
+  for (const std::string& path : files) {
+    const std::string name = path.substr(path.find_last_of('/') + 1);
+    const std::string bytes = ReadFile(path);
+    zip_fileinfo info = {};
+    ok = ok &&
+         zipOpenNewFileInZip64(zip, name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr,
+                               Z_DEFLATED, Z_DEFAULT_COMPRESSION, 0) == ZIP_OK &&
+         zipWriteInFileInZip(zip, bytes.data(), static_cast<unsigned>(bytes.size())) == ZIP_OK &&
+         zipCloseFileInZip(zip) == ZIP_OK;
+  }
+  return zipClose(zip, nullptr) == ZIP_OK && ok;
 }
 
 void AppendLE16(std::string& s, uint32_t v) {

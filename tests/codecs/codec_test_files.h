@@ -41,6 +41,10 @@ double LargestDifference(const std::vector<float>& a, const std::vector<float>& 
 // Channel `channel` of an interleaved buffer.
 std::vector<float> Channel(const std::vector<float>& samples, int channels, int channel);
 
+// Writes a zip archive at `archive` holding each file of `files` under its
+// name without folder (deflated). Returns false on any error.
+bool MakeZip(const std::string& archive, const std::vector<std::string>& files);
+
 // Little helpers for building headers byte by byte.
 void AppendLE16(std::string& s, uint32_t v);
 void AppendLE32(std::string& s, uint32_t v);
