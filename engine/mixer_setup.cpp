@@ -1,0 +1,126 @@
+#include "engine/mixer_setup.h"
+
+#include <cstdio>
+#include <new>
+
+#include "base/debug_log.h"
+#include "engine/audio_render.h"
+#include "engine/mixer.h"
+#include "engine/mixer_channel.h"
+
+namespace vantaro {
+namespace {
+
+std::string InFolder(const std::string& folder, const std::string& name) {
+  if (folder.empty() || folder.back() == '/') return folder + name;
+  return folder + "/" + name;
+}
+
+// The chains in the order of MixerChainFileNames.
+std::vector<CEffectChain*> Chains(const MixerRig& rig) {
+  auto& r = const_cast<MixerRig&>(rig);
+  std::vector<CEffectChain*> chains;
+  for (auto& deck : r.deckChannel) chains.push_back(deck ? &deck->Chain() : nullptr);
+  chains.push_back(&r.samplerChain);
+  chains.push_back(r.micChannel ? &r.micChannel->Chain() : nullptr);
+  chains.push_back(r.masterChannel ? &r.masterChannel->Chain() : nullptr);
+  return chains;
+}
+
+}  // namespace
+
+MixerRig::MixerRig() = default;
+MixerRig::~MixerRig() {
+  DestroyMixerObjects(*this);
+}
+
+bool CreateMixerObjects(MixerRig& rig, CAudioSignalSource* const decks[2],
+                        CAudioSignalSource* microphone) {
+  for (int d = 0; d < MixerRig::kDeckCount; ++d)
+    rig.deckChannel[d].reset(new (std::nothrow) CZKMixerChannel(decks ? decks[d] : nullptr, false));
+  rig.micChannel.reset(new (std::nothrow) CZKMixerChannel(microphone, false));
+  rig.masterChannel.reset(new (std::nothrow) CZKMixerChannel(nullptr, true));
+  rig.mixer.reset(new (std::nothrow) CMixer(MixerRig::kCapacityFrames));
+  const bool ok =
+      rig.deckChannel[0] && rig.deckChannel[1] && rig.micChannel && rig.masterChannel && rig.mixer;
+  if (!ok) DebugLog("mixer: could not create the mixer objects");
+  return ok;
+}
+
+bool WireMixer(MixerRig& rig, CAudioSignalSource* preview, CAudioSignalSource* const* samplers,
+               int samplerCount) {
+  if (!rig.mixer) return false;
+  CMixer& mixer = *rig.mixer;
+  bool ok = true;
+  for (auto& deck : rig.deckChannel) ok = deck && mixer.AddInput(deck.get()) >= 0 && ok;
+  if (preview) ok = mixer.AddInput(preview) >= 0 && ok;
+  if (rig.micChannel) ok = mixer.SetAux(rig.micChannel.get()) && ok;
+  mixer.SetMasterChain(rig.masterChannel.get());
+  for (int i = 0; i < samplerCount; ++i)
+    if (samplers && samplers[i]) ok = mixer.AddInput(samplers[i]) >= 0 && ok;
+  mixer.SetFaderSteps(MixerRig::kFaderSteps);
+  mixer.SetCrossSteps(MixerRig::kFaderSteps);
+  mixer.SetCrossCurve(MixerRig::kCrossCurve);
+  mixer.SetCrossSide(0, 0);
+  mixer.SetCrossSide(1, 1);
+  if (!ok) DebugLog("mixer: not every input could be wired");
+  return ok;
+}
+
+std::vector<std::string> MixerChainFileNames() {
+  std::vector<std::string> names;
+  for (char letter = 'A'; letter < 'A' + MixerRig::kDeckCount; ++letter)
+    names.push_back(std::string("fx_deck") + letter + ".vfx");
+  names.push_back("fx_sampler.vfx");
+  names.push_back("fx_mic.vfx");
+  names.push_back("fx_master.vfx");
+  return names;
+}
+
+int LoadMixerEffectFiles(MixerRig& rig, const std::string& folder) {
+  int loaded = 0;
+  if (LoadScannedEffects(InFolder(folder, kScannedEffectsFileName), rig.scannedEffects)) ++loaded;
+  const auto names = MixerChainFileNames();
+  const auto chains = Chains(rig);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!chains[i]) continue;
+    const std::string path = InFolder(folder, names[i]);
+    if (LoadEffectChainFile(path, *chains[i])) {
+      ++loaded;
+      rig.brokenFile[i] = false;
+    } else {
+      // LoadEffectChainFile is quiet about a missing file only; anything
+      // else it refused is broken.
+      FILE* probe = std::fopen(path.c_str(), "rb");
+      rig.brokenFile[i] = probe != nullptr;
+      if (probe) std::fclose(probe);
+    }
+  }
+  return loaded;
+}
+
+bool SaveScannedEffectList(const MixerRig& rig, const std::string& folder) {
+  return SaveScannedEffects(InFolder(folder, kScannedEffectsFileName), rig.scannedEffects);
+}
+
+int SaveMixerEffectChains(const MixerRig& rig, const std::string& folder) {
+  int saved = 0;
+  const auto names = MixerChainFileNames();
+  const auto chains = Chains(rig);
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (chains[i] && SaveEffectChainFile(InFolder(folder, names[i]), *chains[i], rig.brokenFile[i]))
+      ++saved;
+  return saved;
+}
+
+void DestroyMixerObjects(MixerRig& rig) {
+  // The callback must not keep a pointer to a deleted mix object.
+  MixRenderer* expected = rig.mixer.get();
+  if (expected) TheAudioRenderer().mix.compare_exchange_strong(expected, nullptr);
+  rig.mixer.reset();
+  for (auto& deck : rig.deckChannel) deck.reset();
+  rig.micChannel.reset();
+  rig.masterChannel.reset();
+}
+
+}  // namespace vantaro
