@@ -3,8 +3,10 @@
 #include <libxml/xmlreader.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <unordered_map>
@@ -113,8 +115,10 @@ TZKSongRecord SongFromSlots(const std::array<const char*, kSlotCount>& slot) {
     if (!slot[kDuration]) {
       record.duration_ms = -1;
     } else {
-      record.duration_ms = ParseInt(slot[kDuration]);
-      if (record.duration_ms > 0) record.duration_ms *= 1000;
+      const std::int64_t seconds = ParseInt(slot[kDuration]);
+      record.duration_ms =
+          seconds > 0 ? static_cast<std::int32_t>(std::min<std::int64_t>(seconds * 1000, INT32_MAX))
+                      : static_cast<std::int32_t>(seconds);
     }
   }
   const std::int32_t currentCue = slot[kCurrentCue] ? ParseInt(slot[kCurrentCue]) : 0;

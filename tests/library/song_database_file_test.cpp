@@ -91,6 +91,14 @@ TEST(SongDatabaseForm, ValuesAreReadByTheStandardConversions) {
   EXPECT_EQ(record.pitch_key, -1) << "missing pitch_key";
   EXPECT_EQ(record.duration_ms, 3000) << "an unreadable duration_ms falls back on duration";
   EXPECT_EQ(record.pgain_valid, 0);
+
+  attributes = {{"name", "y.mp3"}, {"duration", "3000000"}};
+  EXPECT_EQ(SongFromAttributes([&](const char* name) -> const char* {
+              const auto found = attributes.find(name);
+              return found == attributes.end() ? nullptr : found->second.c_str();
+            }).duration_ms,
+            2147483647)
+      << "seconds too long for 32-bit milliseconds are clamped";
 }
 
 TEST_F(SongDatabaseTest, OlderDurationAttributeIsReadAndWrittenAsMilliseconds) {
