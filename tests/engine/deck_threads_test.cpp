@@ -1,0 +1,146 @@
+// The deck across its threads: the audio thread renders without pause while
+// the store thread loads, seeks and unloads, and the test thread acts as
+// the GUI. Run under the thread sanitizer (filter DeckThreads*) and under
+// the address sanitizer, these prove that the render never reads a block
+// that is being freed and that every shared word is properly ordered.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#include "tests/engine/deck_test_rig.h"
+#include "tests/support/test_support.h"
+
+namespace vantaro {
+namespace {
+
+using test::DeckRig;
+using test::TempDir;
+
+// Polls `condition` every millisecond; false when it did not hold within
+// `limitMs` (a generous bound for slow sanitizer builds, not a timing check).
+bool WaitFor(const std::function<bool()>& condition, int limitMs = 60000) {
+  for (int waited = 0; waited < limitMs; ++waited) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return condition();
+}
+
+// The audio thread: renders 50 ms blocks through the offline device, paced by
+// `pauseMs` after each block, and keeps the measurements of the last block.
+class RenderLoop {
+ public:
+  RenderLoop(DeckRig& rig, int pauseMs) {
+    thread_ = std::thread([this, &rig, pauseMs] {
+      while (!stop_.load()) {
+        const std::vector<float> out = rig.Render(2205);
+        peak_.store(test::Peak(out, 2, 0));
+        frequency_.store(test::ToneFrequency(out, 2, 0));
+        blocks_.fetch_add(1);
+        if (pauseMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
+      }
+    });
+  }
+  ~RenderLoop() {
+    stop_.store(true);
+    thread_.join();
+  }
+  double Peak() const { return peak_.load(); }
+  double Frequency() const { return frequency_.load(); }
+  long Blocks() const { return blocks_.load(); }
+  // True once a block rendered after this call satisfies `condition`.
+  bool WaitForBlock(const std::function<bool()>& condition) {
+    const long after = Blocks() + 1;
+    return WaitFor([&] { return Blocks() > after && condition(); });
+  }
+
+ private:
+  std::thread thread_;
+  std::atomic<bool> stop_{false};
+  std::atomic<double> peak_{0.0};
+  std::atomic<double> frequency_{0.0};
+  std::atomic<long> blocks_{0};
+};
+
+bool Near(double value, double expected, double tolerance) {
+  return value > expected - tolerance && value < expected + tolerance;
+}
+
+TEST(DeckThreads, LoadWhilePlaying) {
+  TempDir dir;
+  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(6 * 44100, 440, 16000)));
+  ASSERT_TRUE(test::WriteStereoWav(dir.File("b.wav"), test::MakeSine(6 * 44100, 1000, 16000)));
+  DeckRig rig;
+  CSoundSource& deck = rig.AddDeck();
+  deck.SetRepeat(true);
+  ASSERT_TRUE(deck.StartStoreThread());
+  RenderLoop audio(rig, 2);
+
+  ASSERT_EQ(deck.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
+  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
+  EXPECT_TRUE(deck.IsPlaying());
+
+  ASSERT_EQ(deck.LoadSong(dir.File("b.wav"), true, nullptr, false), 1);
+  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 1000, 5); }));
+  EXPECT_EQ(deck.GetLength(), 6 * 44100);
+  // Loads back to back while the render runs flat out.
+  for (int i = 0; i < 4; ++i) {
+    ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending(); }));
+    deck.LoadSong(dir.File(i % 2 ? "a.wav" : "b.wav"), true, nullptr, false);
+  }
+  ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending() && deck.IsSongReady(); }));
+  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
+  deck.StopStoreThread();
+}
+
+TEST(DeckThreads, SeekToTheFarEndOfATenMinuteFileWhilePlaying) {
+  if (!test::HaveProgram("sox")) GTEST_SKIP() << "sox is needed to make the file";
+  TempDir dir;
+  const std::string body = dir.File("body.wav"), tail = dir.File("tail.wav");
+  const std::string song = dir.File("ten.wav");
+  ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + body + "' synth 590 sine 440"), 0);
+  ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + tail + "' synth 10 sine 1000"), 0);
+  ASSERT_EQ(test::RunCommand("sox '" + body + "' '" + tail + "' '" + song + "'"), 0);
+
+  DeckRig rig;
+  CSoundSource& deck = rig.AddDeck();
+  ASSERT_TRUE(deck.StartStoreThread());
+  RenderLoop audio(rig, 5);
+  ASSERT_EQ(deck.LoadSong(song, true, nullptr, false), 1);
+  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
+  ASSERT_EQ(deck.GetLength(), 600 * 44100);
+  EXPECT_FALSE(deck.IsStreaming());
+
+  const double target = 600 * 44100.0 - 5 * 44100;
+  deck.SeekRequest(target);
+  ASSERT_TRUE(WaitFor([&] { return deck.GetExactPosition() >= target; }));
+  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 1000, 5); }));
+  EXPECT_TRUE(deck.IsPlaying());
+  EXPECT_GT(deck.GetPosition(), 590 * 44100);
+  deck.StopStoreThread();
+}
+
+TEST(DeckThreads, UnloadInTheMiddleOfARender) {
+  TempDir dir;
+  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(8 * 44100, 440, 16000)));
+  DeckRig rig;
+  CSoundSource& deck = rig.AddDeck();
+  deck.SetRepeat(true);
+  ASSERT_TRUE(deck.StartStoreThread());
+  RenderLoop audio(rig, 0);  // no pause: renders overlap every unload
+  for (int round = 0; round < 5; ++round) {
+    ASSERT_EQ(deck.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
+    ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() > 0.4; })) << round;
+    deck.RequestUnload();
+    ASSERT_TRUE(WaitFor([&] { return !deck.IsSongLoaded(); })) << round;
+    ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() == 0.0; })) << round;
+    EXPECT_FALSE(deck.IsBlockPresent(0));
+  }
+  deck.StopStoreThread();
+}
+
+}  // namespace
+}  // namespace vantaro
