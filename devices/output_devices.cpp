@@ -151,10 +151,6 @@ int GetLatencyFrames() {
   return g_outputs[0] ? g_outputs[0]->LatencyFrames() : 0;
 }
 
-int GetReportedLatencyFrames() {
-  return g_outputs[0] ? g_outputs[0]->ReportedLatencyFrames() : 0;
-}
-
 int GetOpenOutputCount() {
   return (g_outputs[0] ? 1 : 0) + (g_outputs[1] ? 1 : 0);
 }

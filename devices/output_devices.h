@@ -57,8 +57,6 @@ void CloseAudio(bool freeNames);
 // The ring length of slot 0 in frames (latency rounded down to whole
 // blocks); 0 when no output is open.
 int GetLatencyFrames();
-// What PortAudio reports as slot 0's output latency in frames; 0 when closed.
-int GetReportedLatencyFrames();
 
 int GetOpenOutputCount();
 // The open output of slot 0 or 1, null when none (diagnostics, tests).

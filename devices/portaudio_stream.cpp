@@ -2,8 +2,6 @@
 
 #include <portaudio.h>
 
-#include <cmath>
-
 #include "base/debug_log.h"
 
 namespace vantaro {
@@ -90,12 +88,6 @@ void TDSoutput::Stop() {
 
 int TDSoutput::LatencyFrames() const {
   return static_cast<int>(blockBytes * blockCount / static_cast<unsigned>(channels * 2));
-}
-
-int TDSoutput::ReportedLatencyFrames() const {
-  if (!stream_) return 0;
-  const PaStreamInfo* info = Pa_GetStreamInfo(static_cast<PaStream*>(stream_));
-  return info ? static_cast<int>(std::lround(info->outputLatency * 44100.0)) : 0;
 }
 
 }  // namespace vantaro

@@ -42,8 +42,6 @@ class TDSoutput {
   // The ring length the user chose, in frames: blockBytes * blockCount /
   // (channels * 2).
   int LatencyFrames() const;
-  // What PortAudio reports as the stream's output latency, in frames.
-  int ReportedLatencyFrames() const;
 
   OutputBlockFiller& Filler() { return *filler_; }
   const OutputBlockFiller& Filler() const { return *filler_; }

@@ -1,0 +1,347 @@
+// Sound through a real JACK server (the dummy back end started by the test
+// fixture): the program's streams open on JACK rows, and test clients
+// registered as sinks record what reaches their ports.
+//
+// Every test suite here is named Jack*: the test command runs them with the
+// server fixture and JACK_DEFAULT_SERVER set.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "devices/output_devices.h"
+#include "engine/audio_render.h"
+#include "tests/devices/jack_sink.h"
+#include "tests/devices/test_mix.h"
+#include "tests/support/test_support.h"
+
+namespace vantaro {
+namespace {
+
+constexpr double kDeviceScale = 32000.0 / 32768.0;  // 16-bit device, JACK float back
+
+double Db(double ratio) {
+  return 20.0 * std::log10(ratio);
+}
+
+// Last `frames` frames of an interleaved recording.
+std::vector<float> Tail(const std::vector<float>& samples, int channels, long frames) {
+  const std::size_t keep = static_cast<std::size_t>(frames) * channels;
+  if (samples.size() <= keep) return samples;
+  return std::vector<float>(samples.end() - static_cast<std::ptrdiff_t>(keep), samples.end());
+}
+
+class JackOutput : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(std::getenv("JACK_DEFAULT_SERVER"), nullptr)
+        << "run through ctest, which starts the JACK dummy server";
+    renderer_ = std::make_unique<AudioRenderer>();
+  }
+  void TearDown() override { CloseAudio(true); }
+
+  // Creates a sink of `ports` ports recording up to 3 s.
+  std::unique_ptr<test::JackSink> MakeSink(int ports, const std::string& prefix = "vt-sink") {
+    auto sink = std::make_unique<test::JackSink>(test::UniqueJackName(prefix), ports, 3 * 44100);
+    EXPECT_TRUE(sink->Ok()) << "no JACK server reachable";
+    return sink;
+  }
+
+  // Enumerates and answers the row of `sink`, -1 when it is missing.
+  int RowOf(const test::JackSink& sink) {
+    EXPECT_GT(EnumerateOutputs(), 0);
+    return FindOutputDevice(sink.RowName());
+  }
+
+  // Records 1.3 s from each sink and answers the last second of each. On a
+  // loaded machine the server may report an xrun (a client late for its
+  // period), which glitches every client alike; the recording is then
+  // repeated, up to four times. `clean_` says whether the last one was free
+  // of xruns: only then can a click be blamed on the program.
+  void RecordSecond(std::initializer_list<test::JackSink*> sinks,
+                    std::vector<std::vector<float>>& out) {
+    for (int attempt = 0; attempt < 4; ++attempt) {
+      out.clear();
+      long xrunsBefore = 0;
+      for (auto* sink : sinks) xrunsBefore += sink->Xruns();
+      for (auto* sink : sinks) sink->StartRecording();
+      for (auto* sink : sinks) {
+        ASSERT_TRUE(sink->RecordFor(57330, 10.0)) << "JACK delivered too few frames";
+        out.push_back(Tail(sink->Recording(), sink->Ports(), 44100));
+      }
+      long xrunsAfter = 0;
+      for (auto* sink : sinks) xrunsAfter += sink->Xruns();
+      clean_ = xrunsAfter == xrunsBefore;
+      if (clean_) return;
+    }
+    std::printf("the JACK server reported xruns in every recording: clicks not checked\n");
+  }
+
+  // A tone of `hz` at `peak` float level arrives at the device level.
+  void ExpectTone(const std::vector<float>& heard, int channels, int channel, double hz,
+                  double peak) {
+    const double expectedRms = peak / std::sqrt(2.0) * kDeviceScale;
+    const double rms = test::Rms(heard, channels, channel);
+    ASSERT_GT(rms, 0.0) << "channel " << channel << " is silent";
+    EXPECT_NEAR(Db(rms / expectedRms), 0.0, 0.1) << "channel " << channel;
+    // A glitch of the server moves zero crossings: then 1 % still tells a
+    // wrong signal from the right one.
+    EXPECT_NEAR(test::ToneFrequency(heard, channels, channel), hz, clean_ ? 0.5 : hz / 100)
+        << "channel " << channel;
+    // No dropped or repeated block: no step larger than the sine's own.
+    if (clean_) {
+      EXPECT_LT(test::LargestStep(heard, channels, channel),
+                peak * kDeviceScale * 2 * M_PI * hz / 44100 * 1.2)
+          << "click on channel " << channel;
+    }
+  }
+
+  static void ExpectSilent(const std::vector<float>& heard, int channels, int channel) {
+    EXPECT_EQ(test::Peak(heard, channels, channel), 0.0) << "channel " << channel;
+  }
+
+  std::unique_ptr<AudioRenderer> renderer_;
+  bool clean_ = true;
+};
+
+TEST_F(JackOutput, EnumerationListsJackClientsAfterAlsaRows) {
+  auto sink = MakeSink(6);
+  auto controller = MakeSink(2, "BCD2000");
+  const int row = RowOf(*sink);
+  ASSERT_GE(row, 0) << sink->RowName() << " is not listed";
+  const TOutputDeviceRow* info = TheOutputDeviceTable().Row(row);
+  EXPECT_EQ(info->hostApi, kHostJack);
+  EXPECT_EQ(info->maxOutputChannels, 6);
+  EXPECT_EQ(GetDeviceName(row), sink->RowName());
+  EXPECT_EQ(FindOutputDevice(controller->RowName()), -1) << "excluded family listed";
+
+  const int system = FindOutputDevice("JACK Audio Connection Kit: system");
+  ASSERT_GE(system, 0);
+  EXPECT_EQ(TheOutputDeviceTable().Row(system)->maxOutputChannels, 8);
+  bool seenJack = false;
+  for (int i = 0; i < GetDeviceCount(); ++i) {
+    const bool jack = TheOutputDeviceTable().Row(i)->hostApi == kHostJack;
+    EXPECT_FALSE(seenJack && !jack) << "ALSA row after a JACK row: " << GetDeviceName(i);
+    seenJack = seenJack || jack;
+  }
+}
+
+TEST_F(JackOutput, PlayedFileReachesThePortsAtDeviceLevel) {
+  test::TempDir folder;
+  std::vector<float> tone = test::MakeToneWithSox(folder.Path(), 1000, 2.0, 0.5);
+  ASSERT_EQ(tone.size(), 2u * 88200) << "sox did not make the test file";
+  const double fileRms = test::Rms(tone, 2, 0);
+  test::SamplePlayerMix mix(std::move(tone));
+  renderer_->mix = &mix;
+
+  auto sink = MakeSink(2);
+  TOutputSelection selection{RowOf(*sink), -1, 0, 2880};
+  ASSERT_GE(selection.firstDevice, 0);
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(GetOpenOutputCount(), 1);
+  EXPECT_EQ(GetLatencyFrames(), 2880);
+
+  std::vector<std::vector<float>> heard;
+  RecordSecond({sink.get()}, heard);
+  for (int channel = 0; channel < 2; ++channel) {
+    const double rms = test::Rms(heard[0], 2, channel);
+    EXPECT_NEAR(Db(rms / (fileRms * kDeviceScale)), 0.0, 0.1) << "channel " << channel;
+    EXPECT_NEAR(test::ToneFrequency(heard[0], 2, channel), 1000.0, clean_ ? 0.5 : 10.0);
+  }
+  if (clean_) {
+    EXPECT_LT(test::LargestStep(heard[0], 2, 0),
+              fileRms * std::sqrt(2.0) * kDeviceScale * 2 * M_PI * 1000 / 44100 * 1.2);
+  }
+  const TDSoutput* output = GetOpenOutput(0);
+  ASSERT_NE(output, nullptr);
+  EXPECT_EQ(output->blockFrames, 360);
+  EXPECT_GT(output->Filler().callbacks.load(), 100);
+
+  CloseAudio(false);
+  EXPECT_EQ(GetOpenOutputCount(), 0);
+  EXPECT_EQ(GetLatencyFrames(), 0);
+  const long blocks = renderer_->BlocksRendered();
+  sink->StartRecording();
+  sink->RecordFor(4410, 5.0);
+  EXPECT_EQ(renderer_->BlocksRendered(), blocks) << "the callback ran after CloseAudio";
+  EXPECT_EQ(test::Peak(sink->Recording(), 2, 0), 0.0);
+}
+
+TEST_F(JackOutput, LoudSignalIsClippedNotWrapped) {
+  test::ToneMix mix({500, 1.5f, 1.5f}, {});
+  renderer_->mix = &mix;
+  auto sink = MakeSink(2);
+  TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  std::vector<std::vector<float>> heard;
+  RecordSecond({sink.get()}, heard);
+  const auto [lowest, highest] = std::minmax_element(heard[0].begin(), heard[0].end());
+  EXPECT_EQ(*highest, 32767.0f / 32768.0f);  // clipped at the 16-bit limits
+  EXPECT_EQ(*lowest, -1.0f);
+  // Wrapped samples would jump from full positive to full negative.
+  if (clean_) {
+    EXPECT_LT(test::LargestStep(heard[0], 2, 0), 0.5);
+  }
+}
+
+TEST_F(JackOutput, SplitModeCarriesMasterLeftAndMonitorRight) {
+  test::ToneMix mix({1000, 0.6f, 0.2f}, {440, 0.3f, 0.1f});
+  renderer_->mix = &mix;
+  auto sink = MakeSink(2);
+  TOutputSelection selection{RowOf(*sink), -1, 1, 2048};
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(selection.outputMode, 1);
+  std::vector<std::vector<float>> heard;
+  RecordSecond({sink.get()}, heard);
+  ExpectTone(heard[0], 2, 0, 1000, 0.4);  // (0.6 + 0.2) / 2
+  ExpectTone(heard[0], 2, 1, 440, 0.2);   // (0.3 + 0.1) / 2
+}
+
+class JackMultichannel : public JackOutput, public ::testing::WithParamInterface<int> {};
+
+TEST_P(JackMultichannel, MasterOnFrontPairMonitorOnTheOthers) {
+  const int ports = GetParam();
+  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+  renderer_->mix = &mix;
+  auto sink = MakeSink(ports);
+  TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
+  ASSERT_TRUE(OpenAudio(selection, ports, *renderer_));
+  EXPECT_EQ(selection.outputMode, 2);
+  ASSERT_NE(GetOpenOutput(0), nullptr);
+  EXPECT_EQ(GetOpenOutput(0)->channels, ports);
+  EXPECT_TRUE(GetOpenOutput(0)->isMultichannel);
+  std::vector<std::vector<float>> heard;
+  RecordSecond({sink.get()}, heard);
+  ExpectTone(heard[0], ports, 0, 1000, 0.5);
+  ExpectTone(heard[0], ports, 1, 1000, 0.5);
+  for (int channel = 2; channel < ports; ++channel) ExpectTone(heard[0], ports, channel, 440, 0.25);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ports, JackMultichannel, ::testing::Values(4, 6, 8));
+
+TEST_F(JackOutput, MultichannelFromSettingsUsesFourOfEightPorts) {
+  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+  renderer_->mix = &mix;
+  auto sink = MakeSink(8);
+  TOutputSelection selection{RowOf(*sink), -1, 2, 2048};
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(GetOpenOutput(0)->channels, 4);
+  std::vector<std::vector<float>> heard;
+  RecordSecond({sink.get()}, heard);
+  ExpectTone(heard[0], 8, 0, 1000, 0.5);
+  ExpectTone(heard[0], 8, 3, 440, 0.25);
+  for (int channel = 4; channel < 8; ++channel) ExpectSilent(heard[0], 8, channel);
+}
+
+TEST_F(JackOutput, SecondDevicePlaysTheMonitorBus) {
+  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+  renderer_->mix = &mix;
+  auto speakers = MakeSink(2, "vt-speakers");
+  auto headphones = MakeSink(2, "vt-phones");
+  EnumerateOutputs();
+  TOutputSelection selection{FindOutputDevice(speakers->RowName()),
+                             FindOutputDevice(headphones->RowName()), 2, 2048};
+  ASSERT_GE(selection.firstDevice, 0);
+  ASSERT_GE(selection.secondDevice, 0);
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(selection.outputMode, 0) << "a second device forces the normal mode";
+  EXPECT_EQ(renderer_->outputMode.load(), 0);
+  EXPECT_EQ(GetOpenOutputCount(), 2);
+  EXPECT_TRUE(renderer_->secondDeviceActive.load());
+  std::vector<std::vector<float>> heard;
+  RecordSecond({speakers.get(), headphones.get()}, heard);
+  ExpectTone(heard[0], 2, 0, 1000, 0.5);
+  ExpectTone(heard[0], 2, 1, 1000, 0.5);
+  ExpectTone(heard[1], 2, 0, 440, 0.25);
+  ExpectTone(heard[1], 2, 1, 440, 0.25);
+  // Running at the same rate, the ring stays short: at most two blocks of
+  // 256 frames wait in it.
+  EXPECT_LE(renderer_->MonitorRing().Available(), 2u * 256 * 2 * sizeof(float));
+
+  CloseAudio(false);
+  EXPECT_FALSE(renderer_->secondDeviceActive.load());
+}
+
+TEST_F(JackOutput, SameDeviceTwiceOpensOneStream) {
+  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+  renderer_->mix = &mix;
+  auto sink = MakeSink(2);
+  const int row = RowOf(*sink);
+  TOutputSelection selection{row, row, 1, 2048};
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(GetOpenOutputCount(), 1);
+  EXPECT_EQ(selection.secondDevice, -1);
+  EXPECT_EQ(selection.outputMode, 1);
+  EXPECT_FALSE(renderer_->secondDeviceActive.load());
+}
+
+TEST_F(JackOutput, ReopeningReplacesTheStreams) {
+  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+  renderer_->mix = &mix;
+  auto first = MakeSink(2, "vt-first");
+  auto second = MakeSink(2, "vt-second");
+  EnumerateOutputs();
+  TOutputSelection selection{FindOutputDevice(first->RowName()), -1, 0, 2048};
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(EnumerateOutputs(), GetDeviceCount()) << "enumeration must not pull open streams";
+  selection.firstDevice = FindOutputDevice(second->RowName());
+  selection.latencyFrames = 4096;
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(GetOpenOutputCount(), 1);
+  EXPECT_EQ(GetLatencyFrames(), 4096);
+  std::vector<std::vector<float>> heard;
+  RecordSecond({first.get(), second.get()}, heard);
+  ExpectSilent(heard[0], 2, 0);
+  ExpectTone(heard[1], 2, 0, 1000, 0.5);
+}
+
+TEST_F(JackOutput, DeviceThatFailsToOpenLeavesTheProgramSilent) {
+  auto sink = MakeSink(2);
+  EnumerateOutputs();
+  TOutputDeviceRow gone;
+  gone.name = "JACK Audio Connection Kit: gone";
+  gone.hostApi = kHostJack;
+  gone.portAudioIndex = 9999;
+  ASSERT_TRUE(TheOutputDeviceTable().Add(gone));
+  TOutputSelection selection{GetDeviceCount() - 1, -1, 0, 2880};
+  ::testing::internal::CaptureStderr();
+  const bool opened = OpenAudio(selection, 0, *renderer_);
+  const std::string log = ::testing::internal::GetCapturedStderr();
+  EXPECT_FALSE(opened);
+  EXPECT_EQ(GetOpenOutputCount(), 0);
+  EXPECT_NE(log.find("can't open audio device 0, index=" + std::to_string(selection.firstDevice) +
+                     " FramesPerBuffer=360, Buffers=8"),
+            std::string::npos)
+      << log;
+  // The next choice still opens.
+  selection.firstDevice = FindOutputDevice(sink->RowName());
+  EXPECT_TRUE(OpenAudio(selection, 0, *renderer_));
+}
+
+TEST_F(JackOutput, NoDeviceChosenOrNoneListed) {
+  TOutputSelection none{-1, -1, 0, 2880};
+  EXPECT_FALSE(OpenAudio(none, 0, *renderer_));
+  EXPECT_EQ(GetLatencyFrames(), 0);
+  // A server that does not run gives no JACK rows, and is not started.
+  const std::string server = std::getenv("JACK_DEFAULT_SERVER");
+  setenv("JACK_DEFAULT_SERVER", "vantaro-no-such-server", 1);
+  EnumerateOutputs();
+  setenv("JACK_DEFAULT_SERVER", server.c_str(), 1);
+  for (int i = 0; i < GetDeviceCount(); ++i)
+    EXPECT_NE(TheOutputDeviceTable().Row(i)->hostApi, kHostJack) << GetDeviceName(i);
+  EXPECT_EQ(test::RunCommand(
+                "jack_wait -s vantaro-no-such-server -c 2>/dev/null | grep -q 'not running'"),
+            0);
+  TheOutputDeviceTable().Clear();
+  TOutputSelection first{0, -1, 0, 2880};
+  EXPECT_FALSE(OpenAudio(first, 0, *renderer_));
+  EXPECT_EQ(GetOpenOutputCount(), 0);
+}
+
+}  // namespace
+}  // namespace vantaro

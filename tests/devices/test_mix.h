@@ -1,0 +1,64 @@
+#pragma once
+// Mix objects for the device tests: they stand where the program's mixer
+// will be and produce signals whose properties the tests can check.
+// All render on the audio thread without allocating.
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "engine/audio_render.h"
+
+namespace vantaro::test {
+
+// A steady sine on each bus; left and right levels may differ.
+class ToneMix : public MixRenderer {
+ public:
+  struct Tone {
+    double hz = 0;
+    float left = 0, right = 0;  // peak levels
+  };
+  ToneMix(Tone master, Tone monitor) : master_(master), monitor_(monitor) {}
+  void RenderMix(float* master, float* monitor, int frames) override;
+  void RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
+                      int frames) override;
+
+ private:
+  Tone master_, monitor_;
+  double masterPhase_ = 0, monitorPhase_ = 0;  // cycles
+};
+
+// Plays stereo floats loaded from a file on the master bus, looping, as a
+// deck playing that file would.
+class SamplePlayerMix : public MixRenderer {
+ public:
+  explicit SamplePlayerMix(std::vector<float> stereo) : samples_(std::move(stereo)) {}
+  void RenderMix(float* master, float* monitor, int frames) override;
+  void RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
+                      int frames) override;
+
+ private:
+  std::vector<float> samples_;
+  std::size_t position_ = 0;  // frames
+};
+
+// Writes (block number % 128) / 256 as a constant into both buses, so that
+// a device's output tells which block it is playing.
+class BlockNumberMix : public MixRenderer {
+ public:
+  void RenderMix(float* master, float* monitor, int frames) override;
+  void RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
+                      int frames) override;
+  long Blocks() const { return blocks_.load(); }
+  static int Decode(float sample) { return static_cast<int>(sample * 256.0f + 0.5f); }
+
+ private:
+  std::atomic<long> blocks_{0};
+};
+
+// Makes a stereo tone with sox (32-bit float raw) and loads it; empty when
+// sox failed.
+std::vector<float> MakeToneWithSox(const std::string& folder, double hz, double seconds,
+                                   double level);
+
+}  // namespace vantaro::test
