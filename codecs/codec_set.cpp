@@ -202,8 +202,15 @@ int CCodecSet::GetFloatSamples(float* buffer, int frames, int64_t startFrame) {
   const int64_t sourceFrames = ConvertFrameCount(frames, sourceRate, targetRate);
   const int64_t sourceStart = ConvertFrameCount(startFrame, sourceRate, targetRate);
 
-  std::memset(readBuffer.get(), 0, static_cast<size_t>(readBufferWords_) * 4);
+  // The buffer is cleared where the later steps look before the read: a
+  // reader may deliver fewer bytes than it counts (the FFmpeg reader counts
+  // whole requests at the end of a stream), and what it leaves must be
+  // silence.
   uint8_t* stored = reinterpret_cast<uint8_t*>(readBuffer.get());
+  const int64_t usedWords = std::min(
+      readBufferWords_, std::max((sourceFrames + 1) * std::max(sourceChannels, targetChannels),
+                                 (sourceFrames * codec->frameSize + 3) / 4));
+  std::memset(stored, 0, static_cast<size_t>(usedWords) * 4);
   const int delivered = codec->GetSamples(stored, static_cast<int>(sourceFrames), sourceStart);
   // Only what was delivered is converted: the cleared tail must stay 0.0f
   // (an unsigned 8-bit zero byte would widen to full scale).

@@ -29,6 +29,24 @@ void StoreFloat(uint8_t* data, int64_t index, float value) {
   std::memcpy(data + index * 4, &value, 4);
 }
 
+// Widens `count` samples of type T to floats in place, a block at a time from
+// the end: each block is copied out before its floats are stored, and every
+// stored float lands on source bytes whose blocks were already copied, so
+// the loops run without aliasing (and vectorise).
+template <typename T, typename Convert>
+void WidenBlocksBackwards(uint8_t* data, int64_t count, Convert convert) {
+  constexpr int64_t kBlock = 1024;
+  T source[kBlock];
+  float widened[kBlock];
+  for (int64_t end = count; end > 0; end -= kBlock) {
+    const int64_t begin = end > kBlock ? end - kBlock : 0;
+    const int64_t n = end - begin;
+    std::memcpy(source, data + begin * sizeof(T), static_cast<size_t>(n) * sizeof(T));
+    for (int64_t i = 0; i < n; ++i) widened[i] = convert(source[i]);
+    std::memcpy(data + begin * 4, widened, static_cast<size_t>(n) * 4);
+  }
+}
+
 }  // namespace
 
 bool WidenToFloat(uint8_t* data, int64_t count, int bits, bool unsigned8, bool float32) {
@@ -40,11 +58,8 @@ bool WidenToFloat(uint8_t* data, int64_t count, int bits, bool unsigned8, bool f
       }
       return true;
     case 16:
-      for (int64_t i = count - 1; i >= 0; --i) {
-        int16_t v;
-        std::memcpy(&v, data + i * 2, 2);
-        StoreFloat(data, i, static_cast<float>(v) * 3.0518e-5f);
-      }
+      WidenBlocksBackwards<int16_t>(data, count,
+                                    [](int16_t v) { return static_cast<float>(v) * 3.0518e-5f; });
       return true;
     case 24:
       for (int64_t i = count - 1; i >= 0; --i) {

@@ -47,6 +47,33 @@ class CRecordingCodec : public CBaseCodec {
   std::string* offered_;
 };
 
+// A test codec in the manner of a stream reader at its end: it counts every
+// frame asked for, but fills only the first `filled` of them (16-bit stereo,
+// value 16384).
+class CShortFillingCodec : public CBaseCodec {
+ public:
+  explicit CShortFillingCodec(int* filled) : CBaseCodec(0), filled_(filled) {}
+  int Open(const std::string& path, TCodecFormat& format, int) override {
+    if (!path.ends_with(".stream")) return 0;
+    format = {44100, 2, 16, 16, 0, 100000};
+    frameSize = 4;
+    opened = 1;
+    return 1;
+  }
+  int GetSamples(void* buffer, int frames, int64_t) override {
+    int16_t* out = static_cast<int16_t*>(buffer);
+    for (int i = 0; i < std::min(frames, *filled_) * 2; ++i) out[i] = 16384;
+    return frames;
+  }
+  int PutSamples(const void*, int) override { return 0; }
+  int IsBigEndian() override { return 0; }
+  float GetSeconds() override { return 0; }
+  void Close() override { opened = 0; }
+
+ private:
+  int* filled_;
+};
+
 // Sets TMPDIR for the lifetime of the object, so archives unpack into a
 // folder the test owns.
 class ScopedTmpDir {
@@ -285,6 +312,24 @@ TEST(CodecSet, ReadsPastTheEndGiveSilenceAndTheRealCount) {
   EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, 5000), 0);
   EXPECT_EQ(test::Peak(buffer, 2, 0), 0.0) << "a read wholly past the end is silence";
   EXPECT_NEAR(set.GetSeconds(), 300 / 44100.0, 1e-6) << "WAV: total frames / rate";
+}
+
+TEST(CodecSet, WhatAReaderLeavesUnfilledIsSilence) {
+  test::TempDir dir;
+  int filled = 1024;
+  CCodecSet set(30);
+  ASSERT_TRUE(set.AddCodec(std::make_unique<CShortFillingCodec>(&filled)));
+  test::WriteFile(dir.File("a.stream"), "x");
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(dir.File("a.stream"), format, kCodecRead, 1024), 1);
+  std::vector<float> buffer(1024 * 2);
+  ASSERT_EQ(set.GetFloatSamples(buffer.data(), 1024, 0), 1024);
+  EXPECT_NEAR(test::Peak(buffer, 2, 1), 0.5, 1e-3);
+  filled = 100;  // the stream ends inside the next read
+  ASSERT_EQ(set.GetFloatSamples(buffer.data(), 1024, 1024), 1024);
+  EXPECT_NEAR(buffer[99 * 2 + 1], 0.5f, 1e-3);
+  EXPECT_EQ(buffer[100 * 2], 0.0f) << "no stale samples of the earlier read";
+  EXPECT_EQ(test::Peak(std::vector<float>(buffer.begin() + 200, buffer.end()), 2, 0), 0.0);
 }
 
 TEST(CodecSet, AiffSecondsCountTheFramesRead) {
