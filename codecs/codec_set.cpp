@@ -247,7 +247,7 @@ int CCodecSet::GetShortSamples(int16_t* buffer, int frames, int64_t startFrame) 
   const int delivered = GetFloatSamples(converted, frames, startFrame);
   for (int64_t i = 0; i < 2 * int64_t{frames}; ++i) {
     const double v = std::rint(static_cast<double>(converted[i]) * 32767.0);
-    buffer[i] = static_cast<int16_t>(std::clamp(v, -32768.0, 32767.0));
+    buffer[i] = std::isnan(v) ? 0 : static_cast<int16_t>(std::clamp(v, -32768.0, 32767.0));
   }
   return delivered;
 }

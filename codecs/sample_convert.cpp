@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstring>
 
 namespace vantaro {
@@ -68,7 +69,15 @@ bool WidenToFloat(uint8_t* data, int64_t count, int bits, bool unsigned8, bool f
       }
       return true;
     case 32:
-      if (!float32) {
+      if (float32) {
+        // A damaged float file may hold NaN or infinity; one such sample
+        // would poison every filter and mixer state downstream.
+        for (int64_t i = 0; i < count; ++i) {
+          float v;
+          std::memcpy(&v, data + i * 4, 4);
+          if (!std::isfinite(v)) StoreFloat(data, i, 0.0f);
+        }
+      } else {
         for (int64_t i = 0; i < count; ++i) {
           int32_t v;
           std::memcpy(&v, data + i * 4, 4);

@@ -20,7 +20,8 @@ float Int24ToFloat(const uint8_t* p);
 // walking from the last sample to the first. `data` holds count * 4 bytes.
 //   8 bit unsigned: (v - 128) * 0.0078125; signed: v * 0.0078125
 //   16 bit: v * 3.0518e-5;  24 bit: Int24ToFloat
-//   32 bit: float as it stands, or a signed integer scaled by 2^-31
+//   32 bit: float as it stands (NaN and infinity become 0), or a signed
+//           integer scaled by 2^-31
 // Returns false, leaving the data untouched, for any other width.
 bool WidenToFloat(uint8_t* data, int64_t count, int bits, bool unsigned8, bool float32);
 

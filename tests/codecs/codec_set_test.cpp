@@ -274,7 +274,7 @@ TEST(CodecSet, ShortSamplesDirectAndConverted) {
 TEST(CodecSet, ShortSamplesClampFloatsBeyondFullScale) {
   test::TempDir dir;
   std::string data;
-  for (float v : {1.5f, -1.5f, 0.5f, -0.25f}) {
+  for (float v : {1.5f, -1.5f, 0.5f, -0.25f, NAN}) {
     uint32_t bits;
     std::memcpy(&bits, &v, 4);
     for (int i = 0; i < 128; ++i) test::AppendLE32(data, bits);
@@ -291,6 +291,9 @@ TEST(CodecSet, ShortSamplesClampFloatsBeyondFullScale) {
   EXPECT_EQ(shorts[128 * 2], -32768);
   EXPECT_EQ(shorts[256 * 2], static_cast<int16_t>(std::lrint(0.5 * 32767)));
   EXPECT_EQ(shorts[384 * 2 + 1], static_cast<int16_t>(std::lrint(-0.25 * 32767)));
+  ASSERT_EQ(set.GetShortSamples(shorts.data(), 512, 256), 384) << "640 frames in the file";
+  EXPECT_EQ(shorts[256 * 2], 0) << "a NaN sample reads as silence";
+  EXPECT_EQ(shorts[383 * 2], 0);
 }
 
 TEST(CodecSet, ReadsPastTheEndGiveSilenceAndTheRealCount) {

@@ -72,6 +72,13 @@ TEST(SampleConvert, WideningAtTheEdgesOfEachWidth) {
   ASSERT_TRUE(WidenToFloat(f32.data(), 1, 32, true, true));
   EXPECT_EQ(AsFloats(f32, 1)[0], value) << "floats stay as they are";
 
+  std::vector<uint8_t> bad(12);
+  const float nonFinite[3] = {NAN, -INFINITY, 2.5f};
+  std::memcpy(bad.data(), nonFinite, 12);
+  ASSERT_TRUE(WidenToFloat(bad.data(), 3, 32, true, true));
+  EXPECT_EQ(AsFloats(bad, 3), (std::vector<float>{0.0f, 0.0f, 2.5f}))
+      << "NaN and infinity become silence; loud but finite samples stay";
+
   std::vector<uint8_t> odd = {1, 2, 3, 4};
   EXPECT_FALSE(WidenToFloat(odd.data(), 1, 12, true, true));
   EXPECT_EQ(odd, (std::vector<uint8_t>{1, 2, 3, 4}));
