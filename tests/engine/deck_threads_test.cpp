@@ -135,7 +135,7 @@ TEST(DeckThreads, UnloadInTheMiddleOfARender) {
     ASSERT_EQ(deck.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
     ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() > 0.4; })) << round;
     deck.RequestUnload();
-    ASSERT_TRUE(WaitFor([&] { return !deck.IsSongLoaded(); })) << round;
+    ASSERT_TRUE(WaitFor([&] { return !deck.IsSongLoaded() && deck.BlockCount() == 0; })) << round;
     ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() == 0.0; })) << round;
     EXPECT_FALSE(deck.IsBlockPresent(0));
   }
