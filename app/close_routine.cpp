@@ -4,7 +4,10 @@
 
 #include "app/program.h"
 #include "app/screen_saver.h"
+#include "app/settings.h"
+#include "app/vantaro_app.h"
 #include "base/debug_log.h"
+#include "library/song_database.h"
 
 namespace vantaro {
 namespace {
@@ -19,6 +22,13 @@ void StopTimedThreads() {
   }
 }
 
+void SaveAllSettings() {
+  std::string message;
+  const bool saved = SaveSettings(TheProgram().folders.settings, &message);
+  DebugLog("close 2: decks stopped, settings %s", saved ? "saved" : "not saved");
+  if (!saved) ShowMessage(wxString::FromUTF8(message));
+}
+
 }  // namespace
 
 void RunCloseRoutine() {
@@ -26,7 +36,7 @@ void RunCloseRoutine() {
   if (program.closing) return;
   program.closing = true;
   DebugLog("close 1: closing flag set");
-  DebugLog("close 2: decks stopped, settings saved");
+  SaveAllSettings();
   StopTimedThreads();
   program.mainWindow = nullptr;
   DebugLog("close 3: timed threads stopped (background, jog, screen) after %ld ticks",
@@ -36,7 +46,9 @@ void RunCloseRoutine() {
   DebugLog("close 6: engine objects deleted");
   if (program.screenSaverInhibited) ReleaseScreenSaver(program.screenSaverCookie);
   program.screenSaverInhibited = false;
-  DebugLog("close 7: database saved, screen saver restored");
+  const std::string database = program.folders.database + "db.vtx";
+  const bool saved = SaveSongDatabase(database);
+  DebugLog("close 7: database %s, screen saver restored", saved ? "saved" : "not saved");
 }
 
 }  // namespace vantaro

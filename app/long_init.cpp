@@ -13,12 +13,14 @@
 #include "app/memory_sizing.h"
 #include "app/program.h"
 #include "app/screen_saver.h"
+#include "app/settings.h"
 #include "app/vantaro_app.h"
 #include "base/cpu_features.h"
 #include "base/debug_log.h"
 #include "base/thread_priority.h"
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
+#include "library/song_database.h"
 #include "skin/main_window.h"
 
 namespace vantaro {
@@ -65,8 +67,26 @@ bool ScreenIsLargeEnough() {
 
 void LoadDatabaseAndQuietScreenSaver() {
   Program& program = TheProgram();
+  const std::string database = program.folders.database + "db.vtx";
+  const bool loaded = LoadSongDatabase(database);
+  DebugLog("init 7: song database %s: %s, %zu tracks", database.c_str(),
+           loaded ? "loaded" : "not loaded", SongCount());
+  // A broken file was moved aside: say so once the window is up.
+  const std::string message = TakeSongDatabaseMessage();
+  if (!message.empty())
+    wxTheApp->CallAfter([message] { ShowMessage(wxString::FromUTF8(message)); });
   program.screenSaverInhibited = InhibitScreenSaver(&program.screenSaverCookie);
   DebugLog("init 7: screen saver %s", program.screenSaverInhibited ? "inhibited" : "left alone");
+}
+
+void ReadSettings() {
+  const SettingsFileStatus status = LoadSettings(TheProgram().folders.settings);
+  DebugLog("init 13: config.xml %s", status == SettingsFileStatus::kLoaded ? "read"
+                                     : status == SettingsFileStatus::kMissing
+                                         ? "absent: defaults"
+                                         : "unusable: defaults");
+  DebugLog("init 14: settings applied, deck RAM allowance %u KB",
+           TheEngineSettings().availKB.load());
 }
 
 void CreateTimedThreads(ZKMainWindow* mainWindow) {
@@ -111,7 +131,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   // 10 mixer wiring
   // 11 effect ranges to the control tables
   // 12 output devices
-  // 13 config.xml and the shortcut files; 14 apply settings
+  ReadSettings();  // 13, 14 (shortcut files: none yet)
   // 15 skins scanned; 16 controllers, audio output, analysis driver
   // 17 work queues; 18 skin loaded
   DebugLog("init 18: error - NO SKIN WAS LOADED");

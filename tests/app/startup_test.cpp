@@ -64,6 +64,59 @@ TEST(Startup, BuildsTheFoldersAndClosesThroughTheWindowManager) {
       << "the log file has the close steps too";
 }
 
+// Runs the program once: start, wait for the first tick, close by SIGTERM.
+void RunOnce(const std::string& display, const TempDir& home, const std::string& logName) {
+  AppProcess app(display, home.Path(), home.File(logName));
+  ASSERT_TRUE(app.WaitForOutput(kTicking)) << app.Output();
+  app.Signal(SIGTERM);
+  ASSERT_EQ(app.WaitForExit(), 0) << app.Output();
+}
+
+std::string Replace(std::string text, const std::string& from, const std::string& to) {
+  const size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  if (at != std::string::npos) text.replace(at, from.size(), to);
+  return text;
+}
+
+TEST(Startup, SettingsAndLearntTracksSurviveARestart) {
+  XvfbServer x(1280, 800);
+  ASSERT_TRUE(x.Started());
+  TempDir home;
+  RunOnce(x.Display(), home, "first.txt");
+  const std::string config = home.Path() + "/Vantaro/Settings/config.xml";
+  const std::string database = home.Path() + "/Vantaro/Database/db.vtx";
+  std::string text = test::ReadFile(config);
+  ASSERT_NE(text.find("<setting name=\"latncy\" value=\"2880\" type=\"0\""), std::string::npos)
+      << "the first close writes the defaults:\n"
+      << text;
+  ASSERT_TRUE(fs::exists(database)) << "the first close writes the database";
+
+  // The user's choices, a key this program does not know, one that never
+  // survives a start, and a learnt track.
+  text = Replace(text, "name=\"latncy\" value=\"2880\"", "name=\"latncy\" value=\"1440\"");
+  text = Replace(text, "name=\"hqtime\" value=\"0\"", "name=\"hqtime\" value=\"1\"");
+  text = Replace(text, "</settings>",
+                 "<setting name=\"oldkey\" value=\"5\" type=\"0\"/>\n</settings>");
+  test::WriteFile(config, text);
+  std::string tracks = test::ReadFile(database);
+  tracks = Replace(tracks, "</songdatabase>",
+                   "<song name=\"Night Drive.mp3\" bpm=\"124.5000\" duration_ms=\"245000\" />\n"
+                   "</songdatabase>");
+  test::WriteFile(database, tracks);
+
+  RunOnce(x.Display(), home, "second.txt");
+  text = test::ReadFile(config);
+  EXPECT_NE(text.find("name=\"latncy\" value=\"1440\""), std::string::npos) << text;
+  EXPECT_NE(text.find("name=\"hqtime\" value=\"0\""), std::string::npos)
+      << "high-quality time never survives a start";
+  EXPECT_EQ(text.find("oldkey"), std::string::npos) << "an unknown key is dropped";
+  tracks = test::ReadFile(database);
+  EXPECT_NE(tracks.find("name=\"Night Drive.mp3\" bpm=\"124.5000\" duration_ms=\"245000\""),
+            std::string::npos)
+      << tracks;
+}
+
 TEST(Startup, SamplesAreSeededOnlyWhenTheFolderIsNew) {
   XvfbServer x(1280, 800);
   ASSERT_TRUE(x.Started());
