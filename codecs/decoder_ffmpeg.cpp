@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 
 #include "base/debug_log.h"
@@ -20,6 +21,12 @@ std::atomic<int> gLivingDecoders{0};
 bool HasEnding(const std::string& lower, const char* ending) {
   const size_t length = std::strlen(ending);
   return lower.size() >= length && lower.compare(lower.size() - length, length, ending) == 0;
+}
+
+// `frames` is a 32-bit field: a stream of more than 13.5 hours reports the
+// largest count it can hold.
+int32_t ClampFrames(int64_t frames) {
+  return static_cast<int32_t>(std::min<int64_t>(frames, INT32_MAX));
 }
 
 }  // namespace
@@ -73,8 +80,7 @@ int CDecoderFFMpeg::Open(const std::string& path, TCodecFormat& format, int mode
   format_.containerBits = 16;
   format_.flags = 0;
   const int64_t streamFrames = stream_.ExpectedFrames();
-  format_.frames =
-      streamFrames > 0 ? static_cast<int32_t>(leadBytes_ / frameSize + streamFrames) : 0;
+  format_.frames = streamFrames > 0 ? ClampFrames(leadBytes_ / frameSize + streamFrames) : 0;
   format = format_;
   pending_ = std::make_unique<ByteRing>(kPendingBytes);
   sampleRate = kFFmpegOutputRate;
@@ -133,7 +139,7 @@ int CDecoderFFMpeg::GetSamples(void* buffer, int frames, int64_t startFrame) {
   framesDone += delivered;
   if (stream_.Finished() && pending_->Available() == 0) {
     // The real end is known now: the length is what was delivered.
-    format_.frames = static_cast<int32_t>(leadBytes_ / frameSize + stream_.DeliveredFrames());
+    format_.frames = ClampFrames(leadBytes_ / frameSize + stream_.DeliveredFrames());
   }
   return delivered;
 }

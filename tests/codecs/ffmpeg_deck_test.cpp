@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,10 @@ struct DeckCase {
   double rightHz;
   bool gapless;  // the file says how much encoder delay and padding to drop
 };
+
+void PrintTo(const DeckCase& c, std::ostream* out) {
+  *out << c.file;
+}
 
 class FFmpegOnDeckTest : public ::testing::TestWithParam<DeckCase> {};
 

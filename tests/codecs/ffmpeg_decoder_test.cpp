@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <ostream>
 #include <vector>
 
 #include "codecs/decoder_ffmpeg.h"
@@ -26,6 +27,10 @@ struct FormatCase {
   // header keeps its delay (576 + 529) and padding (under one 1152 packet).
   int extraFrames;
 };
+
+void PrintTo(const FormatCase& c, std::ostream* out) {
+  *out << c.file;
+}
 
 class FFmpegFormatTest : public ::testing::TestWithParam<FormatCase> {};
 
