@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -53,7 +54,8 @@ std::unique_ptr<int32_t[]> AllocateWords(int64_t words) {
 
 int64_t ConvertFrameCount(int64_t a, int64_t b, int64_t c) {
   if (a <= 0 || b <= 0 || c <= 0) return 0;
-  return std::llround(static_cast<double>(a) * static_cast<double>(b) / static_cast<double>(c));
+  const double result = static_cast<double>(a) * static_cast<double>(b) / static_cast<double>(c);
+  return result >= 9.2e18 ? INT64_MAX : std::llround(result);
 }
 
 CCodecSet::CCodecSet(int codecId) {
@@ -129,7 +131,7 @@ int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int
   currentCodec = accepted;
   maxFrames_ = std::max(maxFrames, 0);
   if (!AllocateBuffers()) {
-    DebugLog("codec set: no memory for %s (%d Hz, %d channels)", resolved.c_str(),
+    DebugLog("codec set: no buffers for %s (%d Hz, %d channels)", resolved.c_str(),
              sourceFormat.sampleRate, sourceFormat.channels);
     Close();
     return 0;
@@ -143,6 +145,8 @@ int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int
 bool CCodecSet::AllocateBuffers() {
   const int64_t m = ConvertFrameCount(maxFrames_, sourceFormat.sampleRate, targetFormat.sampleRate);
   const int64_t c = std::max(sourceFormat.channels, targetFormat.channels);
+  // Checked first, so that the products below cannot overflow.
+  if (m >= kMaxBufferWords || c >= kMaxBufferWords) return false;
   chunkFrames = c * (m + 1);
   // Stored samples wider than 32 bits are read raw, so the read buffer also
   // holds (m + 1) stored frames; the short path converts through

@@ -359,6 +359,15 @@ TEST(CodecSet, BadTargetFormatsAreRefused) {
   EXPECT_EQ(set.Open(path, noRate, kCodecRead, 1024), 0);
   TCodecFormat noChannels{44100, 0, 32, 32, 0, 0};
   EXPECT_EQ(set.Open(path, noChannels, kCodecRead, 1024), 0);
+  // Buffers for these would run to terabytes: refused, not attempted.
+  TCodecFormat manyChannels{44100, INT32_MAX, 32, 32, 0, 0};
+  EXPECT_EQ(set.Open(path, manyChannels, kCodecRead, 1024), 0);
+  TCodecFormat tinyRate{1, 2, 32, 32, 0, 0};
+  EXPECT_EQ(set.Open(path, tinyRate, kCodecRead, INT32_MAX), 0);
+  EXPECT_FALSE(set.IsOpen());
+  TCodecFormat fine{44100, 2, 32, 32, 0, 0};
+  EXPECT_EQ(set.Open(path, fine, kCodecRead, 1024), 1) << "and the set is still usable";
+  set.Close();
   EXPECT_FALSE(set.IsOpen());
 }
 

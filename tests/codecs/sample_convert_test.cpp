@@ -135,6 +135,7 @@ TEST(SampleConvert, FrameCountConversionRoundsAndRefusesNonPositive) {
   EXPECT_EQ(ConvertFrameCount(int64_t{1} << 40, 96000, 44100),
             std::llround(static_cast<double>(int64_t{1} << 40) * 96000 / 44100))
       << "no 32-bit overflow";
+  EXPECT_EQ(ConvertFrameCount(INT64_MAX, INT64_MAX, 1), INT64_MAX) << "saturates";
 }
 
 TEST(ByteOrder, ExtendedFloatRatesRoundTrip) {
