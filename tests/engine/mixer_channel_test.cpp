@@ -145,6 +145,39 @@ TEST(MixerChannel, CutoffFilterAndItsKnobRanges) {
   EXPECT_EQ(high, 63);
 }
 
+// Remembers the first sample of the last block it was fed.
+class FirstSampleAnalyser : public BlockAnalyser {
+ public:
+  void Feed(const float* buffer, int frames) override {
+    first = buffer[0];
+    fed += frames;
+  }
+  float first = 0.0f;
+  long fed = 0;
+};
+
+TEST(MixerChannel, OrderIsCutoffSlotsAnalyserThenChain) {
+  SignalSource source(0.0, 1.0f);
+  CZKMixerChannel channel(&source, false);
+  channel.SetSlot(0, std::make_unique<test::ScaleEffect>(0.5f));
+  channel.SetEffectOn(0, true, true);
+  auto entry = std::make_shared<TEffectChainEntry>();
+  entry->effect = std::make_shared<test::ScaleEffect>(0.25f);
+  entry->effect->SetDryWet(1.0f);
+  channel.Chain().Add(entry);
+  FirstSampleAnalyser analyser;
+  channel.SetAnalyser(&analyser);
+  float block[16 * 2];
+  {
+    RealtimeScope audio;
+    channel.Render(block, 16);
+  }
+  EXPECT_EQ(analyser.first, 0.5f);  // after the slots, before the chain
+  EXPECT_EQ(analyser.fed, 16);
+  EXPECT_EQ(block[0], 0.125f);
+  channel.SetAnalyser(nullptr);
+}
+
 TEST(MixerChannel, FixedSlotsAndTheirPassThroughs) {
   SignalSource source(0.0, 0.5f);
   CZKMixerChannel channel(&source, false);

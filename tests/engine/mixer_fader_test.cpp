@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "engine/engine_settings.h"
 #include "engine/mixer_law.h"
 #include "tests/engine/mixer_test_sources.h"
 #include "tests/support/test_support.h"
@@ -154,6 +155,23 @@ TEST(MixerGains, DbSettersAndOutOfRangeInputs) {
   h.Render(kRampDone);
   const std::vector<float> out = h.Render(44100);
   EXPECT_NEAR(test::ToDb(test::Rms(out, 2, 0) / (0.5 / std::sqrt(2.0))), -6.0, 0.01);
+}
+
+TEST(MixerGains, AutomaticGainFromThePerceivedGain) {
+  MixerHarness h;
+  EngineSettings& settings = TheEngineSettings();
+  const bool saved = settings.autoGain.load();
+  EXPECT_EQ(AutoGainSliderValue(-3.2f), 43);  // (-3.2 + 7.5) * 10
+  EXPECT_EQ(AutoGainSliderValue(-7.5f), 0);
+  settings.autoGain = true;
+  EXPECT_FALSE(ApplyAutoGain(h.mixer, 0, false, -3.2f));  // no gain learnt yet
+  EXPECT_NEAR(h.mixer.GetChannelGainDb(0), 0.0, 1e-9);
+  EXPECT_TRUE(ApplyAutoGain(h.mixer, 0, true, -3.2f));
+  EXPECT_NEAR(h.mixer.GetChannelGainDb(0), 4.3, 0.05);  // read back through FastLog10
+  settings.autoGain = false;
+  EXPECT_FALSE(ApplyAutoGain(h.mixer, 1, true, 2.0f));
+  EXPECT_NEAR(h.mixer.GetChannelGainDb(1), 0.0, 1e-9);
+  settings.autoGain = saved;
 }
 
 TEST(MixerInputs, SixteenInputsAtMostAndPhasesInOrder) {
