@@ -41,10 +41,12 @@ void CallbackTiming::Record(std::int64_t nanoseconds) {
   const std::int64_t micros = std::max<std::int64_t>(0, nanoseconds / 1000);
   const int bucket = micros > kMaxMicros ? kMaxMicros + 1 : static_cast<int>(micros);
   buckets_[bucket].fetch_add(1, std::memory_order_relaxed);
+  totalNanos_.fetch_add(std::max<std::int64_t>(0, nanoseconds), std::memory_order_relaxed);
 }
 
 void CallbackTiming::Reset() {
   for (int i = 0; i < kMaxMicros + 2; ++i) buckets_[i].store(0, std::memory_order_relaxed);
+  totalNanos_.store(0, std::memory_order_relaxed);
 }
 
 std::uint64_t CallbackTiming::Count() const {

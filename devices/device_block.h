@@ -41,6 +41,8 @@ class CallbackTiming {
   void Record(std::int64_t nanoseconds);  // callback thread
   void Reset();                           // while no callback runs
   std::uint64_t Count() const;
+  // Sum of the recorded durations in microseconds.
+  double TotalMicros() const { return totalNanos_.load(std::memory_order_relaxed) / 1000.0; }
   // Smallest duration (microseconds) that `fraction` (0..1) of the recorded
   // callbacks did not exceed; kMaxMicros + 1 when it lies in the overflow,
   // 0 when nothing was recorded.
@@ -48,6 +50,7 @@ class CallbackTiming {
 
  private:
   std::unique_ptr<std::atomic<std::uint32_t>[]> buckets_;  // kMaxMicros + 2
+  std::atomic<std::int64_t> totalNanos_{0};
 };
 
 class OutputBlockFiller {

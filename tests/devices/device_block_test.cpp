@@ -119,6 +119,7 @@ TEST(CallbackTiming, PercentilesOfRecordedDurations) {
   EXPECT_EQ(timing.PercentileMicros(0.999), 0);
   for (int i = 1; i <= 1000; ++i) timing.Record(static_cast<std::int64_t>(i) * 1000 + 999);
   EXPECT_EQ(timing.Count(), 1000u);
+  EXPECT_NEAR(timing.TotalMicros(), 500500 + 999, 1e-6);
   EXPECT_EQ(timing.PercentileMicros(0.5), 500);
   EXPECT_EQ(timing.PercentileMicros(0.999), 999);
   EXPECT_EQ(timing.PercentileMicros(1.0), 1000);
@@ -128,6 +129,7 @@ TEST(CallbackTiming, PercentilesOfRecordedDurations) {
   EXPECT_EQ(timing.PercentileMicros(1.0), CallbackTiming::kMaxMicros + 1);
   timing.Reset();
   EXPECT_EQ(timing.Count(), 0u);
+  EXPECT_EQ(timing.TotalMicros(), 0.0);
 }
 
 // Drives both slots' fillers on one renderer: the first device calls
