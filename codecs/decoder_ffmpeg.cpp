@@ -86,6 +86,8 @@ int CDecoderFFMpeg::Open(const std::string& path, TCodecFormat& format, int mode
   sampleRate = kFFmpegOutputRate;
   framesDone = 0;
   droppedWarned_ = false;
+  endSeen_ = false;
+  path_ = plain;
   opened = 1;
   return 1;
 }
@@ -137,9 +139,15 @@ int CDecoderFFMpeg::GetSamples(void* buffer, int frames, int64_t startFrame) {
   if (filled < wanted) filled += DecodeInto(out + filled, wanted - filled);
   const int delivered = static_cast<int>(filled / frameSize);
   framesDone += delivered;
-  if (stream_.Finished() && pending_->Available() == 0) {
+  if (stream_.Finished() && pending_->Available() == 0 && !endSeen_) {
     // The real end is known now: the length is what was delivered.
+    endSeen_ = true;
+    const int32_t reported = format_.frames;
     format_.frames = ClampFrames(leadBytes_ / frameSize + stream_.DeliveredFrames());
+    if (stream_.BrokenPackets() > 0 || format_.frames != reported)
+      DebugLog("ffmpeg-audio: %s: %lld damaged packets skipped, ends at frame %d (reported %d)",
+               path_.c_str(), static_cast<long long>(stream_.BrokenPackets()), format_.frames,
+               reported);
   }
   return delivered;
 }

@@ -81,6 +81,8 @@ class CDecoderFFMpeg : public CBaseCodec {
   std::unique_ptr<ByteRing> pending_;
   int64_t leadBytes_ = 0;  // leading silence of a read from 0, whole frames
   bool droppedWarned_ = false;
+  bool endSeen_ = false;  // the real end was reached and the length corrected
+  std::string path_;      // for the one log line of a damaged file
 };
 
 }  // namespace vantaro

@@ -110,7 +110,9 @@ void SetFFmpegInterrupt(bool abort) {
 
 void PrepareFFmpegLibraries() {
   static std::once_flag once;
-  std::call_once(once, [] { av_log_set_level(AV_LOG_ERROR); });
+  // The library's own lines would come once per broken packet; the reader
+  // logs one line per file instead.
+  std::call_once(once, [] { av_log_set_level(AV_LOG_FATAL); });
 }
 
 FFmpegAudioStream::FFmpegAudioStream() = default;
@@ -309,9 +311,12 @@ bool FFmpegAudioStream::FeedDecoder() {
     const int result = avcodec_send_packet(codec_, packet_);
     av_packet_unref(packet_);
     // A packet the decoder rejects is dropped; reading goes on.
-    if (result < 0 && result != AVERROR(EAGAIN) && ++decodeErrors_ > kMaxDecodeErrors) {
-      avcodec_send_packet(codec_, nullptr);
-      inputDrained_ = true;
+    if (result < 0 && result != AVERROR(EAGAIN)) {
+      ++brokenPackets_;
+      if (++decodeErrors_ > kMaxDecodeErrors) {
+        avcodec_send_packet(codec_, nullptr);
+        inputDrained_ = true;
+      }
     }
     return true;
   }
@@ -328,11 +333,14 @@ bool FFmpegAudioStream::NextChunk(const uint8_t*& data, int& bytes) {
     } else if (result == AVERROR(EAGAIN)) {
       if (!FeedDecoder()) finished_ = true;
       continue;
-    } else if (result == AVERROR_EOF || ++decodeErrors_ > kMaxDecodeErrors) {
+    } else if (result == AVERROR_EOF) {
       frames = FinishResampler();
       finished_ = true;
     } else {
-      continue;  // one broken frame: the decoder goes on with the next
+      ++brokenPackets_;
+      if (++decodeErrors_ <= kMaxDecodeErrors) continue;  // the decoder goes on with the next
+      frames = FinishResampler();
+      finished_ = true;
     }
     frames = ClampToExpected(frames);
     if (frames > 0) {
@@ -365,6 +373,7 @@ void FFmpegAudioStream::Close() {
   inputDrained_ = false;
   finished_ = false;
   decodeErrors_ = 0;
+  brokenPackets_ = 0;
 }
 
 }  // namespace vantaro

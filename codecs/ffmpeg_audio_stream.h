@@ -44,7 +44,7 @@ inline constexpr int kFFmpegOutputRate = 44100;
 // device read short.
 void SetFFmpegInterrupt(bool abort);
 
-// Sets libav's own log to errors only, once per process. Any thread.
+// Quiets libav's own log (fatal errors only), once per process. Any thread.
 void PrepareFFmpegLibraries();
 
 class FFmpegAudioStream {
@@ -79,6 +79,8 @@ class FFmpegAudioStream {
 
   bool Finished() const { return finished_; }
   int64_t DeliveredFrames() const { return deliveredFrames_; }
+  // Packets or frames the decoder rejected (damaged data), skipped.
+  int64_t BrokenPackets() const { return brokenPackets_; }
 
  private:
   bool OpenDecoder(std::string& error);
@@ -112,7 +114,8 @@ class FFmpegAudioStream {
   int64_t deliveredFrames_ = 0;
   bool inputDrained_ = false;  // null packet sent
   bool finished_ = false;
-  int decodeErrors_ = 0;
+  int decodeErrors_ = 0;  // in a row
+  int64_t brokenPackets_ = 0;
   std::vector<uint8_t> output_;
 };
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/debug_log.h"
 #include "codecs/decoder_ffmpeg.h"
 #include "codecs/ffmpeg_audio_stream.h"
 #include "tests/codecs/ffmpeg_fixtures.h"
@@ -83,6 +84,8 @@ TEST(FFmpegLength, TruncatedMp3PlaysToTheBreakAndStops) {
     test::WriteFile(cut, data.substr(0, data.size() * 6 / 10));
     const Damage damaged = PlayDamaged(cut);
     ASSERT_GT(damaged.keptFrames, 0) << name;
+    // The packets counted at Open already end at the break.
+    EXPECT_EQ(damaged.openFormat.frames, damaged.keptFrames) << name;
     EXPECT_NEAR(damaged.keptFrames, kSignalFrames * 0.6, 0.05 * kSignalFrames) << name;
     const std::vector<float> middle = test::Frames(damaged.samples, 2, 22050, 44100);
     EXPECT_NEAR(test::ToneFrequency(middle, 2, 0), test::kSignalHz, 0.5) << name;
@@ -101,7 +104,17 @@ TEST(FFmpegLength, CorruptMiddleOfMp3IsSkippedNotFatal) {
   }
   const std::string broken = test::FixtureScratchPath("broken.mp3");
   test::WriteFile(broken, data);
+  test::TempDir logFolder;
+  SetDebugLogFolder(logFolder.Path());
   const Damage damaged = PlayDamaged(broken);
+  const std::string log = test::ReadFile(DebugLogPath());
+  SetDebugLogFolder("");
+  // One line for the file says what was lost.
+  EXPECT_NE(log.find("broken.mp3: "), std::string::npos) << log;
+  EXPECT_NE(
+      log.find("damaged packets skipped, ends at frame " + std::to_string(damaged.keptFrames)),
+      std::string::npos)
+      << log;
   EXPECT_GT(damaged.keptFrames, kSignalFrames * 0.8);
   EXPECT_LE(damaged.keptFrames, kSignalFrames);
   EXPECT_NEAR(test::ToneFrequency(test::Frames(damaged.samples, 2, 4410, 44100), 2, 0),
