@@ -16,7 +16,7 @@ int64_t FileSize(FILE* file) {
 }
 
 int CNativeFileCodec::StoredFrameSize(int bits, int channels) {
-  if (bits <= 0 || channels <= 0) return 0;
+  if (bits <= 0 || bits > kMaxFileBits || channels <= 0 || channels > kMaxFileChannels) return 0;
   return (bits + 7) / 8 * channels;
 }
 
@@ -43,8 +43,7 @@ int CNativeFileCodec::OpenForReading(const std::string& path, TCodecFormat& resu
   const int storedFrame = StoredFrameSize(f.bitsPerSample, f.channels);
   // A header may lie; what cannot be read safely is refused here, and a data
   // size past the end of the file is cut to the real end.
-  if (!parsed || storedFrame <= 0 || f.sampleRate <= 0 || f.channels > kMaxFileChannels ||
-      header.dataStart < 0) {
+  if (!parsed || storedFrame <= 0 || f.sampleRate <= 0 || header.dataStart < 0) {
     std::fclose(file);
     return 0;
   }
@@ -71,9 +70,7 @@ int CNativeFileCodec::OpenForReading(const std::string& path, TCodecFormat& resu
 
 int CNativeFileCodec::OpenForWriting(const std::string& path, const TCodecFormat& requested) {
   const int storedFrame = StoredFrameSize(requested.bitsPerSample, requested.channels);
-  if (storedFrame <= 0 || requested.sampleRate <= 0 || requested.channels > kMaxFileChannels) {
-    return 0;
-  }
+  if (storedFrame <= 0 || requested.sampleRate <= 0) return 0;
   FILE* file = std::fopen(path.c_str(), "wb");
   if (!file) return 0;
   format = requested;

@@ -15,6 +15,8 @@ namespace vantaro {
 // Channels beyond this are taken for a lying header: buffers for one second
 // of such a file would run to gigabytes.
 inline constexpr int kMaxFileChannels = 64;
+// Widest stored sample read or written (64-bit float Au); wider is a lie too.
+inline constexpr int kMaxFileBits = 64;
 
 class CNativeFileCodec : public CBaseCodec {
  public:
@@ -29,7 +31,8 @@ class CNativeFileCodec : public CBaseCodec {
 
   // File position of the first sample; 0 while closed.
   int64_t DataStart() const { return dataStart; }
-  // Bytes of one stored frame: ceil(bits / 8) * channels.
+  // Bytes of one stored frame: ceil(bits / 8) * channels; 0 for a format
+  // that cannot be stored (no or too many channels, bits outside 1..64).
   static int StoredFrameSize(int bits, int channels);
 
  protected:

@@ -87,6 +87,10 @@ TEST(WavHeader, RefusesWhatItDoesNotRead) {
       << "zero channels";
   EXPECT_EQ(OpenCrafted(dir, "norate.wav", WavFile(1, 2, 0, 16, 256, data)), -1) << "zero rate";
   EXPECT_EQ(OpenCrafted(dir, "nobits.wav", WavFile(1, 2, 44100, 0, 256, data)), -1) << "zero bits";
+  EXPECT_EQ(OpenCrafted(dir, "widebits.wav", WavFile(1, 2, 44100, 65535, 256, data)), -1)
+      << "8 KB samples";
+  EXPECT_EQ(OpenCrafted(dir, "12bits.wav", WavFile(1, 2, 44100, 12, 256, data)), 64)
+      << "an odd depth opens and reaches the codec set unconverted";
   EXPECT_EQ(OpenCrafted(dir, "manych.wav", WavFile(1, 65535, 44100, 16, 256, data)), -1)
       << "65535 channels";
   EXPECT_EQ(OpenCrafted(dir, "hugerate.wav", WavFile(1, 2, 0xFFFFFFFFu, 16, 256, data)), -1);
@@ -193,6 +197,8 @@ TEST(AuHeader, EncodingsAndOffsets) {
   EXPECT_EQ(OpenCrafted(dir, "noch.au", AuFile(24, 256, 3, 44100, 0, data)), -1);
   EXPECT_EQ(OpenCrafted(dir, "norate.au", AuFile(24, 256, 3, 0, 2, data)), -1);
   EXPECT_EQ(OpenCrafted(dir, "bigch.au", AuFile(24, 256, 3, 44100, 0x80000000u, data)), -1);
+  EXPECT_EQ(OpenCrafted(dir, "widech.au", AuFile(24, 256, 7, 44100, 0x736e6400u, data)), -1)
+      << "64-bit samples times a huge channel count";
   EXPECT_EQ(OpenCrafted(dir, "4g.au", AuFile(24, 0xFFFFFFFFu, 3, 44100, 2, data)), 64);
   EXPECT_EQ(OpenCrafted(dir, "far.au", AuFile(0x7FFFFFF0u, 256, 3, 44100, 2, data)), 0)
       << "an offset past the end leaves nothing to read";
