@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <new>
+#include <type_traits>
 
 #include "base/debug_log.h"
 #include "engine/audio_render.h"
@@ -16,14 +17,16 @@ std::string InFolder(const std::string& folder, const std::string& name) {
   return folder + "/" + name;
 }
 
-// The chains in the order of MixerChainFileNames.
-std::vector<CEffectChain*> Chains(const MixerRig& rig) {
-  auto& r = const_cast<MixerRig&>(rig);
-  std::vector<CEffectChain*> chains;
-  for (auto& deck : r.deckChannel) chains.push_back(deck ? &deck->Chain() : nullptr);
-  chains.push_back(&r.samplerChain);
-  chains.push_back(r.micChannel ? &r.micChannel->Chain() : nullptr);
-  chains.push_back(r.masterChannel ? &r.masterChannel->Chain() : nullptr);
+// The chains in the order of MixerChainFileNames (null where the channel
+// does not exist).
+template <typename Rig>
+auto Chains(Rig& rig) {
+  using Chain = std::conditional_t<std::is_const_v<Rig>, const CEffectChain, CEffectChain>;
+  std::vector<Chain*> chains;
+  for (auto& deck : rig.deckChannel) chains.push_back(deck ? &deck->Chain() : nullptr);
+  chains.push_back(&rig.samplerChain);
+  chains.push_back(rig.micChannel ? &rig.micChannel->Chain() : nullptr);
+  chains.push_back(rig.masterChannel ? &rig.masterChannel->Chain() : nullptr);
   return chains;
 }
 
