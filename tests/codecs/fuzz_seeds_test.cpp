@@ -117,6 +117,8 @@ TEST(FuzzSeeds, CraftedHeadersAreRefusedOrCut) {
       {"mulaw.au", test::AuFile(24, 64, 1, 8000, 1, data), -1},
       {"huge.au", test::AuFile(24, 0xFFFFFFFFu, 3, 44100, 2, data), 16},
       {"double.au", test::AuFile(0, 64, 7, 44100, 1, data), 8},
+      {"widech.au", test::AuFile(24, 64, 7, 44100, 0x736e6400u, data), -1},
+      {"nan.wav", test::WavFile(3, 1, 44100, 32, 64, std::string(64, '\xff')), 16},
   };
   for (const auto& s : seeds) {
     SCOPED_TRACE(s.name);
