@@ -203,6 +203,10 @@ TEST_F(DeckHands, JogTableGivesDirectionAndMagnitude) {
       {65, 65, 0, 0, 10, "65 standing: forwards 10"},
       {30, 30, 0, 0, 10, "standing elsewhere keeps the last direction"},
       {64, 0, kJogTicks, 0, 10, "a zero magnitude steps 10"},
+      {99, 3, 0, 0, 10, "a jump of 96 is a turn forwards"},
+      {100, 3, 0, 0, -10, "a jump of 97 is a wrap backwards"},
+      {3, 99, 0, 0, -10, "96 down is a turn backwards"},
+      {3, 100, 0, 0, 10, "97 down is a wrap forwards"},
   };
   const double start = 44100;
   double sum = 0;

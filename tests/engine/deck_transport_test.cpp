@@ -63,6 +63,28 @@ TEST(DeckTransport, SpeedOnePlaysTheFileSampleExactOneFrameLate) {
   EXPECT_EQ(deck.GetPosition(), static_cast<std::int32_t>(std::lrint(start + 4410 - 0.5)));
 }
 
+TEST(DeckTransport, CubicInterpolationFollowsALineBetweenFrames) {
+  TempDir dir;
+  // A straight line: the spline must reproduce it at any fraction.
+  ASSERT_TRUE(
+      test::WriteStereoWav(dir.File("line.wav"), test::MakeSignal(64000, [](std::int64_t i, int c) {
+                             return std::int16_t((i - 32000) >> c);
+                           })));
+  DeckRig rig(100);
+  CSoundSource& deck = rig.AddDeck();
+  ASSERT_TRUE(rig.Load(dir.File("line.wav")));
+  const double start = 20000.75;
+  PlaySteadyFrom(rig, deck, start);
+  const std::vector<float> out = rig.Render(1000);
+  for (int k = 0; k < 1000; ++k) {
+    // Played one frame late: the value at start + k.
+    ASSERT_NEAR(out[k * 2] / 3e-5, start + k - 32000, 0.02) << k;
+  }
+  // The position shown is the frame being heard.
+  EXPECT_EQ(deck.GetPosition(), 21000);
+  EXPECT_DOUBLE_EQ(deck.GetExactPosition(), start + 1000);
+}
+
 TEST(DeckTransport, Render16IsTheLinearVariantInStoredUnits) {
   TempDir dir;
   ASSERT_TRUE(test::WriteStereoWav(dir.File("n.wav"), test::MakeSignal(3 * 44100, Noise)));
