@@ -295,7 +295,8 @@ void CMixer::AddWithRamp(Input& in, float* destination, int frames) {
 void CMixer::RenderInputs(int frames) {
   const int count = inputCount_.load(std::memory_order_acquire);
   for (int phase = 0; phase < 3; ++phase)
-    for (int i = 0; i < count; ++i) inputs_[i].source->SyncPhase(phase);
+    for (int i = 0; i < count; ++i)
+      if (inputs_[i].source) inputs_[i].source->SyncPhase(phase);
   for (int i = 0; i < count; ++i) {
     Input& in = inputs_[i];
     float* buffer = in.buffer.get();

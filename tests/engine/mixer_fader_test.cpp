@@ -187,12 +187,25 @@ TEST(MixerInputs, SixteenInputsAtMostAndPhasesInOrder) {
   }
   test::SignalSource extra(0.0, 0.0f);
   EXPECT_EQ(mixer.AddInput(&extra), -1);
+  EXPECT_EQ(mixer.InputCount(), 16);
   // Every input sees phase 0 before any sees phase 1, in input order.
   float master[64 * 2], monitor[64 * 2];
   mixer.RenderMix(master, monitor, 64);
   ASSERT_EQ(count, 48);
   for (int phase = 0; phase < 3; ++phase)
     for (int i = 0; i < 16; ++i) EXPECT_EQ(log[phase * 16 + i], i * 10 + phase);
+}
+
+TEST(MixerInputs, AnInputWithoutSourceIsSilent) {
+  CMixer mixer(64);
+  test::SignalSource source(0.0, 0.5f);
+  ASSERT_EQ(mixer.AddInput(nullptr), 0);
+  ASSERT_EQ(mixer.AddInput(&source), 1);
+  mixer.SetFader(0, 127);
+  mixer.SetFader(1, 127);
+  float master[64 * 2], monitor[64 * 2];
+  for (int block = 0; block < 3; ++block) mixer.RenderMix(master, monitor, 64);
+  EXPECT_EQ(master[127], 0.5f);
 }
 
 TEST(MixerInputs, BlocksLargerThanTheCapacityAreServedInPieces) {
