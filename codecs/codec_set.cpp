@@ -92,8 +92,15 @@ std::string CCodecSet::ResolvePath(const std::string& path, std::vector<std::str
   const std::string lower = LowerCasePath(path);
   if (EndsWith(lower, ".mpe") || EndsWith(lower, ".m3e")) resolved = "kv:/" + resolved;
   if (EndsWith(lower, "mp3")) {
-    const std::string graphics = path.substr(0, path.size() - 3) + "cdg";
-    if (PathExists(graphics)) resolved = graphics;
+    // Names on this file system are case-sensitive: "SONG.MP3" may have its
+    // graphics in "SONG.CDG".
+    const std::string stem = path.substr(0, path.size() - 3);
+    for (const char* ending : {"cdg", "CDG"}) {
+      if (PathExists(stem + ending)) {
+        resolved = stem + ending;
+        break;
+      }
+    }
   }
   if (EndsWith(lower, "zip")) {
     resolved = UnpackArchive(path, TemporaryFolder(), unpacked);
@@ -174,10 +181,11 @@ void CCodecSet::Close() {
   readBufferWords_ = 0;
   convertBufferWords_ = 0;
   chunkFrames = 0;
-  if (EndsWith(tempPath, "cdg")) {
+  if (EndsWith(LowerCasePath(tempPath), "cdg")) {
     std::remove(tempPath.c_str());
-    const std::string audio = tempPath.substr(0, tempPath.size() - 3) + "mp3";
-    std::remove(audio.c_str());
+    const std::string stem = tempPath.substr(0, tempPath.size() - 3);
+    std::remove((stem + "mp3").c_str());
+    std::remove((stem + "MP3").c_str());
     tempPath.clear();
   }
 }

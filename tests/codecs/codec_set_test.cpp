@@ -183,6 +183,9 @@ TEST(CodecSet, PathRulesRewriteWhatTheCodecsAreOffered) {
   test::WriteFile(dir.File("karaoke.cdg"), "graphics");
   ASSERT_EQ(open("karaoke.mp3"), 1);
   EXPECT_EQ(offered, dir.File("karaoke.cdg")) << "the pair opens through its graphics file";
+  test::WriteFile(dir.File("LOUD.CDG"), "graphics");
+  ASSERT_EQ(open("LOUD.MP3"), 1);
+  EXPECT_EQ(offered, dir.File("LOUD.CDG")) << "upper-case pairs on a case-sensitive disk";
   ASSERT_EQ(open("plain.ogg"), 1);
   EXPECT_EQ(offered, dir.File("plain.ogg"));
   EXPECT_EQ(format.frames, 1000) << "same rate: frames unchanged";
@@ -212,6 +215,15 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
   EXPECT_FALSE(std::filesystem::exists(cdg));
   EXPECT_FALSE(std::filesystem::exists(mp3));
   EXPECT_EQ(set.TempPath(), "");
+
+  // The same with upper-case names.
+  test::WriteFile(dir.File("SHOUT.MP3"), "audio");
+  test::WriteFile(dir.File("SHOUT.CDG"), "graphics");
+  ASSERT_TRUE(test::MakeZip(dir.File("upper.zip"), {dir.File("SHOUT.MP3"), dir.File("SHOUT.CDG")}));
+  ASSERT_EQ(set.Open(dir.File("upper.zip"), format, kCodecRead, 1024), 1);
+  EXPECT_EQ(offered, temporary.Path() + "/SHOUT.CDG");
+  set.Close();
+  EXPECT_TRUE(std::filesystem::is_empty(temporary.Path())) << "both removed";
 
   // A single WAV in an archive plays through the native reader; its unpacked
   // copy is not a karaoke pair and stays in the temporary folder.
