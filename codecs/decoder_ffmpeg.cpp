@@ -145,9 +145,9 @@ int CDecoderFFMpeg::GetSamples(void* buffer, int frames, int64_t startFrame) {
     const int32_t reported = format_.frames;
     format_.frames = ClampFrames(leadBytes_ / frameSize + stream_.DeliveredFrames());
     if (stream_.BrokenPackets() > 0 || format_.frames != reported)
-      DebugLog("ffmpeg-audio: %s: %lld damaged packets skipped, ends at frame %d (reported %d)",
-               path_.c_str(), static_cast<long long>(stream_.BrokenPackets()), format_.frames,
-               reported);
+      DebugLog("ffmpeg-audio: %s ends at frame %d, reported %d (%lld damaged packets skipped)",
+               path_.c_str(), format_.frames, reported,
+               static_cast<long long>(stream_.BrokenPackets()));
   }
   return delivered;
 }

@@ -26,7 +26,7 @@ const std::string& SongPath() {
   if (path.empty()) {
     path = folder.File("five_minutes.mp3");
     const std::string command =
-        "sox -n -r 44100 -c 2 -b 16 -t wav - synth " + std::to_string(kSongSeconds) +
+        "sox -D -n -r 44100 -c 2 -b 16 -t wav - synth " + std::to_string(kSongSeconds) +
         " pinknoise sine 100-8000 vol 0.4 | ffmpeg -nostdin -hide_banner -loglevel error "
         "-y -i - -c:a libmp3lame -b:a 192k '" +
         path + "'";

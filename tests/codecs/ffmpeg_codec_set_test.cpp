@@ -34,7 +34,7 @@ std::string SoxFile(const std::string& name, const std::string& outputOptions,
                     const std::string& effects = "") {
   const std::string path = test::FixtureScratchPath(name);
   const std::string command =
-      "sox -n -r 44100 -c 2 -b 16 -t wav - synth 3 sine 1000 vol 0.5 | sox -t wav - " +
+      "sox -D -n -r 44100 -c 2 -b 16 -t wav - synth 3 sine 1000 vol 0.5 | sox -D -t wav - " +
       outputOptions + " '" + path + "' " + effects;
   return test::RunCommand(command) == 0 ? path : "";
 }
@@ -112,11 +112,12 @@ TEST(FFmpegInCodecSet, FiveChannelAacKeepsTheFirstTwoChannels) {
 // A mono MP3 read as stereo carries the same samples on both sides.
 TEST(FFmpegInCodecSet, MonoMp3ReadAsStereoIsTheSameOnBothSides) {
   const std::string path = test::FixtureScratchPath("mono.mp3");
-  ASSERT_EQ(test::RunCommand(
-                "sox -n -r 44100 -c 1 -b 16 -t wav - synth 2 sine 1000 vol 0.5 | ffmpeg -nostdin "
-                "-hide_banner -loglevel error -y -i - -c:a libmp3lame -b:a 128k '" +
-                path + "'"),
-            0);
+  ASSERT_EQ(
+      test::RunCommand(
+          "sox -D -n -r 44100 -c 1 -b 16 -t wav - synth 2 sine 1000 vol 0.5 | ffmpeg -nostdin "
+          "-hide_banner -loglevel error -y -i - -c:a libmp3lame -b:a 128k '" +
+          path + "'"),
+      0);
   CCodecSet set(30);
   TCodecFormat format = FloatStereo();
   ASSERT_EQ(set.Open(path, format, kCodecRead, kBlock), 1);

@@ -56,7 +56,7 @@ std::string Replace(std::string text, const std::string& key, const std::string&
 std::string SignalPath() {
   const std::string path = Folder().File("signal.wav");
   if (!Exists(path))
-    RunCommand("sox -n -r 44100 -c 2 -b 16 '" + path + "' synth 3 sine 1000 vol 0.5");
+    RunCommand("sox -D -n -r 44100 -c 2 -b 16 '" + path + "' synth 3 sine 1000 vol 0.5");
   return path;
 }
 
@@ -65,7 +65,7 @@ std::string SignalPath() {
 std::string FiveChannelPath() {
   const std::string path = Folder().File("five.wav");
   if (!Exists(path))
-    RunCommand("sox -n -r 44100 -c 5 -b 16 '" + path +
+    RunCommand("sox -D -n -r 44100 -c 5 -b 16 '" + path +
                "' synth 3 sine 300 sine 500 sine 700 sine 900 sine 1100 vol 0.5");
   return path;
 }

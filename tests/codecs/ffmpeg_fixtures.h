@@ -2,7 +2,8 @@
 // Compressed test files for the FFmpeg reader, made on demand by sox and
 // ffmpeg from one test signal: a steady 1000 Hz sine at amplitude 0.5 in both
 // channels, 3 seconds at 44100 Hz (132300 frames). Each test process makes
-// only the files it asks for, once, in its own temporary folder.
+// only the files it asks for, once, in its own temporary folder. sox runs
+// without dither, so every run makes the same files.
 
 #include <cstdint>
 #include <string>

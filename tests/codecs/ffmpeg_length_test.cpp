@@ -84,8 +84,10 @@ TEST(FFmpegLength, TruncatedMp3PlaysToTheBreakAndStops) {
     test::WriteFile(cut, data.substr(0, data.size() * 6 / 10));
     const Damage damaged = PlayDamaged(cut);
     ASSERT_GT(damaged.keptFrames, 0) << name;
-    // The packets counted at Open already end at the break.
-    EXPECT_EQ(damaged.openFormat.frames, damaged.keptFrames) << name;
+    // The packets counted at Open end at the break; a cut packet counted
+    // there but not decodable is taken off at the end.
+    EXPECT_GE(damaged.openFormat.frames, damaged.keptFrames) << name;
+    EXPECT_LE(damaged.openFormat.frames, damaged.keptFrames + 1152) << name;
     EXPECT_NEAR(damaged.keptFrames, kSignalFrames * 0.6, 0.05 * kSignalFrames) << name;
     const std::vector<float> middle = test::Frames(damaged.samples, 2, 22050, 44100);
     EXPECT_NEAR(test::ToneFrequency(middle, 2, 0), test::kSignalHz, 0.5) << name;
@@ -110,11 +112,10 @@ TEST(FFmpegLength, CorruptMiddleOfMp3IsSkippedNotFatal) {
   const std::string log = test::ReadFile(DebugLogPath());
   SetDebugLogFolder("");
   // One line for the file says what was lost.
-  EXPECT_NE(log.find("broken.mp3: "), std::string::npos) << log;
-  EXPECT_NE(
-      log.find("damaged packets skipped, ends at frame " + std::to_string(damaged.keptFrames)),
-      std::string::npos)
+  EXPECT_NE(log.find("broken.mp3 ends at frame " + std::to_string(damaged.keptFrames)),
+            std::string::npos)
       << log;
+  EXPECT_NE(log.find("damaged packets skipped)"), std::string::npos) << log;
   EXPECT_GT(damaged.keptFrames, kSignalFrames * 0.8);
   EXPECT_LE(damaged.keptFrames, kSignalFrames);
   EXPECT_NEAR(test::ToneFrequency(test::Frames(damaged.samples, 2, 4410, 44100), 2, 0),
@@ -163,7 +164,8 @@ TEST(FFmpegLength, ConvertedRateKeepsExactLengthAndNoClickAtBlockJoins) {
 TEST(FFmpegLength, HighToneKeepsItsLevelThroughRateConversion) {
   const std::string path = test::FixtureScratchPath("high48.flac");
   ASSERT_EQ(
-      test::RunCommand("sox -n -r 48000 -c 2 -b 16 '" + path + "' synth 2 sine 15000 vol 0.5"), 0);
+      test::RunCommand("sox -D -n -r 48000 -c 2 -b 16 '" + path + "' synth 2 sine 15000 vol 0.5"),
+      0);
   CDecoderFFMpeg decoder(1);
   TCodecFormat format;
   ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
