@@ -15,9 +15,9 @@
 #include "app/screen_saver.h"
 #include "app/settings.h"
 #include "app/vantaro_app.h"
-#include "base/cpu_features.h"
 #include "base/debug_log.h"
 #include "base/thread_priority.h"
+#include "effects/processor_features.h"
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
 #include "library/song_database.h"
@@ -30,9 +30,8 @@ constexpr int kMinimumScreenWidth = 900;
 constexpr int kMinimumScreenHeight = 600;
 
 void DetectProcessor() {
-  const CpuFeatures& cpu = DetectCpuFeatures();
-  DebugLog("init 1: cpu sse2=%d sse3=%d ssse3=%d sse4.1=%d sse4.2=%d", cpu.sse2, cpu.sse3,
-           cpu.ssse3, cpu.sse41, cpu.sse42);
+  const ProcessorFeatures& cpu = DetectProcessorFeatures();
+  DebugLog("init 1: cpu sse2=%d sse3=%d sse4.1=%d", cpu.sse2, cpu.sse3, cpu.sse41);
 }
 
 void ZeroEngineGlobals() {
