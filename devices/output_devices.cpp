@@ -141,6 +141,8 @@ void CloseAudio(bool freeNames) {
     g_outputs[0]->Stop();
     g_outputs[0].reset();
   }
+  // No stream feeds from the renderer any more; it may go away.
+  g_renderer = nullptr;
   if (freeNames) {
     g_table.Clear();
     ReleasePortAudio();

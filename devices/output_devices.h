@@ -4,8 +4,11 @@
 //
 // The program calls, on the GUI thread:
 //   at start-up   EnumerateOutputs(); if it answers 0, show
-//                 kNoOutputDeviceText and go on; look the configured names up
-//                 with FindOutputDevice; OpenAudio(selection).
+//                 kNoOutputDeviceText and go on; after config.xml, turn the
+//                 stored names into a selection with
+//                 SelectionFromSettings(TheOutputDeviceTable(), audio0,
+//                 audio1, audmod, latncy); later OpenAudio(selection), and
+//                 copy selection.secondDevice and .outputMode back.
 //   on a change of device, latency or mode: OpenAudio(selection) again.
 //   at close      CloseAudio(true).
 // Audio that fails to open leaves the program running silently; the reason

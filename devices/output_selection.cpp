@@ -11,6 +11,17 @@ int BlockFramesForLatency(int latencyFrames) {
   return std::min(latencyFrames / kBlockCount, kMaxBlockFrames);
 }
 
+TOutputSelection SelectionFromSettings(const OutputDeviceTable& table, const std::string& audio0,
+                                       const std::string& audio1, int audmod, int latncy) {
+  TOutputSelection selection;
+  selection.firstDevice = table.Find(audio0);
+  if (selection.firstDevice < 0) selection.firstDevice = 0;
+  selection.secondDevice = table.Find(audio1);
+  selection.outputMode = audmod;
+  selection.latencyFrames = latncy;
+  return selection;
+}
+
 namespace {
 
 // The second device after the rules that concern it alone.

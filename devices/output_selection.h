@@ -4,6 +4,8 @@
 //
 // Threads: GUI thread.
 
+#include <string>
+
 #include "devices/output_device_table.h"
 
 namespace vantaro {
@@ -33,6 +35,13 @@ constexpr int kDefaultLatencyFrames = 2880;
 // Frames per device block for a ring of `latencyFrames`: latency / 8,
 // rounded towards zero, at most kMaxBlockFrames. 0 for a latency below 8.
 int BlockFramesForLatency(int latencyFrames);
+
+// The settings as stored in config.xml (`audio0`, `audio1` by name, `audmod`,
+// `latncy`) turned into a selection on `table`: an unknown or empty name
+// gives -1, and a main device of -1 becomes row 0, so that a program whose
+// card has gone plays on the first device there is (when there is one).
+TOutputSelection SelectionFromSettings(const OutputDeviceTable& table, const std::string& audio0,
+                                       const std::string& audio1, int audmod, int latncy);
 
 // Applies the rules to `selection` (changing it where they say so) and
 // answers what to open:

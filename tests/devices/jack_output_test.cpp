@@ -300,6 +300,28 @@ TEST_F(JackOutput, ReopeningReplacesTheStreams) {
   ExpectTone(heard[1], 2, 0, 1000, 0.5);
 }
 
+TEST_F(JackOutput, ReopenAfterCloseWithAnotherRenderer) {
+  // A renderer may go once audio is closed (tests, the program's close);
+  // the next open and close must not touch it.
+  auto sink = MakeSink(2);
+  {
+    auto first = std::make_unique<AudioRenderer>();
+    TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
+    ASSERT_TRUE(OpenAudio(selection, 0, *first));
+    CloseAudio(true);
+  }
+  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+  renderer_->mix = &mix;
+  TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
+  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  std::vector<std::vector<float>> heard;
+  RecordSecond({sink.get()}, heard);
+  ExpectTone(heard[0], 2, 0, 1000, 0.5);
+  CloseAudio(true);
+  EXPECT_EQ(GetDeviceCount(), 0);
+  EXPECT_GT(EnumerateOutputs(), 0);
+}
+
 TEST_F(JackOutput, DeviceThatFailsToOpenLeavesTheProgramSilent) {
   auto sink = MakeSink(2);
   EnumerateOutputs();

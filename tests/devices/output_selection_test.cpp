@@ -130,6 +130,30 @@ TEST(OutputSelection, MonoSecondDeviceIsNotUsed) {
   EXPECT_EQ(selection.outputMode, 1);
 }
 
+TEST(OutputSelection, StoredNamesBecomeIndices) {
+  const OutputDeviceTable table = MakeTable();
+  TOutputSelection selection = SelectionFromSettings(table, "JACK Audio Connection Kit: system",
+                                                     "ALSA: HDA Intel PCH (hw:0,0)", 1, 4096);
+  EXPECT_EQ(selection.firstDevice, 3);
+  EXPECT_EQ(selection.secondDevice, 1);
+  EXPECT_EQ(selection.outputMode, 1);
+  EXPECT_EQ(selection.latencyFrames, 4096);
+
+  // A card that went away: the main device falls back to the first row, an
+  // unknown second device is simply absent.
+  selection = SelectionFromSettings(table, "ALSA: unplugged (hw:3,0)", "ALSA: gone", 0, 2880);
+  EXPECT_EQ(selection.firstDevice, 0);
+  EXPECT_EQ(selection.secondDevice, -1);
+  selection = SelectionFromSettings(table, "", "", 0, 2880);
+  EXPECT_EQ(selection.firstDevice, 0);
+  EXPECT_EQ(selection.secondDevice, -1);
+
+  // With no device at all the fallback row does not exist, and nothing opens.
+  const OutputDeviceTable empty;
+  selection = SelectionFromSettings(empty, "ALSA: default", "", 0, 2880);
+  EXPECT_EQ(PlanOutputs(empty, selection, 0).device[0], -1);
+}
+
 TEST(OutputSelection, BlockFramesFromLatency) {
   EXPECT_EQ(BlockFramesForLatency(2880), 360);  // the default: 8 ms blocks
   EXPECT_EQ(BlockFramesForLatency(2887), 360);  // rounded towards zero
