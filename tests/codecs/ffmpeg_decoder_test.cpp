@@ -24,7 +24,8 @@ struct FormatCase {
   int sourceChannels;
   // Frames past the signal's 132300 the stream may carry: 0 where the file
   // says how much encoder delay and padding to drop; MP3 without an Info
-  // header keeps its delay (576 + 529) and padding (under one 1152 packet).
+  // header keeps its delay (576 + 529) and padding (under one 1152 packet),
+  // raw ADTS AAC its priming (1024) and padding (under one 1024 packet).
   int extraFrames;
 };
 
@@ -82,7 +83,8 @@ INSTANTIATE_TEST_SUITE_P(
                       FormatCase{"cbr_noxing.mp3", 2, 2300}, FormatCase{"vbr_noxing.mp3", 2, 2300},
                       FormatCase{"aac.m4a", 2, 0}, FormatCase{"vorbis.ogg", 2, 0},
                       FormatCase{"opus.opus", 2, 0}, FormatCase{"flac.flac", 2, 0},
-                      FormatCase{"flac48.flac", 2, 0}, FormatCase{"ext24.wav", 2, 0}),
+                      FormatCase{"flac48.flac", 2, 0}, FormatCase{"flac96.flac", 2, 0},
+                      FormatCase{"adts.aac", 2, 2048}, FormatCase{"ext24.wav", 2, 0}),
     [](const ::testing::TestParamInfo<FormatCase>& info) {
       std::string name = info.param.file;
       for (char& ch : name)

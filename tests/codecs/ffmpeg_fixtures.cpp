@@ -16,7 +16,8 @@ namespace {
 
 constexpr const char* kQuiet = "ffmpeg -nostdin -hide_banner -loglevel error -y ";
 
-// Shell recipes; $S is the test signal, $O the output file.
+// Shell recipes: $S is the test signal, $F and $E the five- and eight-channel
+// tone files, $O the output file.
 const std::map<std::string, std::string>& Recipes() {
   static const std::map<std::string, std::string> recipes = {
       {"cbr.mp3", "-i $S -c:a libmp3lame -b:a 192k $O"},
@@ -33,6 +34,10 @@ const std::map<std::string, std::string>& Recipes() {
       {"late5.ogg", "-i $S -c:a libvorbis -output_ts_offset 5 $O"},
       {"video.ogg", "-f lavfi -i testsrc=size=64x48:rate=10 -t 1 -c:v libtheora $O"},
       {"five.m4a", "-i $F -c:a aac -b:a 256k $O"},
+      {"eight.flac", "-i $E $O"},
+      {"adts.aac", "-i $S -c:a aac -b:a 192k $O"},
+      {"wma.wma", "-i $S -c:a wmav2 -b:a 192k $O"},
+      {"flac96.flac", "-i $S -ar 96000 $O"},
   };
   return recipes;
 }
@@ -60,13 +65,15 @@ std::string SignalPath() {
   return path;
 }
 
-// Five channels, each its own tone (300, 500, 700, 900, 1100 Hz), so a test
-// can tell which channel landed where.
-std::string FiveChannelPath() {
-  const std::string path = Folder().File("five.wav");
-  if (!Exists(path))
-    RunCommand("sox -D -n -r 44100 -c 5 -b 16 '" + path +
-               "' synth 3 sine 300 sine 500 sine 700 sine 900 sine 1100 vol 0.5");
+// `channels` channels, each its own tone (300, 500, 700, ... Hz, 200 Hz
+// apart), so a test can tell which channel landed where.
+std::string ManyChannelPath(int channels) {
+  const std::string path = Folder().File("tones" + std::to_string(channels) + ".wav");
+  if (Exists(path)) return path;
+  std::string tones;
+  for (int i = 0; i < channels; ++i) tones += " sine " + std::to_string(300 + 200 * i);
+  RunCommand("sox -D -n -r 44100 -c " + std::to_string(channels) + " -b 16 '" + path + "' synth 3" +
+             tones + " vol 0.5");
   return path;
 }
 
@@ -79,7 +86,9 @@ std::string FFmpegFixture(const std::string& name) {
   if (recipe == Recipes().end()) return "";
   std::string command = Replace(recipe->second, "$S", "'" + SignalPath() + "'");
   if (command.find("$F") != std::string::npos)
-    command = Replace(command, "$F", "'" + FiveChannelPath() + "'");
+    command = Replace(command, "$F", "'" + ManyChannelPath(5) + "'");
+  if (command.find("$E") != std::string::npos)
+    command = Replace(command, "$E", "'" + ManyChannelPath(8) + "'");
   command = Replace(command, "$O", "'" + path + "'");
   if (RunCommand(kQuiet + command) != 0 || !Exists(path)) return "";
   return path;

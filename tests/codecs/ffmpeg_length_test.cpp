@@ -195,5 +195,46 @@ TEST(FFmpegChannels, FiveChannelAacKeepsEveryChannel) {
   }
 }
 
+// Eight channels in one-second reads ask for 705,600 bytes at a time, more
+// than the pending ring holds: decoded samples go straight to the caller and
+// only the overshoot waits, so nothing is dropped.
+TEST(FFmpegChannels, EightChannelsInOneSecondReadsLoseNothing) {
+  const std::string path = FFmpegFixture("eight.flac");
+  ASSERT_FALSE(path.empty());
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+  ASSERT_EQ(format.channels, 8);
+  ASSERT_GT(44100 * decoder.frameSize, CDecoderFFMpeg::kPendingBytes);
+  const std::vector<float> all = test::ReadDecoderToEnd(decoder, 8, 44100);
+  EXPECT_EQ(static_cast<int64_t>(all.size()) / 8, kSignalFrames);
+  for (int channel = 0; channel < 8; ++channel) {
+    EXPECT_NEAR(test::ToneFrequency(all, 8, channel), 300.0 + 200 * channel, 0.5) << channel;
+    EXPECT_LT(test::LargestStep(all, 8, channel),
+              0.5 * 2 * M_PI * (300.0 + 200 * channel) / 44100 * 1.05)
+        << channel;
+  }
+}
+
+// WMA states a length its decoder does not deliver (the codec's delay is
+// nowhere in the file): the reader plays what there is, ends with a short
+// read, and the length is corrected to the frames delivered.
+TEST(FFmpegLength, WmaLengthIsCorrectedAtItsRealEnd) {
+  const std::string path = FFmpegFixture("wma.wma");
+  ASSERT_FALSE(path.empty());
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+  const std::vector<float> all = test::ReadDecoderToEnd(decoder, 2, 44100);
+  const int64_t delivered = static_cast<int64_t>(all.size()) / 2;
+  EXPECT_NEAR(delivered, kSignalFrames, 4096);
+  EXPECT_NEAR(format.frames, kSignalFrames, 4096);
+  EXPECT_EQ(decoder.GetFrames(), delivered);
+  EXPECT_NEAR(decoder.GetSeconds(), delivered / 44100.0, 1e-4);
+  const std::vector<float> middle = test::Frames(all, 2, 22050, 88200);
+  EXPECT_NEAR(test::ToneFrequency(middle, 2, 0), test::kSignalHz, 0.5);
+  EXPECT_NEAR(test::LevelDb(middle, 2, 0), 0.0, 0.5);
+}
+
 }  // namespace
 }  // namespace vantaro
