@@ -24,8 +24,6 @@ constexpr int kGlideRampFrames = 75000;
 constexpr int kExternalRampFrames = 1000;
 constexpr int kBlockCheckMargin = 10;  // frames beyond the block the check covers
 
-enum class BlockCheck { kReady, kMissing, kOutsideTable };
-
 template <typename Sample>
 void ZeroFrames(Sample* out, int frames) {
   std::memset(out, 0, sizeof(Sample) * 2 * static_cast<std::size_t>(frames));
@@ -116,6 +114,119 @@ double CSoundSource::RampStep(double difference, double target, double position)
   return difference / (t * 250.0);
 }
 
+// The render's working copy of the transport, published at the end of a
+// block.
+struct DeckRenderState {
+  double position;
+  double current;  // speed applied to the next frame
+  double target;
+  double step;
+  int fade;  // envelope count, 0..kFadeLength
+  float gain;
+  void SetFade(int count) {
+    fade = count;
+    gain = static_cast<float>(count) / CSoundSource::kFadeLength;
+  }
+};
+
+int CSoundSource::CheckBlocks(double position, double speed, int n) const {
+  const int count = blockCount.load(std::memory_order_relaxed);
+  const double last = totalFrames.load(std::memory_order_relaxed) - 1.0;
+  const double span = (n + kBlockCheckMargin) * std::fabs(speed);
+  const double low = std::clamp(position - span, 0.0, last);
+  const double high = std::clamp(position + span, 0.0, last);
+  const int firstBlock = std::clamp(static_cast<int>(low / kBlockFrames), 0, count - 1);
+  const int lastBlock = std::clamp(static_cast<int>(high / kBlockFrames), 0, count - 1);
+  for (int b = firstBlock; b <= lastBlock; ++b) {
+    if (b >= kMaxBlocks) return 2;
+    if (loadRequest.load(std::memory_order_relaxed) || !store_.Block(b)) return 1;
+  }
+  return 0;
+}
+
+// A paused deck held by the hand drags its cue point along.
+void CSoundSource::FollowCueUnderTheHand(double position) {
+  if (!scratching.load() || scratchResume.load()) return;
+  if (cueMode.load() == 2) {
+    mustSetCue.store(true);
+    return;
+  }
+  const std::int32_t cue = cuePoint.load();
+  if (cue >= 0 && std::fabs(position - cue) < kBlockFrames)
+    cuePoint.store(static_cast<std::int32_t>(std::floor(position)));
+}
+
+// One frame's speed: an immediate stop, the glide clamp, the brake, a new
+// ramp when the request moved, and one ramp step.
+void CSoundSource::StepSpeed(DeckRenderState& s) {
+  if (stopNow.load(std::memory_order_relaxed)) {
+    stopNow.store(false, std::memory_order_relaxed);
+    s.target = s.current = 0.0;
+    s.SetFade(FadeCountFor(s.current));
+  }
+  const bool glide = glideOn.load(std::memory_order_relaxed);
+  if (glide) {
+    s.current = std::clamp(s.current, -kGlideMaxSpeed, kGlideMaxSpeed);
+    s.SetFade(FadeCountFor(s.current));
+  }
+  // A held brake asks for a standstill whatever else was requested.
+  const bool braking =
+      brakeOn.load(std::memory_order_relaxed) && !externalSpeed.load(std::memory_order_relaxed);
+  if (braking && glide) glideOn.store(false);
+  const double requested = braking ? 0.0 : speedRequested.load(std::memory_order_relaxed);
+  if (requested != s.target) {
+    s.target = requested;
+    s.step = RampStep(s.target - s.current, s.target, s.position);
+  }
+  if (s.target == s.current) return;
+  s.current += s.step;
+  if ((s.step > 0.0 && s.current > s.target) || (s.step < 0.0 && s.current < s.target) ||
+      s.step == 0.0)
+    s.current = s.target;
+  if (glideOn.load(std::memory_order_relaxed) && std::fabs(s.target - s.current) < kGlideDone) {
+    glideOn.store(false, std::memory_order_relaxed);
+    s.current = s.target;
+  }
+  s.SetFade(FadeCountFor(s.current));
+}
+
+// End of the song: false when the deck ran off an edge with repeat off
+// (the position then rests on that edge); with repeat it wraps round.
+bool CSoundSource::StayInsideTheSong(DeckRenderState& s, bool repeat) {
+  if (loopOn.load(std::memory_order_relaxed) && !scratching.load(std::memory_order_relaxed))
+    return true;
+  const double last = totalFrames.load(std::memory_order_relaxed) - 1.0;
+  if (s.position > last) {
+    if (!repeat) {
+      s.position = last;
+      return false;
+    }
+    s.position = 0.0;
+    storeThread_.Wake();
+  } else if (s.position < 0.0) {
+    if (!repeat) {
+      s.position = 0.0;
+      return false;
+    }
+    s.position = last;
+    storeThread_.Wake();
+  }
+  return true;
+}
+
+// A stop ends in a 10 ms fade of the held last frame instead of a click.
+template <typename Sample>
+void CSoundSource::TailFade(Sample* out, int from, int n, DeckRenderState& s) {
+  for (int j = from; j < n; ++j) {
+    Put(out[j * 2], lastLeft * s.gain);
+    Put(out[j * 2 + 1], lastRight * s.gain);
+    if (s.fade > 0)
+      s.SetFade(s.fade - 1);
+    else
+      lastLeft = lastRight = 0.0f;
+  }
+}
+
 template <typename Sample, bool kCubic>
 void CSoundSource::RenderFrames(Sample* out, int n) {
   if (n <= 0 || !out) return;
@@ -125,116 +236,43 @@ void CSoundSource::RenderFrames(Sample* out, int n) {
     return;
   }
   const std::int64_t total = totalFrames.load(std::memory_order_relaxed);
-  const int count = blockCount.load(std::memory_order_relaxed);
-  const double last = static_cast<double>(total - 1);
   const double startPosition = playPosition.load();
-  double position = startPosition;
-  double current = speedCurrent.load(std::memory_order_relaxed);
-  double target = speedTarget.load(std::memory_order_relaxed);
-  double step = speedStep.load(std::memory_order_relaxed);
+  DeckRenderState s{startPosition,
+                    speedCurrent.load(std::memory_order_relaxed),
+                    speedTarget.load(std::memory_order_relaxed),
+                    speedStep.load(std::memory_order_relaxed),
+                    0,
+                    0.0f};
+  s.SetFade(fadeCount.load(std::memory_order_relaxed));
+  FollowCueUnderTheHand(s.position);
 
-  // A paused deck held by the hand drags its cue point along.
-  if (scratching.load() && !scratchResume.load()) {
-    if (cueMode.load() != 2) {
-      const std::int32_t cue = cuePoint.load();
-      if (cue >= 0 && std::fabs(position - cue) < kBlockFrames)
-        cuePoint.store(static_cast<std::int32_t>(std::floor(position)));
-    } else {
-      mustSetCue.store(true);
-    }
-  }
-
-  // Every block the coming buffer can touch must be present.
-  const double span = (n + kBlockCheckMargin) * std::fabs(current);
-  const double low = std::clamp(position - span, 0.0, last);
-  const double high = std::clamp(position + span, 0.0, last);
-  const int firstBlock = std::clamp(static_cast<int>(low / kBlockFrames), 0, count - 1);
-  const int lastBlock = std::clamp(static_cast<int>(high / kBlockFrames), 0, count - 1);
-  BlockCheck check = BlockCheck::kReady;
-  for (int b = firstBlock; b <= lastBlock && check == BlockCheck::kReady; ++b) {
-    if (b >= kMaxBlocks)
-      check = BlockCheck::kOutsideTable;
-    else if (loadRequest.load(std::memory_order_relaxed) || !store_.Block(b))
-      check = BlockCheck::kMissing;
-  }
-  if (check != BlockCheck::kReady) {
+  if (const int missing = CheckBlocks(s.position, s.current, n)) {
     ZeroFrames(out, n);
-    if (check == BlockCheck::kMissing) {
+    if (missing == 1) {
       lastLeft = lastRight = 0.0f;
       // The clock keeps running so the deck does not lag behind its timeline.
       if (playing.load() && songReady.load() && !loadRequest.load() && !stopNow.load()) {
         double expected = startPosition;
-        playPosition.compare_exchange_strong(expected, position + n * current);
+        playPosition.compare_exchange_strong(expected, s.position + n * s.current);
       }
     }
     storeThread_.Wake();
     return;
   }
 
-  int fade = fadeCount.load(std::memory_order_relaxed);
-  if (playing.load()) fade = FadeCountFor(current);
-  float gain = static_cast<float>(fade) / kFadeLength;
+  if (playing.load()) s.SetFade(FadeCountFor(s.current));
   const bool repeat = repeatOn.load(std::memory_order_relaxed);
   bool reachedEnd = false;
   int k = 0;
-  for (; k < n; ++k) {
-    if (!playing.load(std::memory_order_relaxed)) break;
-    if (stopNow.load(std::memory_order_relaxed)) {
-      stopNow.store(false, std::memory_order_relaxed);
-      target = current = 0.0;
-      fade = FadeCountFor(current);
-      gain = static_cast<float>(fade) / kFadeLength;
+  for (; k < n && playing.load(std::memory_order_relaxed); ++k) {
+    StepSpeed(s);
+    s.position += s.current;
+    if (!StayInsideTheSong(s, repeat)) {
+      reachedEnd = true;
+      break;
     }
-    const bool glide = glideOn.load(std::memory_order_relaxed);
-    if (glide) {
-      current = std::clamp(current, -kGlideMaxSpeed, kGlideMaxSpeed);
-      fade = FadeCountFor(current);
-      gain = static_cast<float>(fade) / kFadeLength;
-    }
-    // A held brake asks for a standstill whatever else was requested.
-    const bool braking =
-        brakeOn.load(std::memory_order_relaxed) && !externalSpeed.load(std::memory_order_relaxed);
-    if (braking && glide) glideOn.store(false, std::memory_order_relaxed);
-    const double requested = braking ? 0.0 : speedRequested.load(std::memory_order_relaxed);
-    if (requested != target) {
-      target = requested;
-      step = RampStep(target - current, target, position);
-    }
-    if (target != current) {
-      current += step;
-      if ((step > 0.0 && current > target) || (step < 0.0 && current < target) || step == 0.0)
-        current = target;
-      if (glideOn.load(std::memory_order_relaxed) && std::fabs(target - current) < kGlideDone) {
-        glideOn.store(false, std::memory_order_relaxed);
-        current = target;
-      }
-      fade = FadeCountFor(current);
-      gain = static_cast<float>(fade) / kFadeLength;
-    }
-    position += current;
-
-    if (!loopOn.load(std::memory_order_relaxed) || scratching.load(std::memory_order_relaxed)) {
-      if (position > last) {
-        if (!repeat) {
-          position = last;
-          reachedEnd = true;
-          break;
-        }
-        position = 0.0;
-        storeThread_.Wake();
-      } else if (position < 0.0) {
-        if (!repeat) {
-          position = 0.0;
-          reachedEnd = true;
-          break;
-        }
-        position = last;
-        storeThread_.Wake();
-      }
-    }
-
-    const double whole = std::floor(position);
-    const float fraction = static_cast<float>(position - whole);
+    const double whole = std::floor(s.position);
+    const float fraction = static_cast<float>(s.position - whole);
     float y[8];
     FetchFour(store_, static_cast<std::int64_t>(whole), total, y);
     float left, right;
@@ -245,36 +283,24 @@ void CSoundSource::RenderFrames(Sample* out, int n) {
       left = y[2] + fraction * (y[4] - y[2]);
       right = y[3] + fraction * (y[5] - y[3]);
     }
-    lastLeft = left * gain;
-    lastRight = right * gain;
+    lastLeft = left * s.gain;
+    lastRight = right * s.gain;
     Put(out[k * 2], lastLeft);
     Put(out[k * 2 + 1], lastRight);
   }
+  TailFade(out, k, n, s);
 
-  // Tail fade: a stop ends in a 10 ms fade of the held last frame, not a click.
-  for (int j = k; j < n; ++j) {
-    Put(out[j * 2], lastLeft * gain);
-    Put(out[j * 2 + 1], lastRight * gain);
-    if (fade > 0) {
-      --fade;
-      gain = static_cast<float>(fade) / kFadeLength;
-    } else {
-      lastLeft = lastRight = 0.0f;
-    }
-  }
   // At the end of the song the deck stops; a hand on the platter keeps it.
   if (reachedEnd && !scratching.load(std::memory_order_relaxed))
     playing.store(false, std::memory_order_relaxed);
-  if (!playing.load(std::memory_order_relaxed)) {
-    current = target = step = 0.0;  // a paused platter stands still
-  }
+  if (!playing.load(std::memory_order_relaxed)) s.current = s.target = s.step = 0.0;
 
-  speedCurrent.store(current, std::memory_order_relaxed);
-  speedTarget.store(target, std::memory_order_relaxed);
-  speedStep.store(step, std::memory_order_relaxed);
-  fadeCount.store(fade, std::memory_order_relaxed);
+  speedCurrent.store(s.current, std::memory_order_relaxed);
+  speedTarget.store(s.target, std::memory_order_relaxed);
+  speedStep.store(s.step, std::memory_order_relaxed);
+  fadeCount.store(s.fade, std::memory_order_relaxed);
   double expected = startPosition;
-  playPosition.compare_exchange_strong(expected, position);
+  playPosition.compare_exchange_strong(expected, s.position);
 }
 
 template void CSoundSource::RenderFrames<float, true>(float*, int);

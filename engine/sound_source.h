@@ -33,7 +33,8 @@
 
 namespace vantaro {
 
-struct TZKSongRecord;  // the song database's record of one track
+struct TZKSongRecord;    // the song database's record of one track
+struct DeckRenderState;  // the render's working copy of the transport
 
 // What the screen tick shows (`uiState`), bits.
 enum DeckUiState {
@@ -230,6 +231,13 @@ class CSoundSource : public CAudioSignalSource {
   // deck_transport.cpp
   template <typename Sample, bool kCubic>
   void RenderFrames(Sample* out, int frames);
+  // 0 ready, 1 a block is missing, 2 a block lies beyond the table.
+  int CheckBlocks(double position, double speed, int frames) const;
+  void FollowCueUnderTheHand(double position);
+  void StepSpeed(DeckRenderState& state);
+  bool StayInsideTheSong(DeckRenderState& state, bool repeat);
+  template <typename Sample>
+  void TailFade(Sample* out, int from, int frames, DeckRenderState& state);
   int FadeCountFor(double speed) const;
   double RampStep(double difference, double target, double position) const;
   void NotifyPlayState(bool nowPlaying);
