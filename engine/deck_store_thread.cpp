@@ -118,8 +118,11 @@ void CSoundSource::OrdinaryModeRun() {
     if (StopWanted()) return;
     if (std::fabs(speedRequested.load()) > kSlowSpeed && playing.load()) {
       const int now = CurrentBlock();
-      for (int b = 0; b < count; ++b)
-        if (b < now - 1 || b > now + 1) EvictBlock(b, false);
+      // With the cache flag set an ordinary eviction keeps every block, so
+      // the sweep would only cost time.
+      if (!cachePresent)
+        for (int b = 0; b < count; ++b)
+          if (b < now - 1 || b > now + 1) EvictBlock(b, false);
       if (!NeighbourhoodPresent(now)) break;
     }
   }

@@ -7,6 +7,7 @@
 #include "base/debug_log.h"
 #include "base/realtime.h"
 #include "base/thread_priority.h"
+#include "engine/engine_settings.h"
 
 namespace vantaro {
 namespace {
@@ -157,6 +158,10 @@ int CSoundSource::PitchRangeUnits(int pitchRangeSetting) {
     default:
       return 1600;
   }
+}
+
+int CSoundSource::CurrentPitchRangeUnits() {
+  return PitchRangeUnits(TheEngineSettings().pitchRange.load());
 }
 
 }  // namespace vantaro

@@ -209,8 +209,10 @@ class CSoundSource : public CAudioSignalSource {
   void ResetPitch();
   bool IsSlowResetRunning() const { return slowResetMark.load(); }
 
-  // Pitch slider limit (1/10000, symmetric) for a `ptchrg` value.
+  // Pitch slider limit (1/10000, symmetric) for a `ptchrg` value, and for
+  // the present setting.
   static int PitchRangeUnits(int pitchRangeSetting);
+  static int CurrentPitchRangeUnits();
 
  private:
   // deck_store_thread.cpp

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "base/realtime.h"
+#include "engine/engine_settings.h"
 #include "tests/engine/deck_test_rig.h"
 #include "tests/support/test_support.h"
 
@@ -136,6 +137,10 @@ TEST(DeckTransport, PitchMovesTheToneByItsPercentage) {
   EXPECT_EQ(CSoundSource::PitchRangeUnits(6), 5000);
   EXPECT_EQ(CSoundSource::PitchRangeUnits(0), 1600);
   EXPECT_EQ(CSoundSource::PitchRangeUnits(9), 1600);
+  const int saved = TheEngineSettings().pitchRange.load();
+  TheEngineSettings().pitchRange.store(6);
+  EXPECT_EQ(CSoundSource::CurrentPitchRangeUnits(), 5000);
+  TheEngineSettings().pitchRange.store(saved);
 }
 
 TEST(DeckTransport, ReversePlaysBackwardsAndStopsAtTheStart) {
