@@ -18,6 +18,12 @@
 //    StoreThreadRun directly instead of starting the thread).
 // Positions and lengths are frames at 44100 Hz; pitch is in 1/10000; a stored
 // sample times 3e-5 is the float sample (full scale 0.98304).
+//
+// Wiring by the application: construct with the deck number and the data
+// root, StartStoreThread, hand the deck to its mixer channel; the jog tick
+// calls ScratchTick(kJogIdleLimit), the screen tick PeriodicUpdate. At close,
+// take the deck out of the audio path first (no Render may follow), then
+// delete it: the destructor stops the store thread and unloads the song.
 
 #include <atomic>
 #include <cstdint>
