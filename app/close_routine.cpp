@@ -22,11 +22,25 @@ void StopTimedThreads() {
   }
 }
 
+void StopDecks() {
+  for (auto& deck : TheProgram().decks)
+    if (deck) deck->Play(0);
+}
+
 void SaveAllSettings() {
   std::string message;
   const bool saved = SaveSettings(TheProgram().folders.settings, &message);
   DebugLog("close 2: decks stopped, settings %s", saved ? "saved" : "not saved");
   if (!saved) ShowMessage(wxString::FromUTF8(message));
+  SaveScannedEffectList(TheProgram().mixerRig, TheProgram().folders.settings);
+}
+
+void DeleteEngineObjects() {
+  Program& program = TheProgram();
+  // The mix object goes before the channels, the channels before the decks
+  // they pull from.
+  DestroyMixerObjects(program.mixerRig);
+  for (auto& deck : program.decks) deck.reset();
 }
 
 }  // namespace
@@ -36,13 +50,16 @@ void RunCloseRoutine() {
   if (program.closing) return;
   program.closing = true;
   DebugLog("close 1: closing flag set");
+  StopDecks();
   SaveAllSettings();
   StopTimedThreads();
   program.mainWindow = nullptr;
   DebugLog("close 3: timed threads stopped (background, jog, screen) after %ld ticks",
            program.ticksRun);
   DebugLog("close 4: analysis and audio output stopped");
-  DebugLog("close 5: effect chains saved");
+  const int chains = SaveMixerEffectChains(program.mixerRig, program.folders.settings);
+  DebugLog("close 5: %d effect chains saved", chains);
+  DeleteEngineObjects();
   DebugLog("close 6: engine objects deleted");
   if (program.screenSaverInhibited) ReleaseScreenSaver(program.screenSaverCookie);
   program.screenSaverInhibited = false;

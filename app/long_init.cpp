@@ -20,6 +20,7 @@
 #include "effects/processor_features.h"
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
+#include "engine/mixer.h"
 #include "library/song_database.h"
 #include "skin/main_window.h"
 
@@ -78,14 +79,42 @@ void LoadDatabaseAndQuietScreenSaver() {
   DebugLog("init 7: screen saver %s", program.screenSaverInhibited ? "inhibited" : "left alone");
 }
 
+void CreateAudioObjects() {
+  Program& program = TheProgram();
+  // Limiter, recorder, live inputs and the microphone source join here when
+  // they are built.
+  for (int deck = 0; deck < 2; ++deck) {
+    program.decks[deck] = std::make_unique<CSoundSource>(deck, program.folders.dataRoot);
+    program.decks[deck]->StartStoreThread();
+  }
+  CAudioSignalSource* const decks[2] = {program.decks[0].get(), program.decks[1].get()};
+  const bool mixerBuilt = CreateMixerObjects(program.mixerRig, decks, nullptr);
+  DebugLog("init 9: decks and mixer %s", mixerBuilt ? "built" : "built in part");
+}
+
+void WireTheMixer() {
+  Program& program = TheProgram();
+  // The preview player and the eight samplers are added when they exist.
+  WireMixer(program.mixerRig, nullptr, nullptr, 0);
+  TheAudioRenderer().mix = program.mixerRig.mixer.get();
+  DebugLog("init 10: mixer wired");
+}
+
 void ReadSettings() {
   const SettingsFileStatus status = LoadSettings(TheProgram().folders.settings);
   DebugLog("init 13: config.xml %s", status == SettingsFileStatus::kLoaded ? "read"
                                      : status == SettingsFileStatus::kMissing
                                          ? "absent: defaults"
                                          : "unusable: defaults");
+  if (CMixer* mixer = TheProgram().mixerRig.mixer.get()) mixer->ApplySettings(TheEngineSettings());
   DebugLog("init 14: settings applied, deck RAM allowance %u KB",
            TheEngineSettings().availKB.load());
+}
+
+void LoadEffectChains() {
+  Program& program = TheProgram();
+  const int read = LoadMixerEffectFiles(program.mixerRig, program.folders.settings);
+  DebugLog("init 19: %d effect files read", read);
 }
 
 void CreateTimedThreads(ZKMainWindow* mainWindow) {
@@ -126,15 +155,15 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   }
   LoadDatabaseAndQuietScreenSaver();  // 7
   // 8  action and control tables
-  // 9  audio objects: limiter, recorder, decks, inputs, channels, mixer
-  // 10 mixer wiring
+  CreateAudioObjects();  // 9
+  WireTheMixer();        // 10
   // 11 effect ranges to the control tables
   // 12 output devices
   ReadSettings();  // 13, 14 (shortcut files: none yet)
   // 15 skins scanned; 16 controllers, audio output, analysis driver
   // 17 work queues; 18 skin loaded
   DebugLog("init 18: error - NO SKIN WAS LOADED");
-  // 19 effect chains
+  LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21
   return true;

@@ -12,6 +12,8 @@
 #include "app/data_folders.h"
 #include "app/screen_tick.h"
 #include "base/timed_thread.h"
+#include "engine/mixer_setup.h"
+#include "engine/sound_source.h"
 
 class wxSingleInstanceChecker;
 
@@ -24,6 +26,10 @@ struct Program {
   // Null once the close routine has begun: a late tick then does nothing.
   ZKMainWindow* mainWindow = nullptr;
   bool closing = false;
+
+  // The two decks and the mixer (channels, mix object, effect chains).
+  std::unique_ptr<CSoundSource> decks[2];
+  MixerRig mixerRig;
 
   // Timed worker threads, created last in the long initialisation.
   std::unique_ptr<TimedThread> screenTickThread;

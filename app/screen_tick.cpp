@@ -17,6 +17,8 @@ void RunScreenTick() {
   // 9 meters, 10 deck periodic updates, 11 controller displays: each runs
   // here once its subsystem exists.
   (void)count;
+  for (auto& deck : program.decks)  // 10
+    if (deck) deck->PeriodicUpdate();
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
   window->ClearTickPending();  // 12
 }
