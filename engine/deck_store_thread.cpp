@@ -35,12 +35,14 @@ void CSoundSource::StoreThreadRun() {
   }
   if (loadRequest.load()) {
     std::string path;
+    float databaseTempo;
     {
       std::lock_guard<std::mutex> hold(pendingMutex_);
       path = pendingPath_;
       songRecord_ = pendingRecord_;
+      databaseTempo = pendingTempo_;
     }
-    RunLoad(path);
+    RunLoad(path, databaseTempo);
     loadRequest.store(false);
     if (autoPlay.load() && songReady.load()) Play(1);
   }
@@ -127,8 +129,7 @@ void CSoundSource::OrdinaryModeRun() {
     }
   }
 
-  if (!tempoKnown.load() && !loadRequest.load() && !seekRequest.load() &&
-      GetDecodedPercent() >= 100)
+  if (!tempoReady_ && !loadRequest.load() && !seekRequest.load() && GetDecodedPercent() >= 100)
     OnSongFullyDecoded();
 }
 
@@ -148,7 +149,7 @@ void CSoundSource::StreamingModeRun() {
 
 void CSoundSource::OnSongFullyDecoded() {
   if (songTempo.load() > 0.0f) {
-    tempoKnown.store(true);
+    tempoReady_ = true;
     uiState.store(kUiAllDone);
     return;
   }
@@ -256,7 +257,7 @@ void CSoundSource::ResetSpeedState() {
   scratchExternal.store(false);
 }
 
-void CSoundSource::RunLoad(const std::string& path) {
+void CSoundSource::RunLoad(const std::string& path, float databaseTempo) {
   Unload();
   std::int64_t frames = 0;
   if (!decoder_ || !decoder_->Open(path, frames)) {
@@ -291,9 +292,10 @@ void CSoundSource::RunLoad(const std::string& path) {
   }
   cuePoint.store(-1);
   loopOn.store(false);
-  tempoKnown.store(false);
-  songTempo.store(0.0f);
+  tempoKnown.store(databaseTempo > 0.0f);
+  songTempo.store(databaseTempo > 0.0f ? databaseTempo : 0.0f);
   tempoAnalysisStarted_ = false;
+  tempoReady_ = false;
   for (int b = 0; b < std::min(count, kMaxBlocks); ++b) store_.SetState(b, kBlockNeverDecoded);
   playing.store(false);
   everPlayed.store(false);

@@ -312,8 +312,9 @@ float CSoundSource::GetBPM() {
   const DeckBlock* block = store_.Block(static_cast<int>(std::max(0.0, position) / kBlockFrames));
   if (block && block->tempoValid.load(std::memory_order_relaxed))
     return block->tempo.load(std::memory_order_relaxed);
-  return streamingMode.load(std::memory_order_relaxed) ? 0.0f
-                                                       : songTempo.load(std::memory_order_relaxed);
+  // A block without a tempo of its own (a streamed block not yet analysed)
+  // falls back on the song's tempo, 0 when unknown.
+  return songTempo.load(std::memory_order_relaxed);
 }
 
 std::int32_t CSoundSource::GetPosition() {

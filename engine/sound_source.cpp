@@ -8,6 +8,7 @@
 #include "base/realtime.h"
 #include "base/thread_priority.h"
 #include "engine/engine_settings.h"
+#include "library/song_record.h"
 
 namespace vantaro {
 namespace {
@@ -73,6 +74,8 @@ int CSoundSource::LoadSong(const std::string& path, bool autoPlayAfter, const TZ
     std::lock_guard<std::mutex> hold(pendingMutex_);
     pendingPath_ = path;
     pendingRecord_ = record;
+    // Copied here, on the thread that owns the database.
+    pendingTempo_ = record ? record->bpm : 0.0f;
   }
   autoPlay.store(autoPlayAfter);
   seekRequest.store(false);

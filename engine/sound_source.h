@@ -222,7 +222,7 @@ class CSoundSource : public CAudioSignalSource {
 
  private:
   // deck_store_thread.cpp
-  void RunLoad(const std::string& path);
+  void RunLoad(const std::string& path, float databaseTempo);
   void Unload();
   void ResetSpeedState();
   void OrdinaryModeRun();
@@ -288,11 +288,13 @@ class CSoundSource : public CAudioSignalSource {
   std::mutex pendingMutex_;  // GUI hands the path to the store thread
   std::string pendingPath_;
   const TZKSongRecord* pendingRecord_ = nullptr;
+  float pendingTempo_ = 0.0f;                  // BPM the database knows for the pending song
   const TZKSongRecord* songRecord_ = nullptr;  // store thread
   std::unique_ptr<DeckDecoder> decoder_;
   std::vector<DeckBlock*> retired_;  // store thread: blocks waiting for a grace period
   DeckAnalysisFeed analysisFeed_;
   bool tempoAnalysisStarted_ = false;  // store thread
+  bool tempoReady_ = false;            // store thread: the full decode's tempo step is done
   TimedThread storeThread_;
 
   // ---- transport ----

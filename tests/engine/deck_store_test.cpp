@@ -7,6 +7,7 @@
 
 #include "base/realtime.h"
 #include "engine/engine_settings.h"
+#include "library/song_record.h"
 #include "tests/engine/deck_test_rig.h"
 #include "tests/support/test_support.h"
 
@@ -314,6 +315,43 @@ TEST(DeckStore, AnalysisFeedSeesEveryFirstDecodeOnce) {
   deck.SetSongTempo(128.0f);
   EXPECT_EQ(deck.GetUiState(), kUiAllDone);
   EXPECT_FLOAT_EQ(deck.GetBPM(), 128.0f);
+}
+
+TEST(DeckStore, ATempoFromTheDatabaseSkipsTheAnalysis) {
+  TempDir dir;
+  const std::string path = WriteRampFile(dir, "t.wav", 3 * 44100);
+  DeckRig rig;
+  CSoundSource& deck = rig.AddDeck();
+  FeedLog log;
+  DeckAnalysisFeed feed;
+  feed.user = &log;
+  feed.blockDecoded = [](CSoundSource&, int block, const std::int16_t*, int, void* user) {
+    static_cast<FeedLog*>(user)->blocks.push_back(block);
+  };
+  feed.songDecoded = [](CSoundSource&, void* user) { ++static_cast<FeedLog*>(user)->songDecoded; };
+  deck.SetAnalysisFeed(feed);
+
+  TZKSongRecord record;
+  record.bpm = 126.0f;
+  ASSERT_EQ(deck.LoadSong(path, false, &record, false), 1);
+  record.bpm = 90.0f;  // the deck took its copy when asked to load
+  deck.StoreThreadRun();
+  EXPECT_FLOAT_EQ(deck.GetBPM(), 126.0f);
+  EXPECT_TRUE(log.blocks.empty());
+  EXPECT_EQ(log.songDecoded, 0);
+  EXPECT_EQ(deck.GetUiState(), kUiAllDone);
+
+  // Streamed, every first decode still feeds the analysis; the song's tempo
+  // stands in until the blocks have their own.
+  test::AvailKBOverride budget(0);
+  ASSERT_EQ(deck.LoadSong(path, false, &record, false), 1);
+  deck.StoreThreadRun();
+  EXPECT_EQ(log.blocks.size(), 3u);
+  EXPECT_FLOAT_EQ(deck.GetBPM(), 90.0f);
+
+  ASSERT_EQ(deck.LoadSong(path, false, nullptr, false), 1);
+  deck.StoreThreadRun();
+  EXPECT_EQ(deck.GetBPM(), 0.0f) << "no record, no tempo";
 }
 
 struct LoadEvents {
