@@ -142,5 +142,67 @@ TEST(DeckThreads, UnloadInTheMiddleOfARender) {
   deck.StopStoreThread();
 }
 
+TEST(DeckThreads, TwoDecksLoadAndPlayTogether) {
+  TempDir dir;
+  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(5 * 44100, 440, 12000)));
+  ASSERT_TRUE(test::WriteStereoWav(dir.File("b.wav"), test::MakeSine(7 * 44100, 1000, 12000)));
+  DeckRig rig;
+  CSoundSource& left = rig.AddDeck(0);
+  CSoundSource& right = rig.AddDeck(1);
+  left.SetRepeat(true);
+  right.SetRepeat(true);
+  ASSERT_TRUE(left.StartStoreThread());
+  ASSERT_TRUE(right.StartStoreThread());
+  RenderLoop audio(rig, 2);
+  // Both store threads decode at once, through the one codec lock.
+  ASSERT_EQ(left.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
+  ASSERT_EQ(right.LoadSong(dir.File("b.wav"), true, nullptr, false), 1);
+  ASSERT_TRUE(WaitFor([&] { return left.GetDecodedPercent() == 100; }));
+  ASSERT_TRUE(WaitFor([&] { return right.GetDecodedPercent() == 100; }));
+  EXPECT_EQ(left.GetLength(), 5 * 44100);
+  EXPECT_EQ(right.GetLength(), 7 * 44100);
+  const double leftAt = left.GetExactPosition(), rightAt = right.GetExactPosition();
+  ASSERT_TRUE(audio.WaitForBlock([&] {
+    return left.GetExactPosition() > leftAt + 44100 && right.GetExactPosition() > rightAt + 44100;
+  }));
+  EXPECT_GT(audio.Peak(), 0.5) << "both tones in the mix";
+  left.StopStoreThread();
+  right.StopStoreThread();
+}
+
+TEST(DeckThreads, ScratchFromTheGuiWhileTheJogTickAndTheRenderRun) {
+  TempDir dir;
+  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(10 * 44100, 440, 16000)));
+  DeckRig rig;
+  CSoundSource& deck = rig.AddDeck();
+  ASSERT_TRUE(deck.StartStoreThread());
+  ASSERT_EQ(deck.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
+  ASSERT_TRUE(WaitFor([&] { return deck.IsSongReady() && deck.IsPlaying(); }));
+  RenderLoop audio(rig, 1);
+  std::atomic<bool> stop{false};
+  std::thread jogTick([&] {
+    while (!stop.load()) {
+      deck.ScratchTick(CSoundSource::kJogIdleLimit);
+      deck.PeriodicUpdate();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  });
+  for (int round = 0; round < 100; ++round) {
+    deck.BeginScratch(0, round % 2 == 0);
+    for (int move = 1; move <= 5; ++move) {
+      deck.MoveScratch(round % 2 ? -move * 3 : move * 40);
+      std::this_thread::sleep_for(std::chrono::microseconds(300));
+    }
+    deck.Jog(70, 0, kJogRelative3, false, 10);
+    deck.EndScratch();
+    if (round % 10 == 0) deck.SeekRequest(44100.0 * (round % 7));
+  }
+  stop.store(true);
+  jogTick.join();
+  EXPECT_FALSE(deck.IsScratching());
+  EXPECT_TRUE(deck.IsPlaying()) << "a playing deck plays on after every scratch";
+  deck.StopStoreThread();
+}
+
 }  // namespace
 }  // namespace vantaro
