@@ -1,5 +1,6 @@
 #include "devices/portaudio_stream.h"
 
+#include <pa_linux_alsa.h>
 #include <portaudio.h>
 
 #include "base/debug_log.h"
@@ -42,6 +43,8 @@ std::unique_ptr<TDSoutput> TDSoutput::Open(int slot, int deviceIndex, const TOut
   PaStream* stream = nullptr;
   PaError error = paInvalidDevice;
   if (row.portAudioIndex >= 0 && row.portAudioIndex < Pa_GetDeviceCount()) {
+    // On ALSA the hardware ring is the program's ring: eight blocks.
+    if (row.hostApi == kHostAlsa) PaAlsa_SetNumPeriods(8);
     error = Pa_OpenStream(&stream, nullptr, &parameters, 44100.0,
                           static_cast<unsigned long>(blockFrames), paClipOff | paDitherOff,
                           &StreamCallback, output.get());
@@ -53,6 +56,9 @@ std::unique_ptr<TDSoutput> TDSoutput::Open(int slot, int deviceIndex, const TOut
     return nullptr;
   }
   output->stream_ = stream;
+  // The callback thread is the audio thread: FIFO scheduling where the
+  // user's limits allow it (JACK's own thread is already set up by JACK).
+  if (row.hostApi == kHostAlsa) PaAlsa_EnableRealtimeScheduling(stream, 1);
   return output;
 }
 

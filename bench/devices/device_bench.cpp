@@ -9,6 +9,10 @@
 //   p999_period    the same as a fraction of the period
 //   x_realtime     seconds of audio per second spent in the callback
 //
+// A baseline case runs the same server and period with no stream of the
+// program at all: the xruns it counts come from the machine (jackd runs
+// without real-time scheduling), not from the program.
+//
 // One server is started with tools/jack-dummy-start on a private name and
 // stopped by its process id at exit; each case sets the server's period
 // (jack_set_buffer_size) before opening the stream. A JACK client library
@@ -191,6 +195,31 @@ void BM_JackDummyTwoDecks(benchmark::State& state) {
     state.counters["x_realtime"] = meanMicros > 0 ? periodMicros / meanMicros : 0.0;
   }
 }
+
+void BM_JackDummyBaseline(benchmark::State& state) {
+  const int period = static_cast<int>(state.range(0));
+  const int seconds = BenchSeconds();
+  for (auto _ : state) {
+    const bool serverUp = JackDummyServer::Get().Ok();
+    XrunCounter xruns;
+    if (!serverUp || !xruns.SetPeriod(period)) {
+      state.SkipWithError("the JACK dummy server did not run at the period");
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const long xrunsBefore = xruns.Count();
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    state.counters["xruns"] = static_cast<double>(xruns.Count() - xrunsBefore);
+  }
+}
+
+BENCHMARK(BM_JackDummyBaseline)
+    ->Arg(64)
+    ->Arg(128)
+    ->Arg(256)
+    ->Iterations(1)
+    ->Unit(benchmark::kSecond)
+    ->UseRealTime();
 
 BENCHMARK(BM_JackDummyTwoDecks)
     ->Arg(64)

@@ -14,8 +14,12 @@
 #include <memory>
 #include <string>
 
+#include "base/realtime.h"
 #include "devices/output_devices.h"
 #include "engine/audio_render.h"
+#include "engine/mixer.h"
+#include "engine/mixer_setup.h"
+#include "engine/sound_source.h"
 #include "tests/devices/jack_sink.h"
 #include "tests/devices/test_mix.h"
 #include "tests/support/test_support.h"
@@ -36,6 +40,56 @@ std::vector<float> Tail(const std::vector<float>& samples, int channels, long fr
   return std::vector<float>(samples.end() - static_cast<std::ptrdiff_t>(keep), samples.end());
 }
 
+// A deck playing a sox file through the program's mixer, heard on JACK. The
+// file lasts 20 s, longer than any test plays it, retries included.
+class DeckOnMixer {
+ public:
+  bool Load(double hz) {
+    const std::string path = dir_.File("tone.wav");
+    const std::string command = "sox -D -n -r 44100 -c 2 -b 16 '" + path + "' synth 20 sine " +
+                                std::to_string(hz) + " vol 0.5 2>/dev/null";
+    if (test::RunCommand(command) != 0) return false;
+    for (auto* deck : {&deck_, &twin_}) {
+      *deck = std::make_unique<CSoundSource>(0, dir_.Path() + "/");
+      if (!(*deck)->LoadSong(path, false, nullptr, false)) return false;
+      (*deck)->StoreThreadRun();
+      if (!(*deck)->IsSongReady()) return false;
+    }
+    CAudioSignalSource* sources[2] = {deck_.get(), nullptr};
+    if (!CreateMixerObjects(rig_, sources, nullptr) || !WireMixer(rig_, nullptr, nullptr, 0))
+      return false;
+    // Up-fader open, crossfader on the deck's side: the mixer passes the
+    // deck unchanged.
+    rig_.mixer->SetFader(0, 127);
+    rig_.mixer->SetCrossfader(0);
+    deck_->StartStoreThread();
+    deck_->Play(1);
+    return true;
+  }
+  // RMS of the deck's own float output over one second, rendered from a
+  // twin deck in device blocks.
+  double FloatRms() {
+    twin_->Play(1);
+    std::vector<float> out(44100 * 2);
+    RealtimeScope audio;
+    for (int done = 0; done < 44100; done += 441) {
+      for (int phase = 0; phase < 3; ++phase) twin_->SyncPhase(phase);
+      twin_->Render(out.data() + done * 2, 441);
+    }
+    return test::Rms(out, 2, 0);
+  }
+  MixRenderer* Mix() { return rig_.mixer.get(); }
+  ~DeckOnMixer() {
+    if (deck_) deck_->StopStoreThread();
+    DestroyMixerObjects(rig_);
+  }
+
+ private:
+  test::TempDir dir_;
+  std::unique_ptr<CSoundSource> deck_, twin_;
+  MixerRig rig_;
+};
+
 class JackOutput : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -43,7 +97,17 @@ class JackOutput : public ::testing::Test {
         << "run through ctest, which starts the JACK dummy server";
     renderer_ = std::make_unique<AudioRenderer>();
   }
-  void TearDown() override { CloseAudio(true); }
+  // The streams stop before the mix objects they read go.
+  void TearDown() override {
+    CloseAudio(true);
+    if (renderer_) renderer_->mix = nullptr;
+  }
+
+  // The mix plays tones on the master and monitor buses (peak levels).
+  void PlayTones(test::ToneMix::Tone master, test::ToneMix::Tone monitor) {
+    tones_ = std::make_unique<test::ToneMix>(master, monitor);
+    renderer_->mix = tones_.get();
+  }
 
   // Creates a sink of `ports` ports recording up to 3 s.
   std::unique_ptr<test::JackSink> MakeSink(int ports, const std::string& prefix = "vt-sink") {
@@ -105,6 +169,8 @@ class JackOutput : public ::testing::Test {
     EXPECT_EQ(test::Peak(heard, channels, channel), 0.0) << "channel " << channel;
   }
 
+  std::unique_ptr<test::ToneMix> tones_;
+  std::unique_ptr<DeckOnMixer> deck_;
   std::unique_ptr<AudioRenderer> renderer_;
   bool clean_ = true;
 };
@@ -131,13 +197,12 @@ TEST_F(JackOutput, EnumerationListsJackClientsAfterAlsaRows) {
   }
 }
 
-TEST_F(JackOutput, PlayedFileReachesThePortsAtDeviceLevel) {
-  test::TempDir folder;
-  std::vector<float> tone = test::MakeToneWithSox(folder.Path(), 1000, 2.0, 0.5);
-  ASSERT_EQ(tone.size(), 2u * 88200) << "sox did not make the test file";
-  const double fileRms = test::Rms(tone, 2, 0);
-  test::SamplePlayerMix mix(std::move(tone));
-  renderer_->mix = &mix;
+TEST_F(JackOutput, DeckPlayingAFileReachesThePortsAtDeviceLevel) {
+  deck_ = std::make_unique<DeckOnMixer>();
+  ASSERT_TRUE(deck_->Load(1000)) << "the deck could not play the sox file";
+  const double floatRms = deck_->FloatRms();
+  ASSERT_GT(floatRms, 0.1);
+  renderer_->mix = deck_->Mix();
 
   auto sink = MakeSink(2);
   TOutputSelection selection{RowOf(*sink), -1, 0, 2880};
@@ -150,12 +215,12 @@ TEST_F(JackOutput, PlayedFileReachesThePortsAtDeviceLevel) {
   RecordSecond({sink.get()}, heard);
   for (int channel = 0; channel < 2; ++channel) {
     const double rms = test::Rms(heard[0], 2, channel);
-    EXPECT_NEAR(Db(rms / (fileRms * kDeviceScale)), 0.0, 0.1) << "channel " << channel;
+    EXPECT_NEAR(Db(rms / (floatRms * kDeviceScale)), 0.0, 0.1) << "channel " << channel;
     EXPECT_NEAR(test::ToneFrequency(heard[0], 2, channel), 1000.0, clean_ ? 0.5 : 10.0);
   }
   if (clean_) {
     EXPECT_LT(test::LargestStep(heard[0], 2, 0),
-              fileRms * std::sqrt(2.0) * kDeviceScale * 2 * M_PI * 1000 / 44100 * 1.2);
+              floatRms * std::sqrt(2.0) * kDeviceScale * 2 * M_PI * 1000 / 44100 * 1.2);
   }
   const TDSoutput* output = GetOpenOutput(0);
   ASSERT_NE(output, nullptr);
@@ -173,8 +238,7 @@ TEST_F(JackOutput, PlayedFileReachesThePortsAtDeviceLevel) {
 }
 
 TEST_F(JackOutput, LoudSignalIsClippedNotWrapped) {
-  test::ToneMix mix({500, 1.5f, 1.5f}, {});
-  renderer_->mix = &mix;
+  PlayTones({500, 1.5f, 1.5f}, {});
   auto sink = MakeSink(2);
   TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
   ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
@@ -190,8 +254,7 @@ TEST_F(JackOutput, LoudSignalIsClippedNotWrapped) {
 }
 
 TEST_F(JackOutput, SplitModeCarriesMasterLeftAndMonitorRight) {
-  test::ToneMix mix({1000, 0.6f, 0.2f}, {440, 0.3f, 0.1f});
-  renderer_->mix = &mix;
+  PlayTones({1000, 0.6f, 0.2f}, {440, 0.3f, 0.1f});
   auto sink = MakeSink(2);
   TOutputSelection selection{RowOf(*sink), -1, 1, 2048};
   ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
@@ -206,8 +269,7 @@ class JackMultichannel : public JackOutput, public ::testing::WithParamInterface
 
 TEST_P(JackMultichannel, MasterOnFrontPairMonitorOnTheOthers) {
   const int ports = GetParam();
-  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  renderer_->mix = &mix;
+  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
   auto sink = MakeSink(ports);
   TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
   ASSERT_TRUE(OpenAudio(selection, ports, *renderer_));
@@ -225,8 +287,7 @@ TEST_P(JackMultichannel, MasterOnFrontPairMonitorOnTheOthers) {
 INSTANTIATE_TEST_SUITE_P(Ports, JackMultichannel, ::testing::Values(4, 6, 8));
 
 TEST_F(JackOutput, MultichannelFromSettingsUsesFourOfEightPorts) {
-  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  renderer_->mix = &mix;
+  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
   auto sink = MakeSink(8);
   TOutputSelection selection{RowOf(*sink), -1, 2, 2048};
   ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
@@ -239,8 +300,7 @@ TEST_F(JackOutput, MultichannelFromSettingsUsesFourOfEightPorts) {
 }
 
 TEST_F(JackOutput, SecondDevicePlaysTheMonitorBus) {
-  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  renderer_->mix = &mix;
+  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
   auto speakers = MakeSink(2, "vt-speakers");
   auto headphones = MakeSink(2, "vt-phones");
   EnumerateOutputs();
@@ -268,8 +328,7 @@ TEST_F(JackOutput, SecondDevicePlaysTheMonitorBus) {
 }
 
 TEST_F(JackOutput, SameDeviceTwiceOpensOneStream) {
-  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  renderer_->mix = &mix;
+  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
   auto sink = MakeSink(2);
   const int row = RowOf(*sink);
   TOutputSelection selection{row, row, 1, 2048};
@@ -281,8 +340,7 @@ TEST_F(JackOutput, SameDeviceTwiceOpensOneStream) {
 }
 
 TEST_F(JackOutput, ReopeningReplacesTheStreams) {
-  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  renderer_->mix = &mix;
+  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
   auto first = MakeSink(2, "vt-first");
   auto second = MakeSink(2, "vt-second");
   EnumerateOutputs();
@@ -310,8 +368,7 @@ TEST_F(JackOutput, ReopenAfterCloseWithAnotherRenderer) {
     ASSERT_TRUE(OpenAudio(selection, 0, *first));
     CloseAudio(true);
   }
-  test::ToneMix mix({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  renderer_->mix = &mix;
+  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
   TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
   ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
   std::vector<std::vector<float>> heard;

@@ -2,9 +2,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <fstream>
-
-#include "tests/support/test_support.h"
 
 namespace vantaro::test {
 namespace {
@@ -39,23 +36,6 @@ void ToneMix::RenderExternal(float* deckA, float* deckB, float* others, float* m
   Silence(others, frames);
 }
 
-void SamplePlayerMix::RenderMix(float* master, float* monitor, int frames) {
-  const std::size_t total = samples_.size() / 2;
-  for (int i = 0; i < frames; ++i) {
-    master[i * 2] = total ? samples_[position_ * 2] : 0.0f;
-    master[i * 2 + 1] = total ? samples_[position_ * 2 + 1] : 0.0f;
-    if (total && ++position_ >= total) position_ = 0;
-  }
-  Silence(monitor, frames);
-}
-
-void SamplePlayerMix::RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
-                                     int frames) {
-  RenderMix(deckA, monitor, frames);
-  Silence(deckB, frames);
-  Silence(others, frames);
-}
-
 void BlockNumberMix::RenderMix(float* master, float* monitor, int frames) {
   const float value = static_cast<float>(blocks_.fetch_add(1) % 128) / 256.0f;
   for (int i = 0; i < frames * 2; ++i) {
@@ -69,23 +49,6 @@ void BlockNumberMix::RenderExternal(float* deckA, float* deckB, float* others, f
   RenderMix(deckA, monitor, frames);
   Silence(deckB, frames);
   Silence(others, frames);
-}
-
-std::vector<float> MakeToneWithSox(const std::string& folder, double hz, double seconds,
-                                   double level) {
-  const std::string path = folder + "/tone.f32";
-  const std::string command = "sox -q -n -r 44100 -c 2 -e floating-point -b 32 -t raw '" + path +
-                              "' synth " + std::to_string(seconds) + " sine " + std::to_string(hz) +
-                              " vol " + std::to_string(level);
-  if (RunCommand(command) != 0) return {};
-  std::ifstream in(path, std::ios::binary | std::ios::ate);
-  const std::streamsize bytes = in.tellg();
-  if (bytes <= 0) return {};
-  std::vector<float> samples(static_cast<std::size_t>(bytes) / sizeof(float));
-  in.seekg(0);
-  in.read(reinterpret_cast<char*>(samples.data()),
-          static_cast<std::streamsize>(samples.size() * sizeof(float)));
-  return samples;
 }
 
 }  // namespace vantaro::test

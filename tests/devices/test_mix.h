@@ -4,8 +4,6 @@
 // All render on the audio thread without allocating.
 
 #include <atomic>
-#include <string>
-#include <vector>
 
 #include "engine/audio_render.h"
 
@@ -28,20 +26,6 @@ class ToneMix : public MixRenderer {
   double masterPhase_ = 0, monitorPhase_ = 0;  // cycles
 };
 
-// Plays stereo floats loaded from a file on the master bus, looping, as a
-// deck playing that file would.
-class SamplePlayerMix : public MixRenderer {
- public:
-  explicit SamplePlayerMix(std::vector<float> stereo) : samples_(std::move(stereo)) {}
-  void RenderMix(float* master, float* monitor, int frames) override;
-  void RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
-                      int frames) override;
-
- private:
-  std::vector<float> samples_;
-  std::size_t position_ = 0;  // frames
-};
-
 // Writes (block number % 128) / 256 as a constant into both buses, so that
 // a device's output tells which block it is playing.
 class BlockNumberMix : public MixRenderer {
@@ -55,10 +39,5 @@ class BlockNumberMix : public MixRenderer {
  private:
   std::atomic<long> blocks_{0};
 };
-
-// Makes a stereo tone with sox (32-bit float raw) and loads it; empty when
-// sox failed.
-std::vector<float> MakeToneWithSox(const std::string& folder, double hz, double seconds,
-                                   double level);
 
 }  // namespace vantaro::test
