@@ -1,11 +1,11 @@
 #include "devices/device_block.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <ctime>
 
 #include "base/realtime.h"
+#include "devices/offline_device.h"
 #include "engine/audio_render.h"
 
 namespace vantaro {
@@ -26,10 +26,8 @@ int RenderSecondDeviceCallback(float* out, int frames, int channels, void* userD
 }
 
 void ConvertToDevice16(const float* in, std::int16_t* out, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) {
-    const float scaled = std::nearbyint(in[i] * 32000.0f);
-    out[i] = static_cast<std::int16_t>(std::clamp(scaled, -32768.0f, 32767.0f));
-  }
+  // One rule for every device, the offline one included.
+  for (std::size_t i = 0; i < count; ++i) out[i] = FloatToDevice16(in[i]);
 }
 
 CallbackTiming::CallbackTiming()

@@ -1,5 +1,6 @@
 #include "devices/output_devices.h"
 
+#include <alsa/error.h>
 #include <portaudio.h>
 
 #include <cstdlib>
@@ -17,6 +18,15 @@ OutputDeviceTable g_table;
 std::unique_ptr<TDSoutput> g_outputs[2];
 bool g_portAudioUp = false;
 AudioRenderer* g_renderer = nullptr;  // the renderer the open streams feed
+
+// While PortAudio probes the ALSA configuration, the ALSA library complains
+// on standard error about every card its configuration names but the
+// machine lacks (dozens of lines on a machine without sound). They are
+// counted instead, and one line goes to the log.
+int g_alsaComplaints = 0;
+void CountAlsaComplaint(const char*, int, const char*, int, const char*, ...) {
+  ++g_alsaComplaints;
+}
 
 void ReleasePortAudio() {
   if (!g_portAudioUp) return;
@@ -71,7 +81,12 @@ int EnumerateOutputs() {
   g_table.Clear();
   // The program uses a JACK server that runs; it never starts one itself.
   setenv("JACK_NO_START_SERVER", "1", 0);
+  g_alsaComplaints = 0;
+  snd_lib_error_set_handler(&CountAlsaComplaint);
   const PaError error = Pa_Initialize();
+  snd_lib_error_set_handler(nullptr);
+  if (g_alsaComplaints > 0)
+    DebugLog("ALSA reported %d problem(s) while probing devices", g_alsaComplaints);
   if (error != paNoError) {
     DebugLog("Pa_Initialize ERROR: %s", Pa_GetErrorText(error));
     return 0;
