@@ -25,9 +25,9 @@ int OutputDeviceTable::Find(std::string_view name) const {
   return -1;
 }
 
-bool IsExcludedOutputName(std::string_view description) {
+bool IsExcludedOutputName(std::string_view deviceName) {
   for (std::string_view family : {"BCD-2000", "BCD2000", "BCD-3000", "BCD3000"})
-    if (description.find(family) != std::string_view::npos) return true;
+    if (deviceName.find(family) != std::string_view::npos) return true;
   return false;
 }
 

@@ -50,7 +50,7 @@ class OutputDeviceTable {
 // True for devices never offered: the BCD-2000/3000 family (a controller
 // whose audio interface must not carry the mix), whatever the host API adds
 // around the name.
-bool IsExcludedOutputName(std::string_view description);
+bool IsExcludedOutputName(std::string_view deviceName);
 
 // "HostApi: device name", the row name shown and stored.
 std::string MakeOutputRowName(std::string_view hostApiName, std::string_view deviceName);
