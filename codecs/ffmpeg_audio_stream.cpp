@@ -155,6 +155,11 @@ bool FFmpegAudioStream::Open(const std::string& path, std::string& error) {
   return true;
 }
 
+namespace {
+constexpr int kHighestSourceRate = 768000;  // Hz
+constexpr int kMostSourceChannels = 64;
+}  // namespace
+
 bool FFmpegAudioStream::OpenDecoder(std::string& error) {
   const AVStream* stream = format_->streams[streamIndex_];
   const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
@@ -178,6 +183,13 @@ bool FFmpegAudioStream::OpenDecoder(std::string& error) {
   packet_ = av_packet_alloc();
   if (channels_ <= 0 || sourceRate_ <= 0 || !frame_ || !packet_) {
     error = "reports no channels or rate";
+    return false;
+  }
+  // A damaged header can claim a rate of gigahertz or hundreds of channels;
+  // the resampler would then ask for gigabytes. No real recording goes past
+  // these.
+  if (sourceRate_ > kHighestSourceRate || channels_ > kMostSourceChannels) {
+    error = "reports an impossible rate or channel count";
     return false;
   }
   return true;

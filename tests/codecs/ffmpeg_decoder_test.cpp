@@ -166,6 +166,29 @@ TEST(FFmpegDecoderRefusals, VideoOnlyEmptyMissingWrongEndingAndSecondOpen) {
   EXPECT_EQ(decoder.GetSeconds(), 0.0f);
 }
 
+// A mu-law Au file (which only this reader takes) whose header claims a rate
+// of 452 MHz or 200 channels is refused at once instead of making the
+// resampler ask for gigabytes.
+TEST(FFmpegDecoderRefusals, ImpossibleRatesAndChannelCountsInAHeader) {
+  auto au = [](std::uint32_t rate, std::uint32_t channels) {
+    std::string file = ".snd";
+    for (std::uint32_t word : {24u, 8000u, 1u /* mu-law */, rate, channels})
+      for (int shift = 24; shift >= 0; shift -= 8) file += static_cast<char>(word >> shift);
+    return file + std::string(8000, '\x55');
+  };
+  CDecoderFFMpeg decoder(1);
+  TCodecFormat format;
+  const std::string sane = test::FixtureScratchPath("sane.au");
+  test::WriteFile(sane, au(8000, 1));
+  ASSERT_EQ(decoder.Open(sane, format, kCodecRead), 1) << "a plain mu-law file plays";
+  decoder.Close();
+  for (auto [rate, channels] : {std::pair{452000000u, 1u}, std::pair{8000u, 200u}}) {
+    const std::string path = test::FixtureScratchPath("absurd.au");
+    test::WriteFile(path, au(rate, channels));
+    EXPECT_EQ(decoder.Open(path, format, kCodecRead), 0) << rate << " Hz, " << channels;
+  }
+}
+
 // The pending ring hands decoded overshoot to the next read in order: any
 // split of the reads gives the same samples.
 TEST(FFmpegDecoderRing, ReadSizesDoNotChangeTheSamples) {
