@@ -7,6 +7,7 @@
 #include "app/settings.h"
 #include "app/vantaro_app.h"
 #include "base/debug_log.h"
+#include "devices/output_devices.h"
 #include "library/song_database.h"
 
 namespace vantaro {
@@ -56,6 +57,8 @@ void RunCloseRoutine() {
   program.mainWindow = nullptr;
   DebugLog("close 3: timed threads stopped (background, jog, screen) after %ld ticks",
            program.ticksRun);
+  // Audio stops before the engine objects it renders are deleted.
+  CloseAudio(true);
   DebugLog("close 4: analysis and audio output stopped");
   const int chains = SaveMixerEffectChains(program.mixerRig, program.folders.settings);
   DebugLog("close 5: %d effect chains saved", chains);

@@ -17,6 +17,7 @@
 #include "app/vantaro_app.h"
 #include "base/debug_log.h"
 #include "base/thread_priority.h"
+#include "devices/output_devices.h"
 #include "effects/processor_features.h"
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
@@ -100,6 +101,12 @@ void WireTheMixer() {
   DebugLog("init 10: mixer wired");
 }
 
+void EnumerateOutputDevices() {
+  const int devices = EnumerateOutputs();
+  DebugLog("init 12: %d output devices", devices);
+  if (devices == 0) ShowMessage(FallbackText(kTextNoAudioDevice));
+}
+
 void ReadSettings() {
   const SettingsFileStatus status = LoadSettings(TheProgram().folders.settings);
   DebugLog("init 13: config.xml %s", status == SettingsFileStatus::kLoaded ? "read"
@@ -109,6 +116,21 @@ void ReadSettings() {
   if (CMixer* mixer = TheProgram().mixerRig.mixer.get()) mixer->ApplySettings(TheEngineSettings());
   DebugLog("init 14: settings applied, deck RAM allowance %u KB",
            TheEngineSettings().availKB.load());
+}
+
+void OpenAudioOutput() {
+  Settings& settings = TheSettings();
+  TOutputSelection selection = SelectionFromSettings(
+      TheOutputDeviceTable(), settings.audio0, settings.audio1, settings.audmod, settings.latncy);
+  const bool opened = OpenAudio(selection);
+  // The selection rules may have dropped the second device or forced the
+  // mode; what is saved at close is what plays.
+  settings.audmod = selection.outputMode;
+  settings.audio0 = selection.firstDevice >= 0 ? GetDeviceName(selection.firstDevice) : "";
+  settings.audio1 = selection.secondDevice >= 0 ? GetDeviceName(selection.secondDevice) : "";
+  DebugLog("init 16: audio output %s on \"%s\", mode %d, latency %d frames",
+           opened ? "open" : "not open", settings.audio0.c_str(), settings.audmod,
+           GetLatencyFrames());
 }
 
 void LoadEffectChains() {
@@ -158,9 +180,10 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   CreateAudioObjects();  // 9
   WireTheMixer();        // 10
   // 11 effect ranges to the control tables
-  // 12 output devices
-  ReadSettings();  // 13, 14 (shortcut files: none yet)
-  // 15 skins scanned; 16 controllers, audio output, analysis driver
+  EnumerateOutputDevices();  // 12
+  ReadSettings();            // 13, 14 (shortcut files: none yet)
+  // 15 skins scanned
+  OpenAudioOutput();  // 16 (controllers, analysis driver: none yet)
   // 17 work queues; 18 skin loaded
   DebugLog("init 18: error - NO SKIN WAS LOADED");
   LoadEffectChains();              // 19

@@ -117,6 +117,55 @@ TEST(Startup, SettingsAndLearntTracksSurviveARestart) {
       << tracks;
 }
 
+TEST(Startup, AudioOpensOnTheJackRowAndItsNameIsRemembered) {
+  XvfbServer x(1280, 800);
+  ASSERT_TRUE(x.Started());
+  TempDir home;
+  AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+  ASSERT_TRUE(app.WaitForOutput(kTicking)) << app.Output();
+  EXPECT_NE(
+      app.Output().find("init 16: audio output open on \"JACK Audio Connection Kit: system\""),
+      std::string::npos)
+      << app.Output();
+  // The program's stream is a client of the server, connected to its
+  // playback ports.
+  std::string ports;
+  ASSERT_EQ(test::RunCommand("jack_lsp -c 2>/dev/null", &ports), 0);
+  // (Another program under test may hold the name "PortAudio" already;
+  // JACK then numbers the next client.)
+  EXPECT_TRUE(
+      std::regex_search(ports, std::regex("PortAudio[^:\\n]*:out_0\\n   system:playback_1")))
+      << ports;
+  app.Signal(SIGTERM);
+  ASSERT_EQ(app.WaitForExit(), 0) << app.Output();
+  const std::string config = test::ReadFile(home.Path() + "/Vantaro/Settings/config.xml");
+  EXPECT_NE(config.find("name=\"audio0\" value=\"JACK Audio Connection Kit: system\" type=\"1\""),
+            std::string::npos)
+      << config;
+}
+
+TEST(Startup, WithoutAnyOutputDeviceTheUserIsToldAndTheProgramRuns) {
+  // A server name nobody serves: PortAudio finds no JACK and this machine
+  // has no sound card.
+  setenv("JACK_DEFAULT_SERVER", "vantaro-no-such-server", 1);
+  XvfbServer x(1280, 800);
+  ASSERT_TRUE(x.Started());
+  TempDir home;
+  AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+  ASSERT_TRUE(app.WaitForOutput("message: No audio output device was found")) << app.Output();
+  int status = -1;
+  for (int attempt = 0; attempt < 100 && status != 0; ++attempt) {
+    XWindowTool(x.Display(), "close-dialog", "vantaro", &status);
+    if (status != 0) usleep(100000);
+  }
+  ASSERT_TRUE(app.WaitForOutput(kTicking)) << "start-up goes on after the message\n"
+                                           << app.Output();
+  EXPECT_NE(app.Output().find("init 16: audio output not open"), std::string::npos);
+  app.Signal(SIGTERM);
+  EXPECT_EQ(app.WaitForExit(), 0) << app.Output();
+  ExpectOrderedClose(app.Output());
+}
+
 TEST(Startup, SamplesAreSeededOnlyWhenTheFolderIsNew) {
   XvfbServer x(1280, 800);
   ASSERT_TRUE(x.Started());
