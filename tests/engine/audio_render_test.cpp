@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <vector>
 
+#include "codecs/codec_set.h"
 #include "devices/offline_device.h"
 #include "effects/effect.h"
+#include "tests/support/test_support.h"
 
 namespace vantaro {
 namespace {
@@ -286,6 +289,27 @@ TEST(AudioRender, OfflineDeviceRendersWithinTheRealtimeRules) {
   EXPECT_EQ(FloatToDevice16(-1.5f), -32768);
   EXPECT_EQ(FloatToDevice16(0.5f), 16000);
   EXPECT_EQ(FloatToDevice16(1.0f / 64000.0f), 0) << "0.5 rounds to even";
+}
+
+TEST(AudioRender, OfflineDeviceWritesWhatADeviceWouldPlayToAWavFile) {
+  auto render = std::make_unique<AudioRenderer>();
+  BusMix mix;
+  render->mix = &mix;
+  render->outputMode = kOutputSplit;
+  test::TempDir dir;
+  OfflineDevice device(*render, 300, 2);
+  ASSERT_TRUE(device.RenderToWav(1000, dir.File("out.wav")));
+
+  CCodecSet reader(100);
+  TCodecFormat format{44100, 2, 16, 16, 0, 0};
+  ASSERT_EQ(reader.Open(dir.File("out.wav"), format, kCodecRead, 1000), 1);
+  EXPECT_EQ(format.frames, 1000) << "every block, the short last one too";
+  std::vector<std::int16_t> samples(2000);
+  ASSERT_EQ(reader.GetShortSamples(samples.data(), 1000, 0), 1000);
+  // Split mode: master mono left, monitor mono right, at the device's scale.
+  EXPECT_EQ(samples[1998], std::nearbyint(kMasterMono * 32000));
+  EXPECT_EQ(samples[1999], std::nearbyint(kMonitorMono * 32000));
+  EXPECT_FALSE(device.RenderToWav(10, dir.File("no/such/folder.wav")));
 }
 
 }  // namespace

@@ -5,41 +5,19 @@
 #include <cstdio>
 #include <cstring>
 
+#include "codecs/codec_set.h"
 #include "engine/engine_settings.h"
 
 namespace vantaro::test {
-namespace {
-
-void Put16(std::FILE* file, std::uint16_t v) {
-  const unsigned char b[2] = {static_cast<unsigned char>(v & 0xff),
-                              static_cast<unsigned char>(v >> 8)};
-  std::fwrite(b, 1, 2, file);
-}
-void Put32(std::FILE* file, std::uint32_t v) {
-  Put16(file, static_cast<std::uint16_t>(v & 0xffff));
-  Put16(file, static_cast<std::uint16_t>(v >> 16));
-}
-
-}  // namespace
-
 bool WriteStereoWav(const std::string& path, const std::vector<std::int16_t>& samples) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (!file) return false;
-  const auto bytes = static_cast<std::uint32_t>(samples.size() * 2);
-  std::fwrite("RIFF", 1, 4, file);
-  Put32(file, 36 + bytes);
-  std::fwrite("WAVEfmt ", 1, 8, file);
-  Put32(file, 16);
-  Put16(file, 1);
-  Put16(file, 2);
-  Put32(file, 44100);
-  Put32(file, 44100 * 4);
-  Put16(file, 4);
-  Put16(file, 16);
-  std::fwrite("data", 1, 4, file);
-  Put32(file, bytes);
-  if (!samples.empty()) std::fwrite(samples.data(), 2, samples.size(), file);  // little-endian
-  return std::fclose(file) == 0;
+  // The program's own WAV writer makes the test files.
+  CCodecSet writer(100);
+  TCodecFormat format{44100, 2, 16, 16, 0, 0};
+  const int frames = static_cast<int>(samples.size() / 2);
+  if (!writer.Open(path, format, kCodecWrite, std::max(frames, 1))) return false;
+  const bool written = frames == 0 || writer.PutSamples(samples.data(), frames) == frames;
+  writer.Close();
+  return written;
 }
 
 std::vector<std::int16_t> MakeSignal(std::int64_t frames,
