@@ -77,6 +77,17 @@ std::string ManyChannelPath(int channels) {
   return path;
 }
 
+// The path in single quotes for the shell. (Built by appending: g++ 12
+// warns falsely on "'" + path + "'" at -O2.)
+std::string ShellQuoted(const std::string& path) {
+  std::string quoted;
+  quoted.reserve(path.size() + 2);
+  quoted += '\'';
+  quoted += path;
+  quoted += '\'';
+  return quoted;
+}
+
 }  // namespace
 
 std::string FFmpegFixture(const std::string& name) {
@@ -84,12 +95,12 @@ std::string FFmpegFixture(const std::string& name) {
   if (Exists(path)) return path;
   const auto recipe = Recipes().find(name);
   if (recipe == Recipes().end()) return "";
-  std::string command = Replace(recipe->second, "$S", "'" + SignalPath() + "'");
+  std::string command = Replace(recipe->second, "$S", ShellQuoted(SignalPath()));
   if (command.find("$F") != std::string::npos)
-    command = Replace(command, "$F", "'" + ManyChannelPath(5) + "'");
+    command = Replace(command, "$F", ShellQuoted(ManyChannelPath(5)));
   if (command.find("$E") != std::string::npos)
-    command = Replace(command, "$E", "'" + ManyChannelPath(8) + "'");
-  command = Replace(command, "$O", "'" + path + "'");
+    command = Replace(command, "$E", ShellQuoted(ManyChannelPath(8)));
+  command = Replace(command, "$O", ShellQuoted(path));
   if (RunCommand(kQuiet + command) != 0 || !Exists(path)) return "";
   return path;
 }
