@@ -19,114 +19,85 @@ using test::kSignalFrames;
 
 constexpr int kBlock = 44100;
 
-TCodecFormat FloatStereo() {
-  TCodecFormat format;
-  format.sampleRate = 44100;
-  format.channels = 2;
-  format.bitsPerSample = 32;
-  format.containerBits = 32;
-  return format;
+// Makes `name` from `channels` channels of the 1000 Hz test signal (`seconds`
+// long), piped through `tool` (a sox or ffmpeg command line that reads a WAV
+// from stdin and ends in its output options); "" when a tool failed.
+std::string MadeFile(const std::string& name, const std::string& tool, int channels = 2,
+                     int seconds = 3) {
+  const std::string path = test::FixtureScratchPath(name);
+  const std::string command = "sox -D -n -r 44100 -c " + std::to_string(channels) +
+                              " -b 16 -t wav - synth " + std::to_string(seconds) +
+                              " sine 1000 vol 0.5 | " + tool + " '" + path + "'";
+  return test::RunCommand(command) == 0 ? path : "";
 }
 
-// Makes `name` from the test signal with a sox command line ending in the
-// output options; "" when sox failed.
-std::string SoxFile(const std::string& name, const std::string& outputOptions,
-                    const std::string& effects = "") {
-  const std::string path = test::FixtureScratchPath(name);
-  const std::string command =
-      "sox -D -n -r 44100 -c 2 -b 16 -t wav - synth 3 sine 1000 vol 0.5 | sox -D -t wav - " +
-      outputOptions + " '" + path + "' " + effects;
-  return test::RunCommand(command) == 0 ? path : "";
+struct SetCase {
+  std::string path;
+  const char* codec;  // the codec that must take the file
+  int sourceChannels;
+  int64_t frames;
+  double leftHz = test::kSignalHz;
+  double rightHz = test::kSignalHz;
+  double toleranceDb = 0.5;
+};
+
+// Opens `c.path` through `set` as 44100 Hz float stereo and plays it to its
+// end: the reported length is exact, the tones and level are kept.
+void ExpectPlaysThroughSet(CCodecSet& set, const SetCase& c) {
+  SCOPED_TRACE(c.path);
+  ASSERT_FALSE(c.path.empty());
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+  ASSERT_EQ(set.Open(c.path, format, kCodecRead, kBlock), 1);
+  EXPECT_STREQ(set.CurrentCodecName(), c.codec);
+  EXPECT_EQ(set.SourceFormat().sampleRate, 44100) << "the reader converts the rate itself";
+  EXPECT_EQ(set.SourceFormat().channels, c.sourceChannels);
+  EXPECT_EQ(format.frames, c.frames);
+  const std::vector<float> all = test::ReadSetToEnd(set, 2, kBlock);
+  EXPECT_EQ(static_cast<int64_t>(all.size()) / 2, c.frames);
+  const std::vector<float> middle = test::Frames(all, 2, 22050, 44100);
+  EXPECT_NEAR(test::ToneFrequency(middle, 2, 0), c.leftHz, 0.5);
+  EXPECT_NEAR(test::ToneFrequency(middle, 2, 1), c.rightHz, 0.5);
+  EXPECT_NEAR(test::LevelDb(middle, 2, 0), 0.0, c.toleranceDb);
+  EXPECT_NEAR(test::LevelDb(middle, 2, 1), 0.0, c.toleranceDb);
+  if (c.sourceChannels == 1) {
+    for (size_t i = 0; i < all.size(); i += 2) ASSERT_EQ(all[i], all[i + 1]) << i / 2;
+  }
+  set.Close();
 }
 
 TEST(FFmpegInCodecSet, StandsLastAndTakesOnlyWhatOthersRefuse) {
   CCodecSet set(30);
   ASSERT_GE(set.CodecCount(), 1);
   EXPECT_STREQ(set.CodecAt(set.CodecCount() - 1)->GetName(), "ffmpeg-audio");
-
-  // A plain 16-bit WAV stays with the native reader.
-  const std::string plain = SoxFile("plain.wav", "-b 16");
-  ASSERT_FALSE(plain.empty());
-  TCodecFormat format = FloatStereo();
-  ASSERT_EQ(set.Open(plain, format, kCodecRead, kBlock), 1);
-  EXPECT_STREQ(set.CurrentCodecName(), "wav");
-  set.Close();
-
-  // What the native readers refuse still plays.
-  struct Refused {
-    std::string path;
-    double toleranceDb;
-  };
-  const std::vector<Refused> refused = {
-      {FFmpegFixture("ext24.wav"), 0.1},
-      {SoxFile("mulaw.au", "-e mu-law -b 8"), 0.2},
-      {SoxFile("eight.aiff", "-b 8"), 0.3},
-      {SoxFile("float.aif", "-t aifc -e floating-point -b 32"), 0.1},
-  };
-  for (const Refused& file : refused) {
-    ASSERT_FALSE(file.path.empty());
-    format = FloatStereo();
-    ASSERT_EQ(set.Open(file.path, format, kCodecRead, kBlock), 1) << file.path;
-    EXPECT_STREQ(set.CurrentCodecName(), "ffmpeg-audio") << file.path;
-    EXPECT_EQ(format.frames, kSignalFrames) << file.path;
-    const std::vector<float> all = test::ReadSetToEnd(set, 2, kBlock);
-    EXPECT_EQ(static_cast<int64_t>(all.size()) / 2, kSignalFrames) << file.path;
-    const std::vector<float> middle = test::Frames(all, 2, 22050, 88200);
-    EXPECT_NEAR(test::LevelDb(middle, 2, 0), 0.0, file.toleranceDb) << file.path;
-    EXPECT_NEAR(test::ToneFrequency(middle, 2, 1), test::kSignalHz, 0.5) << file.path;
-    set.Close();
-  }
+  // A plain 16-bit WAV stays with the native reader; what the native readers
+  // refuse still plays.
+  for (const SetCase& c : std::vector<SetCase>{
+           {MadeFile("plain.wav", "sox -D -t wav - -b 16"), "wav", 2, kSignalFrames},
+           {FFmpegFixture("ext24.wav"), "ffmpeg-audio", 2, kSignalFrames, 1000, 1000, 0.1},
+           {MadeFile("mulaw.au", "sox -D -t wav - -e mu-law -b 8"), "ffmpeg-audio", 2,
+            kSignalFrames, 1000, 1000, 0.2},
+           {MadeFile("eight.aiff", "sox -D -t wav - -b 8"), "ffmpeg-audio", 2, kSignalFrames, 1000,
+            1000, 0.3},
+           {MadeFile("float.aif", "sox -D -t wav - -t aifc -e floating-point -b 32"),
+            "ffmpeg-audio", 2, kSignalFrames, 1000, 1000, 0.1}})
+    ExpectPlaysThroughSet(set, c);
 }
 
-// The set sees a 44100 Hz source for a 48 kHz file, so its linear
-// interpolation never runs, and its reported length is exact.
-TEST(FFmpegInCodecSet, FortyEightKilohertzArrivesConverted) {
-  const std::string path = FFmpegFixture("flac48.flac");
-  ASSERT_FALSE(path.empty());
+// A 48 kHz file reaches the set as 44100 Hz, so the set's linear
+// interpolation never runs; five channels reach the set and a stereo target
+// keeps channels 1 and 2 (300 and 500 Hz); a mono MP3 carries the same
+// samples on both sides.
+TEST(FFmpegInCodecSet, RatesAndChannelLayoutsArriveFitted) {
   CCodecSet set(30);
-  TCodecFormat format = FloatStereo();
-  ASSERT_EQ(set.Open(path, format, kCodecRead, kBlock), 1);
-  EXPECT_EQ(set.SourceFormat().sampleRate, 44100);
-  EXPECT_EQ(set.SourceFormat().bitsPerSample, 16);
-  EXPECT_EQ(format.frames, kSignalFrames);
-  const std::vector<float> all = test::ReadSetToEnd(set, 2, kBlock);
-  EXPECT_EQ(static_cast<int64_t>(all.size()) / 2, kSignalFrames);
-}
-
-// Five channels reach the set; a stereo target keeps channels 1 and 2.
-TEST(FFmpegInCodecSet, FiveChannelAacKeepsTheFirstTwoChannels) {
-  const std::string path = FFmpegFixture("five.m4a");
-  ASSERT_FALSE(path.empty());
-  CCodecSet set(30);
-  TCodecFormat format = FloatStereo();
-  ASSERT_EQ(set.Open(path, format, kCodecRead, kBlock), 1);
-  EXPECT_EQ(set.SourceFormat().channels, 5);
-  const std::vector<float> all = test::ReadSetToEnd(set, 2, kBlock);
-  EXPECT_EQ(static_cast<int64_t>(all.size()) / 2, kSignalFrames);
-  const std::vector<float> middle = test::Frames(all, 2, 22050, 88200);
-  EXPECT_NEAR(test::ToneFrequency(middle, 2, 0), 300.0, 0.5);
-  EXPECT_NEAR(test::ToneFrequency(middle, 2, 1), 500.0, 0.5);
-  EXPECT_NEAR(test::LevelDb(middle, 2, 0), 0.0, 0.5);
-}
-
-// A mono MP3 read as stereo carries the same samples on both sides.
-TEST(FFmpegInCodecSet, MonoMp3ReadAsStereoIsTheSameOnBothSides) {
-  const std::string path = test::FixtureScratchPath("mono.mp3");
-  ASSERT_EQ(
-      test::RunCommand(
-          "sox -D -n -r 44100 -c 1 -b 16 -t wav - synth 2 sine 1000 vol 0.5 | ffmpeg -nostdin "
-          "-hide_banner -loglevel error -y -i - -c:a libmp3lame -b:a 128k '" +
-          path + "'"),
-      0);
-  CCodecSet set(30);
-  TCodecFormat format = FloatStereo();
-  ASSERT_EQ(set.Open(path, format, kCodecRead, kBlock), 1);
-  EXPECT_EQ(set.SourceFormat().channels, 1);
-  EXPECT_EQ(format.frames, 88200);
-  const std::vector<float> all = test::ReadSetToEnd(set, 2, kBlock);
-  ASSERT_EQ(static_cast<int64_t>(all.size()) / 2, 88200);
-  for (size_t i = 0; i < all.size(); i += 2) ASSERT_EQ(all[i], all[i + 1]) << i / 2;
-  EXPECT_NEAR(test::LevelDb(test::Frames(all, 2, 22050, 44100), 2, 1), 0.0, 0.5);
+  ExpectPlaysThroughSet(set, {FFmpegFixture("flac48.flac"), "ffmpeg-audio", 2, kSignalFrames});
+  ExpectPlaysThroughSet(set,
+                        {FFmpegFixture("five.m4a"), "ffmpeg-audio", 5, kSignalFrames, 300, 500});
+  ExpectPlaysThroughSet(
+      set, {MadeFile("mono.mp3",
+                     "ffmpeg -nostdin -hide_banner -loglevel error -y -i - -c:a libmp3lame -b:a "
+                     "128k",
+                     1, 2),
+            "ffmpeg-audio", 1, 88200});
 }
 
 // The end of the stream is a short read through the set as well.
@@ -134,7 +105,7 @@ TEST(FFmpegInCodecSet, LastReadIsShortAndLaterReadsAreEmpty) {
   const std::string path = FFmpegFixture("aac.m4a");
   ASSERT_FALSE(path.empty());
   CCodecSet set(30);
-  TCodecFormat format = FloatStereo();
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
   ASSERT_EQ(set.Open(path, format, kCodecRead, kBlock), 1);
   constexpr int kRead = 40000;
   std::vector<float> block(kRead * 2);

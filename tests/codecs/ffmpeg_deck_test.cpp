@@ -78,9 +78,9 @@ int64_t LastSoundFrame(const std::vector<float>& stereo, float threshold) {
 
 struct DeckCase {
   const char* file;
-  double leftHz;
-  double rightHz;
   bool gapless;  // the file says how much encoder delay and padding to drop
+  double leftHz = test::kSignalHz;
+  double rightHz = test::kSignalHz;
 };
 
 void PrintTo(const DeckCase& c, std::ostream* out) {
@@ -100,8 +100,6 @@ TEST_P(FFmpegOnDeckTest, PlaysFromStartToItsRealEnd) {
   EXPECT_GE(play.length, kSignalFrames);
   EXPECT_LE(play.length, kSignalFrames + 2304);
 
-  // The tone runs to the end of the song and not a block further: the deck
-  // neither cuts the file short nor plays on into silence it was told of.
   // The tone runs to the end of the song and not further: after the deck's
   // stop fade (under 500 frames) there is silence; and where the file names
   // its exact end, the tone is at full level up to the last 1000 frames, so
@@ -131,22 +129,19 @@ TEST_P(FFmpegOnDeckTest, PlaysFromStartToItsRealEnd) {
 
 // The five-channel file has its own tone per channel (300, 500, 700, 900,
 // 1100 Hz): the deck plays the first two, nothing mixed in.
-INSTANTIATE_TEST_SUITE_P(
-    Formats, FFmpegOnDeckTest,
-    ::testing::Values(
-        DeckCase{"cbr.mp3", 1000, 1000, true}, DeckCase{"vbr.mp3", 1000, 1000, true},
-        DeckCase{"cbr_noxing.mp3", 1000, 1000, false},
-        DeckCase{"vbr_noxing.mp3", 1000, 1000, false}, DeckCase{"aac.m4a", 1000, 1000, true},
-        DeckCase{"vorbis.ogg", 1000, 1000, true}, DeckCase{"opus.opus", 1000, 1000, true},
-        DeckCase{"flac.flac", 1000, 1000, true}, DeckCase{"flac48.flac", 1000, 1000, true},
-        DeckCase{"flac96.flac", 1000, 1000, true}, DeckCase{"adts.aac", 1000, 1000, false},
-        DeckCase{"ext24.wav", 1000, 1000, true}, DeckCase{"five.m4a", 300, 500, true}),
-    [](const ::testing::TestParamInfo<DeckCase>& info) {
-      std::string name = info.param.file;
-      for (char& ch : name)
-        if (!std::isalnum(static_cast<unsigned char>(ch))) ch = '_';
-      return name;
-    });
+INSTANTIATE_TEST_SUITE_P(Formats, FFmpegOnDeckTest,
+                         ::testing::Values(DeckCase{"cbr.mp3", true}, DeckCase{"vbr.mp3", true},
+                                           DeckCase{"cbr_noxing.mp3", false},
+                                           DeckCase{"vbr_noxing.mp3", false},
+                                           DeckCase{"aac.m4a", true}, DeckCase{"vorbis.ogg", true},
+                                           DeckCase{"opus.opus", true}, DeckCase{"flac.flac", true},
+                                           DeckCase{"flac48.flac", true},
+                                           DeckCase{"flac96.flac", true},
+                                           DeckCase{"adts.aac", false}, DeckCase{"ext24.wav", true},
+                                           DeckCase{"five.m4a", true, 300, 500}),
+                         [](const ::testing::TestParamInfo<DeckCase>& info) {
+                           return test::FileTestName(info.param.file);
+                         });
 
 // The stream's start time (1 s) is silence at the head of the song on the
 // deck, and the song's length counts it.
@@ -166,11 +161,8 @@ TEST(FFmpegOnDeck, StartTimePlaysAsLeadingSilence) {
 // An MP3 cut at 60 % of its bytes plays on the deck up to where it breaks,
 // then the deck falls silent; nothing crashes.
 TEST(FFmpegOnDeck, TruncatedMp3PlaysToTheBreakThenSilence) {
-  const std::string full = FFmpegFixture("cbr.mp3");
-  ASSERT_FALSE(full.empty());
-  const std::string data = test::ReadFile(full);
-  const std::string cut = test::FixtureScratchPath("deck_cut.mp3");
-  test::WriteFile(cut, data.substr(0, data.size() * 6 / 10));
+  const std::string cut = test::CutFixture("cbr.mp3", "deck_cut.mp3", 0.6);
+  ASSERT_FALSE(cut.empty());
   const DeckPlay play = PlayOnDeck(cut);
   ASSERT_TRUE(play.loaded);
   const int64_t lastSound = LastSoundFrame(play.output, 0.01f);

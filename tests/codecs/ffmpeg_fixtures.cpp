@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cctype>
 #include <cmath>
 #include <map>
 #include <memory>
@@ -107,6 +108,30 @@ std::string FFmpegFixture(const std::string& name) {
 
 std::string FixtureScratchPath(const std::string& name) {
   return Folder().File(name);
+}
+
+std::string CutFixture(const std::string& name, const std::string& copyName, double fraction) {
+  const std::string from = FFmpegFixture(name);
+  if (from.empty()) return "";
+  const std::string data = ReadFile(from);
+  const std::string path = FixtureScratchPath(copyName);
+  WriteFile(path, data.substr(0, static_cast<size_t>(data.size() * fraction)));
+  return path;
+}
+
+::testing::AssertionResult OpenFixture(CBaseCodec& codec, const std::string& name,
+                                       TCodecFormat& format) {
+  const std::string path = name.find('/') != std::string::npos ? name : FFmpegFixture(name);
+  if (path.empty()) return ::testing::AssertionFailure() << "could not make " << name;
+  if (codec.Open(path, format, kCodecRead) != 1)
+    return ::testing::AssertionFailure() << "could not open " << path;
+  return ::testing::AssertionSuccess();
+}
+
+std::string FileTestName(std::string file) {
+  for (char& ch : file)
+    if (!std::isalnum(static_cast<unsigned char>(ch))) ch = '_';
+  return file;
 }
 
 std::vector<float> ReadDecoderToEnd(CBaseCodec& codec, int channels, int blockFrames, int* reads) {

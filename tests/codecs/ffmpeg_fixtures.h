@@ -5,12 +5,15 @@
 // only the files it asks for, once, in its own temporary folder. sox runs
 // without dither, so every run makes the same files.
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "codecs/base_codec.h"
+
 namespace vantaro {
-class CBaseCodec;
 class CCodecSet;
 }  // namespace vantaro
 
@@ -25,6 +28,14 @@ inline constexpr double kSignalAmplitude = 0.5;
 std::string FFmpegFixture(const std::string& name);
 // A new path in the fixtures' folder, for files a test makes itself.
 std::string FixtureScratchPath(const std::string& name);
+// A copy of the first `fraction` of fixture `name`'s bytes at scratch path
+// `copyName` ("" when the fixture could not be made).
+std::string CutFixture(const std::string& name, const std::string& copyName, double fraction);
+// Opens fixture `name` (or the file `name` when it holds a '/') for reading.
+::testing::AssertionResult OpenFixture(CBaseCodec& codec, const std::string& name,
+                                       TCodecFormat& format);
+// A test name made of a file name (".", "_" and the like become "_").
+std::string FileTestName(std::string file);
 
 // Reads a decoder from frame 0 in blocks of `blockFrames` until a short read,
 // as floats (16-bit sample / 32768). `reads` gets the number of calls made.
