@@ -61,6 +61,11 @@ TEST(EffectChain, RunsEnabledEffectsInListOrderWithoutAllocating) {
   ASSERT_NE(b, nullptr);
   EXPECT_EQ(chain.AddEffect(12345, 1.0f), nullptr);  // unknown type
   EXPECT_EQ(chain.Count(), 2);
+  // The equaliser is a chain type of its own.
+  CEffectChain eqChain;
+  EXPECT_NE(dynamic_cast<CEffectEqualizerIIR*>(eqChain.AddEffect(kEffectTypeEqualizerIIR, 1.0f)),
+            nullptr);
+  EXPECT_EQ(eqChain.Entry(0)->name, "Equalizer");
   a->percent = 50;
   b->percent = 10;
   std::vector<float> block = Block(128, 1.0f);
@@ -144,13 +149,6 @@ TEST(EffectChain, ChangesWhileAnotherThreadRendersNeverTearTheList) {
   audio.join();
   EXPECT_FALSE(badBlock.load());
   EXPECT_EQ(chain.CollectRetired(), 0);
-}
-
-TEST(EffectChain, EqualizerIsAChainTypeOfItsOwn) {
-  CEffectChain chain;
-  CEffect* eq = chain.AddEffect(kEffectTypeEqualizerIIR, 1.0f);
-  ASSERT_NE(dynamic_cast<CEffectEqualizerIIR*>(eq), nullptr);
-  EXPECT_EQ(chain.Entry(0)->name, "Equalizer");
 }
 
 }  // namespace

@@ -33,45 +33,33 @@ class Retirement {
   std::atomic<bool> done_{false};
 };
 
-TEST(DeckThreadsBlockStore, FreeWaitsForTheRenderInFlight) {
-  DeckBlockStore store;
-  DeckBlock* block = DeckBlockStore::AllocateBlock();
-  ASSERT_NE(block, nullptr);
-  block->samples[0] = 1234;
-  store.Publish(3, block);
-
-  store.EnterRender();
-  const DeckBlock* seen = store.Block(3);
-  ASSERT_EQ(seen, block);
-  {
+TEST(DeckThreadsBlockStore, FreeWaitsForTheRenderOrReaderInFlight) {
+  for (const bool render : {true, false}) {
+    DeckBlockStore store;
+    DeckBlock* block = DeckBlockStore::AllocateBlock();
+    ASSERT_NE(block, nullptr);
+    block->samples[10 * 2] = 1234;
+    store.Publish(3, block);
+    render ? store.EnterRender() : store.EnterReader();
+    const std::int16_t* seen =
+        render ? &store.Block(3)->samples[10 * 2] : store.FramePointer(3 * kBlockFrames + 10);
+    ASSERT_NE(seen, nullptr);
     Retirement retirement(store, 3);
     EXPECT_EQ(store.Block(3), nullptr) << "the slot is cleared at once";
+    EXPECT_EQ(store.FramePointer(3 * kBlockFrames + 10), nullptr);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(retirement.Done()) << "freed under a render that still holds it";
-    EXPECT_EQ(seen->samples[0], 1234);
-    store.LeaveRender();
+    EXPECT_FALSE(retirement.Done())
+        << "freed under a " << (render ? "render" : "reader") << " that still holds it";
+    EXPECT_EQ(*seen, 1234);
+    render ? store.LeaveRender() : store.LeaveReader();
   }
-  // With no render inside, a retirement does not wait.
+  // With nobody inside, a retirement does not wait.
+  DeckBlockStore store;
   store.Publish(4, DeckBlockStore::AllocateBlock());
   Retirement quick(store, 4);
   for (int i = 0; i < 60000 && !quick.Done(); ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   EXPECT_TRUE(quick.Done());
-}
-
-TEST(DeckThreadsBlockStore, FreeWaitsForAReaderInFlight) {
-  DeckBlockStore store;
-  store.Publish(0, DeckBlockStore::AllocateBlock());
-  store.EnterReader();
-  const std::int16_t* frame = store.FramePointer(10);
-  ASSERT_NE(frame, nullptr);
-  {
-    Retirement retirement(store, 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(retirement.Done());
-    EXPECT_EQ(store.FramePointer(10), nullptr);
-    store.LeaveReader();
-  }
 }
 
 TEST(DeckBlockStore, StatesPercentAndTableEdges) {

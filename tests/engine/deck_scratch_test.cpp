@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "engine/engine_settings.h"
 #include "tests/engine/deck_test_rig.h"
@@ -44,6 +45,17 @@ class DeckHands : public ::testing::Test {
     return reached;
   }
 
+  // `ticks` jog ticks, each after 1100 rendered frames; returns what was heard.
+  std::vector<float> ScratchTicks(int ticks) {
+    std::vector<float> heard;
+    for (int tick = 0; tick < ticks; ++tick) {
+      const std::vector<float> out = rig_.Render(1100);
+      heard.insert(heard.end(), out.begin(), out.end());
+      deck_->ScratchTick(CSoundSource::kJogIdleLimit);
+    }
+    return heard;
+  }
+
   // The controller jog's step sum, read back from the speed it asks for:
   // target = start + sum * 41, speed = (target - position) / 1890.
   double JogSum(double start) {
@@ -57,7 +69,9 @@ class DeckHands : public ::testing::Test {
 };
 
 TEST_F(DeckHands, ReleasedFastFromAPlayingDeckItGlidesBackOver75000Frames) {
-  for (int delta : {15, 14}) {
+  // A last change of 15 wheel units glides; 14, or key lock on, does not.
+  for (auto [delta, keyLock] : {std::pair{15, false}, {14, false}, {15, true}}) {
+    deck_->SetKeyLock(keyLock);
     PlayingSteadily();
     deck_->BeginScratch(0, false);
     deck_->MoveScratch(-116 + delta);
@@ -66,7 +80,9 @@ TEST_F(DeckHands, ReleasedFastFromAPlayingDeckItGlidesBackOver75000Frames) {
     ASSERT_NEAR(deck_->GetSpeed(), 1.6, 0.01);
     deck_->EndScratch();
     EXPECT_TRUE(deck_->IsPlaying());
-    if (delta == 15) {
+    if (keyLock) {
+      EXPECT_FALSE(deck_->IsGliding()) << "key lock";
+    } else if (delta == 15) {
       EXPECT_TRUE(deck_->IsGliding());
       double midway = 0;
       long reached = -1;
@@ -83,17 +99,6 @@ TEST_F(DeckHands, ReleasedFastFromAPlayingDeckItGlidesBackOver75000Frames) {
       EXPECT_NEAR(FramesUntilSpeed(1.0, 4000), 2000, 60) << "the ordinary ramp";
     }
   }
-}
-
-TEST_F(DeckHands, KeyLockKeepsAThrownPlatterFromGliding) {
-  deck_->SetKeyLock(true);
-  PlayingSteadily();
-  deck_->BeginScratch(0, false);
-  deck_->MoveScratch(-101);
-  deck_->MoveScratch(-116);
-  rig_.Render(2500);
-  deck_->EndScratch();
-  EXPECT_FALSE(deck_->IsGliding());
 }
 
 TEST_F(DeckHands, APausedDeckThrownHardEnoughStarts) {
@@ -149,19 +154,11 @@ TEST_F(DeckHands, MouseScratchChasesTheHandAndComesToRestOnIt) {
   PausedAt(88200);
   deck_->BeginScratch(100, false);
   deck_->MoveScratch(90);  // ten units forwards: 310 frames
-  std::vector<float> heard;
-  for (int tick = 0; tick < 40; ++tick) {
-    const std::vector<float> out = rig_.Render(1100);
-    heard.insert(heard.end(), out.begin(), out.end());
-    deck_->ScratchTick(CSoundSource::kJogIdleLimit);
-  }
+  const std::vector<float> heard = ScratchTicks(40);
   EXPECT_NEAR(deck_->GetExactPosition(), 88200 + 310, 1.0);
   EXPECT_GT(test::Peak(heard, 2, 0), 0.02) << "the moving platter is heard";
   deck_->MoveScratch(110);  // ten units back from the start
-  for (int tick = 0; tick < 40; ++tick) {
-    rig_.Render(1100);
-    deck_->ScratchTick(CSoundSource::kJogIdleLimit);
-  }
+  ScratchTicks(40);
   EXPECT_NEAR(deck_->GetExactPosition(), 88200 - 310, 1.0);
   deck_->EndScratch();
 
@@ -170,10 +167,7 @@ TEST_F(DeckHands, MouseScratchChasesTheHandAndComesToRestOnIt) {
   deck_->BeginScratch(0, true);
   deck_->MoveScratch(500);
   deck_->MoveScratch(-200);
-  for (int tick = 0; tick < 40; ++tick) {
-    rig_.Render(1100);
-    deck_->ScratchTick(CSoundSource::kJogIdleLimit);
-  }
+  ScratchTicks(40);
   EXPECT_NEAR(deck_->GetExactPosition(), start + 300, 1.0);
   deck_->EndScratch();
   EXPECT_FALSE(deck_->IsPlaying());

@@ -29,11 +29,15 @@ std::string WriteRampFile(const TempDir& dir, const std::string& name, std::int6
   return path;
 }
 
-TEST(DeckStore, BlockCountIsTheCeilingAndTheLastBlockHoldsTheRest) {
+// One deck on a rig, and a folder for its songs.
+class DeckStore : public ::testing::Test {
+ protected:
   TempDir dir;
   DeckRig rig;
   CSoundSource& deck = rig.AddDeck();
+};
 
+TEST_F(DeckStore, BlockCountIsTheCeilingAndTheLastBlockHoldsTheRest) {
   ASSERT_TRUE(rig.Load(WriteRampFile(dir, "exact.wav", 3 * 44100)));
   EXPECT_EQ(deck.BlockCount(), 3);
   EXPECT_EQ(deck.GetLength(), 3 * 44100);
@@ -52,10 +56,7 @@ TEST(DeckStore, BlockCountIsTheCeilingAndTheLastBlockHoldsTheRest) {
     EXPECT_EQ(deck.Stripes(which).size(), static_cast<size_t>(deck.StripeCount() + 1));
 }
 
-TEST(DeckStore, FirstAndLastTwoBlocksArePinned) {
-  TempDir dir;
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
+TEST_F(DeckStore, FirstAndLastTwoBlocksArePinned) {
   ASSERT_TRUE(rig.Load(WriteRampFile(dir, "two.wav", 2 * 44100 - 5)));
   EXPECT_EQ(deck.BlockCount(), 2);
   EXPECT_TRUE(deck.IsBlockPinned(0));
@@ -70,11 +71,8 @@ TEST(DeckStore, FirstAndLastTwoBlocksArePinned) {
   EXPECT_TRUE(deck.IsBlockPinned(3));
 }
 
-TEST(DeckStore, RamTestChoosesStreamingAtTheBudgetEdge) {
-  TempDir dir;
+TEST_F(DeckStore, RamTestChoosesStreamingAtTheBudgetEdge) {
   const std::string path = WriteRampFile(dir, "ten.wav", 10 * 44100);
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
   {
     // 172 KB a block, room for both decks: ten blocks fit when the budget
     // holds more than twenty.
@@ -95,11 +93,8 @@ TEST(DeckStore, RamTestChoosesStreamingAtTheBudgetEdge) {
   }
 }
 
-TEST(DeckStore, StreamingDecodesAWindowAndReversePullsBlocksBackwards) {
-  TempDir dir;
+TEST_F(DeckStore, StreamingDecodesAWindowAndReversePullsBlocksBackwards) {
   test::AvailKBOverride budget(0);
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
   ASSERT_TRUE(rig.Load(WriteRampFile(dir, "long.wav", 60 * 44100)));
   ASSERT_TRUE(deck.IsStreaming());
   EXPECT_EQ(deck.GetDecodedPercent(), 100);
@@ -123,9 +118,7 @@ TEST(DeckStore, StreamingDecodesAWindowAndReversePullsBlocksBackwards) {
   EXPECT_EQ(deck.BlockState(45), kBlockNeverDecoded);
 }
 
-TEST(DeckStore, BlocksBeyondTheTableReadAsSilenceAndAreNeverDecoded) {
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
+TEST_F(DeckStore, BlocksBeyondTheTableReadAsSilenceAndAreNeverDecoded) {
   const std::int64_t frames = static_cast<std::int64_t>(kMaxBlocks + 2) * 44100;
   auto generated = std::make_unique<test::GeneratedDecoder>(frames, 10000);
   test::GeneratedDecoder* decoder = generated.get();
@@ -159,11 +152,8 @@ TEST(DeckStore, BlocksBeyondTheTableReadAsSilenceAndAreNeverDecoded) {
   EXPECT_EQ(decoder->Reads(), readsBefore);
 }
 
-TEST(DeckStore, EvictionRulesOfBothModes) {
-  TempDir dir;
+TEST_F(DeckStore, EvictionRulesOfBothModes) {
   const std::string path = WriteRampFile(dir, "eight.wav", 8 * 44100);
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
   ASSERT_TRUE(rig.Load(path));
   ASSERT_FALSE(deck.IsStreaming());
   // The ordinary mode keeps a decoded song whole: only a forced eviction
@@ -193,10 +183,7 @@ TEST(DeckStore, EvictionRulesOfBothModes) {
   EXPECT_FALSE(deck.IsSeekPending());
 }
 
-TEST(DeckStore, ReadersScaleWrapAndReadMissingAsZero) {
-  TempDir dir;
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
+TEST_F(DeckStore, ReadersScaleWrapAndReadMissingAsZero) {
   const std::int64_t frames = 2 * 44100 + 300;
   ASSERT_TRUE(rig.Load(WriteRampFile(dir, "r.wav", frames)));
   EXPECT_EQ(deck.GetSample16(1234, 0), 1234);
@@ -216,10 +203,7 @@ TEST(DeckStore, ReadersScaleWrapAndReadMissingAsZero) {
   EXPECT_EQ(out[0], 0.0f) << "an absent block reads as zeros";
 }
 
-TEST(DeckStore, SeekWaitsForItsBlockAndIsRefusedWhenItCannotApply) {
-  TempDir dir;
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
+TEST_F(DeckStore, SeekWaitsForItsBlockAndIsRefusedWhenItCannotApply) {
   deck.SeekRequest(1000);
   EXPECT_FALSE(deck.IsSeekPending()) << "no song ready";
   ASSERT_TRUE(rig.Load(WriteRampFile(dir, "s.wav", 5 * 44100)));
@@ -241,10 +225,7 @@ TEST(DeckStore, SeekWaitsForItsBlockAndIsRefusedWhenItCannotApply) {
   deck.EndScratch();
 }
 
-TEST(DeckStore, LoadFailuresLeaveAnEmptyDeckMarkedFailed) {
-  TempDir dir;
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
+TEST_F(DeckStore, LoadFailuresLeaveAnEmptyDeckMarkedFailed) {
   EXPECT_FALSE(rig.Load(dir.File("missing.wav")));
   EXPECT_EQ(deck.GetUiState(), kUiFailed);
   EXPECT_FALSE(deck.IsSongLoaded());
@@ -264,10 +245,7 @@ TEST(DeckStore, LoadFailuresLeaveAnEmptyDeckMarkedFailed) {
   EXPECT_EQ(test::Peak(out, 2, 0), 0.0);
 }
 
-TEST(DeckStore, LoadSongQueuesOneLoadAndAutoPlayStartsIt) {
-  TempDir dir;
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
+TEST_F(DeckStore, LoadSongQueuesOneLoadAndAutoPlayStartsIt) {
   const std::string path = WriteRampFile(dir, "a.wav", 44100);
   EXPECT_EQ(deck.LoadSong(path, true, nullptr, false), 1);
   EXPECT_EQ(deck.GetUiState(), kUiLoading);
@@ -280,17 +258,15 @@ TEST(DeckStore, LoadSongQueuesOneLoadAndAutoPlayStartsIt) {
   EXPECT_FALSE(deck.IsPlaying()) << "a load stops the deck";
 }
 
+// What the analysis feed was given; every block must carry the ramp's own
+// values.
 struct FeedLog {
   std::vector<int> blocks;
   std::vector<int> frames;
   int songDecoded = 0;
 };
 
-TEST(DeckStore, AnalysisFeedSeesEveryFirstDecodeOnce) {
-  TempDir dir;
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
-  FeedLog log;
+DeckAnalysisFeed LoggingFeed(FeedLog& log) {
   DeckAnalysisFeed feed;
   feed.user = &log;
   feed.blockDecoded = [](CSoundSource&, int block, const std::int16_t* samples, int frames,
@@ -301,7 +277,12 @@ TEST(DeckStore, AnalysisFeedSeesEveryFirstDecodeOnce) {
     EXPECT_EQ(samples[2 * 5], Ramp(block * 44100LL + 5, 0));
   };
   feed.songDecoded = [](CSoundSource&, void* user) { ++static_cast<FeedLog*>(user)->songDecoded; };
-  deck.SetAnalysisFeed(feed);
+  return feed;
+}
+
+TEST_F(DeckStore, AnalysisFeedSeesEveryFirstDecodeOnce) {
+  FeedLog log;
+  deck.SetAnalysisFeed(LoggingFeed(log));
   ASSERT_TRUE(rig.Load(WriteRampFile(dir, "f.wav", 3 * 44100 + 10)));
   std::vector<int> sorted = log.blocks;
   std::sort(sorted.begin(), sorted.end());
@@ -317,19 +298,10 @@ TEST(DeckStore, AnalysisFeedSeesEveryFirstDecodeOnce) {
   EXPECT_FLOAT_EQ(deck.GetBPM(), 128.0f);
 }
 
-TEST(DeckStore, ATempoFromTheDatabaseSkipsTheAnalysis) {
-  TempDir dir;
+TEST_F(DeckStore, ATempoFromTheDatabaseSkipsTheAnalysis) {
   const std::string path = WriteRampFile(dir, "t.wav", 3 * 44100);
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
   FeedLog log;
-  DeckAnalysisFeed feed;
-  feed.user = &log;
-  feed.blockDecoded = [](CSoundSource&, int block, const std::int16_t*, int, void* user) {
-    static_cast<FeedLog*>(user)->blocks.push_back(block);
-  };
-  feed.songDecoded = [](CSoundSource&, void* user) { ++static_cast<FeedLog*>(user)->songDecoded; };
-  deck.SetAnalysisFeed(feed);
+  deck.SetAnalysisFeed(LoggingFeed(log));
 
   TZKSongRecord record;
   record.bpm = 126.0f;
@@ -358,10 +330,7 @@ struct LoadEvents {
   std::vector<int> events;
 };
 
-TEST(DeckStore, UnloadFreesEverythingAndReportsIt) {
-  TempDir dir;
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
+TEST_F(DeckStore, UnloadFreesEverythingAndReportsIt) {
   LoadEvents events;
   deck.SetLoadCallback(
       [](int, int loaded, void* user) { static_cast<LoadEvents*>(user)->events.push_back(loaded); },

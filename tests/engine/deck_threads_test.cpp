@@ -69,46 +69,57 @@ bool Near(double value, double expected, double tolerance) {
   return value > expected - tolerance && value < expected + tolerance;
 }
 
-TEST(DeckThreads, LoadWhilePlaying) {
-  TempDir dir;
-  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(6 * 44100, 440, 16000)));
-  ASSERT_TRUE(test::WriteStereoWav(dir.File("b.wav"), test::MakeSine(6 * 44100, 1000, 16000)));
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
-  deck.SetRepeat(true);
-  ASSERT_TRUE(deck.StartStoreThread());
-  RenderLoop audio(rig, 2);
+// A rig whose decks run their own store threads (stopped by the decks'
+// destructors), and sine songs written for them.
+class DeckThreads : public ::testing::Test {
+ protected:
+  std::string Sine(const std::string& name, int seconds, double hz, double amplitude = 16000) {
+    const std::string path = dir_.File(name);
+    EXPECT_TRUE(test::WriteStereoWav(path, test::MakeSine(seconds * 44100, hz, amplitude)));
+    return path;
+  }
+  CSoundSource& StartedDeck(int index = 0, bool repeat = true) {
+    CSoundSource& deck = rig_.AddDeck(index);
+    deck.SetRepeat(repeat);
+    EXPECT_TRUE(deck.StartStoreThread());
+    return deck;
+  }
 
-  ASSERT_EQ(deck.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
+  TempDir dir_;
+  DeckRig rig_;
+};
+
+TEST_F(DeckThreads, LoadWhilePlaying) {
+  const std::string songs[2] = {Sine("a.wav", 6, 440), Sine("b.wav", 6, 1000)};
+  CSoundSource& deck = StartedDeck();
+  RenderLoop audio(rig_, 2);
+
+  ASSERT_EQ(deck.LoadSong(songs[0], true, nullptr, false), 1);
   ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
   EXPECT_TRUE(deck.IsPlaying());
 
-  ASSERT_EQ(deck.LoadSong(dir.File("b.wav"), true, nullptr, false), 1);
+  ASSERT_EQ(deck.LoadSong(songs[1], true, nullptr, false), 1);
   ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 1000, 5); }));
   EXPECT_EQ(deck.GetLength(), 6 * 44100);
   // Loads back to back while the render runs flat out.
   for (int i = 0; i < 4; ++i) {
     ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending(); }));
-    deck.LoadSong(dir.File(i % 2 ? "a.wav" : "b.wav"), true, nullptr, false);
+    deck.LoadSong(songs[1 - i % 2], true, nullptr, false);
   }
   ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending() && deck.IsSongReady(); }));
   ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
-  deck.StopStoreThread();
 }
 
-TEST(DeckThreads, SeekToTheFarEndOfATenMinuteFileWhilePlaying) {
+TEST_F(DeckThreads, SeekToTheFarEndOfATenMinuteFileWhilePlaying) {
   if (!test::HaveProgram("sox")) GTEST_SKIP() << "sox is needed to make the file";
-  TempDir dir;
-  const std::string body = dir.File("body.wav"), tail = dir.File("tail.wav");
-  const std::string song = dir.File("ten.wav");
+  const std::string body = dir_.File("body.wav"), tail = dir_.File("tail.wav");
+  const std::string song = dir_.File("ten.wav");
   ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + body + "' synth 590 sine 440"), 0);
   ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + tail + "' synth 10 sine 1000"), 0);
   ASSERT_EQ(test::RunCommand("sox '" + body + "' '" + tail + "' '" + song + "'"), 0);
 
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
-  ASSERT_TRUE(deck.StartStoreThread());
-  RenderLoop audio(rig, 5);
+  CSoundSource& deck = StartedDeck(0, false);
+  RenderLoop audio(rig_, 5);
   ASSERT_EQ(deck.LoadSong(song, true, nullptr, false), 1);
   ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
   ASSERT_EQ(deck.GetLength(), 600 * 44100);
@@ -120,43 +131,30 @@ TEST(DeckThreads, SeekToTheFarEndOfATenMinuteFileWhilePlaying) {
   ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 1000, 5); }));
   EXPECT_TRUE(deck.IsPlaying());
   EXPECT_GT(deck.GetPosition(), 590 * 44100);
-  deck.StopStoreThread();
 }
 
-TEST(DeckThreads, UnloadInTheMiddleOfARender) {
-  TempDir dir;
-  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(8 * 44100, 440, 16000)));
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
-  deck.SetRepeat(true);
-  ASSERT_TRUE(deck.StartStoreThread());
-  RenderLoop audio(rig, 0);  // no pause: renders overlap every unload
+TEST_F(DeckThreads, UnloadInTheMiddleOfARender) {
+  const std::string song = Sine("a.wav", 8, 440);
+  CSoundSource& deck = StartedDeck();
+  RenderLoop audio(rig_, 0);  // no pause: renders overlap every unload
   for (int round = 0; round < 5; ++round) {
-    ASSERT_EQ(deck.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
+    ASSERT_EQ(deck.LoadSong(song, true, nullptr, false), 1);
     ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() > 0.4; })) << round;
     deck.RequestUnload();
     ASSERT_TRUE(WaitFor([&] { return !deck.IsSongLoaded() && deck.BlockCount() == 0; })) << round;
     ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() == 0.0; })) << round;
     EXPECT_FALSE(deck.IsBlockPresent(0));
   }
-  deck.StopStoreThread();
 }
 
-TEST(DeckThreads, TwoDecksLoadAndPlayTogether) {
-  TempDir dir;
-  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(5 * 44100, 440, 12000)));
-  ASSERT_TRUE(test::WriteStereoWav(dir.File("b.wav"), test::MakeSine(7 * 44100, 1000, 12000)));
-  DeckRig rig;
-  CSoundSource& left = rig.AddDeck(0);
-  CSoundSource& right = rig.AddDeck(1);
-  left.SetRepeat(true);
-  right.SetRepeat(true);
-  ASSERT_TRUE(left.StartStoreThread());
-  ASSERT_TRUE(right.StartStoreThread());
-  RenderLoop audio(rig, 2);
+TEST_F(DeckThreads, TwoDecksLoadAndPlayTogether) {
+  const std::string a = Sine("a.wav", 5, 440, 12000), b = Sine("b.wav", 7, 1000, 12000);
+  CSoundSource& left = StartedDeck(0);
+  CSoundSource& right = StartedDeck(1);
+  RenderLoop audio(rig_, 2);
   // Both store threads decode at once, through the one codec lock.
-  ASSERT_EQ(left.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
-  ASSERT_EQ(right.LoadSong(dir.File("b.wav"), true, nullptr, false), 1);
+  ASSERT_EQ(left.LoadSong(a, true, nullptr, false), 1);
+  ASSERT_EQ(right.LoadSong(b, true, nullptr, false), 1);
   ASSERT_TRUE(WaitFor([&] { return left.GetDecodedPercent() == 100; }));
   ASSERT_TRUE(WaitFor([&] { return right.GetDecodedPercent() == 100; }));
   EXPECT_EQ(left.GetLength(), 5 * 44100);
@@ -166,19 +164,13 @@ TEST(DeckThreads, TwoDecksLoadAndPlayTogether) {
     return left.GetExactPosition() > leftAt + 44100 && right.GetExactPosition() > rightAt + 44100;
   }));
   EXPECT_GT(audio.Peak(), 0.5) << "both tones in the mix";
-  left.StopStoreThread();
-  right.StopStoreThread();
 }
 
-TEST(DeckThreads, ScratchFromTheGuiWhileTheJogTickAndTheRenderRun) {
-  TempDir dir;
-  ASSERT_TRUE(test::WriteStereoWav(dir.File("a.wav"), test::MakeSine(10 * 44100, 440, 16000)));
-  DeckRig rig;
-  CSoundSource& deck = rig.AddDeck();
-  ASSERT_TRUE(deck.StartStoreThread());
-  ASSERT_EQ(deck.LoadSong(dir.File("a.wav"), true, nullptr, false), 1);
+TEST_F(DeckThreads, ScratchFromTheGuiWhileTheJogTickAndTheRenderRun) {
+  CSoundSource& deck = StartedDeck(0, false);
+  ASSERT_EQ(deck.LoadSong(Sine("a.wav", 10, 440), true, nullptr, false), 1);
   ASSERT_TRUE(WaitFor([&] { return deck.IsSongReady() && deck.IsPlaying(); }));
-  RenderLoop audio(rig, 1);
+  RenderLoop audio(rig_, 1);
   std::atomic<bool> stop{false};
   std::thread jogTick([&] {
     while (!stop.load()) {
@@ -201,7 +193,6 @@ TEST(DeckThreads, ScratchFromTheGuiWhileTheJogTickAndTheRenderRun) {
   jogTick.join();
   EXPECT_FALSE(deck.IsScratching());
   EXPECT_TRUE(deck.IsPlaying()) << "a playing deck plays on after every scratch";
-  deck.StopStoreThread();
 }
 
 }  // namespace

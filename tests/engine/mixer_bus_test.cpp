@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "engine/engine_settings.h"
 #include "engine/mixer_law.h"
@@ -12,58 +13,57 @@
 namespace vantaro {
 namespace {
 
+using test::kRampDone;
 using test::MixerHarness;
 using test::ScaleEffect;
 using test::SignalSource;
-
-constexpr int kRampDone = 1024;
 
 // The meter's reading of a full-scale sine: mean square 0.5, whose float has
 // exponent byte 126 and mantissa 1, so FastLog10 gives (126 - 128 + 1 * (2 -
 // 1/3) - 2/3) / 3.3125 = -1 / 3.3125, and the meter 20 * that * 0.5.
 constexpr double kFullScaleSineDb = 10.0 * (-1.0 / 3.3125);
+constexpr int kMasterMeter = -1, kMonitorMeter = -2, kAuxMeter = -3;
+
+// Each meter read as (left, right); a read also resets it.
+std::pair<float, float> Meter(CMixer& mixer, int input) {
+  float left, right;
+  if (input == kMasterMeter)
+    mixer.ReadMasterVu(&left, &right);
+  else if (input == kMonitorMeter)
+    mixer.ReadMonitorVu(&left, &right);
+  else if (input == kAuxMeter)
+    mixer.ReadAuxVu(&left, &right);
+  else
+    mixer.ReadInputVu(input, &left, &right);
+  return {left, right};
+}
 
 TEST(MixerMeters, FullScaleSineAndSilence) {
   MixerHarness h(441.0, 1.0f, 0.0, 0.0f);  // 100 frames a period; deck B silent
   h.mixer.SetFader(0, 127);
   h.Render(kRampDone);
-  float left, right;
-  h.mixer.ReadMasterVu(&left, &right);
-  h.mixer.ReadInputVu(0, &left, &right);
-  h.mixer.ReadMonitorVu(&left, &right);
+  for (int meter : {kMasterMeter, 0, kMonitorMeter}) Meter(h.mixer, meter);
   h.Render(44100);
-  h.mixer.ReadMasterVu(&left, &right);
-  EXPECT_NEAR(left, kFullScaleSineDb, 0.001);
-  EXPECT_NEAR(right, kFullScaleSineDb, 0.001);
-  h.mixer.ReadInputVu(0, &left, &right);
-  EXPECT_NEAR(left, kFullScaleSineDb, 0.001);
+  const auto [masterLeft, masterRight] = Meter(h.mixer, kMasterMeter);
+  EXPECT_NEAR(masterLeft, kFullScaleSineDb, 0.001);
+  EXPECT_NEAR(masterRight, kFullScaleSineDb, 0.001);
+  EXPECT_NEAR(Meter(h.mixer, 0).first, kFullScaleSineDb, 0.001);
   // The input meter adds the channel gain; deck B's input is silent.
   h.mixer.SetChannelGainDb(0, -6.0);
   h.Render(44100);
-  h.mixer.ReadInputVu(0, &left, &right);
-  EXPECT_NEAR(left, kFullScaleSineDb + h.mixer.GetChannelGainDb(0), 0.001);
-  h.mixer.ReadMasterVu(&left, &right);
-  EXPECT_NEAR(left, kFullScaleSineDb - 6.0, 0.05);
+  EXPECT_NEAR(Meter(h.mixer, 0).first, kFullScaleSineDb + h.mixer.GetChannelGainDb(0), 0.001);
+  EXPECT_NEAR(Meter(h.mixer, kMasterMeter).first, kFullScaleSineDb - 6.0, 0.05);
   // A read resets: nothing rendered since reads the floor.
-  h.mixer.ReadMasterVu(&left, &right);
-  EXPECT_EQ(left, static_cast<float>(kMeterFloorDb));
-  EXPECT_EQ(right, static_cast<float>(kMeterFloorDb));
+  const float floor = static_cast<float>(kMeterFloorDb);
+  EXPECT_EQ(Meter(h.mixer, kMasterMeter), std::make_pair(floor, floor));
   // Silence rendered reads the floor too, on every meter.
   h.mixer.SetFader(0, 0);
   h.Render(kRampDone);
-  h.mixer.ReadMasterVu(&left, &right);
-  h.mixer.ReadMonitorVu(&left, &right);
+  for (int meter : {kMasterMeter, kMonitorMeter}) Meter(h.mixer, meter);
   h.Render(4410);
-  h.mixer.ReadMasterVu(&left, &right);
-  EXPECT_EQ(left, static_cast<float>(kMeterFloorDb));
-  h.mixer.ReadMonitorVu(&left, &right);
-  EXPECT_EQ(left, static_cast<float>(kMeterFloorDb));
-  h.mixer.ReadAuxVu(&left, &right);
-  EXPECT_EQ(left, static_cast<float>(kMeterFloorDb));
-  h.mixer.ReadInputVu(1, &left, &right);
-  EXPECT_EQ(left, static_cast<float>(kMeterFloorDb));
-  h.mixer.ReadInputVu(7, &left, &right);
-  EXPECT_EQ(left, static_cast<float>(kOffDb));
+  for (int meter : {kMasterMeter, kMonitorMeter, kAuxMeter, 1})
+    EXPECT_EQ(Meter(h.mixer, meter).first, floor) << meter;
+  EXPECT_EQ(Meter(h.mixer, 7).first, static_cast<float>(kOffDb)) << "no such input";
 }
 
 TEST(MixerAux, TalkoverDucksTheMasterBy12DbEvenWithTheMicOff) {
@@ -82,13 +82,11 @@ TEST(MixerAux, TalkoverDucksTheMasterBy12DbEvenWithTheMicOff) {
   // Mic on: the ducked music plus the mic at its gain, metered on the aux.
   h.mixer.SetAuxOn(true);
   h.mixer.SetAuxGainDb(-6.0);
-  float left, right;
-  h.mixer.ReadAuxVu(&left, &right);
+  Meter(h.mixer, kAuxMeter);
   const std::vector<float> both = h.Render(44100);
   const double expected = std::sqrt(ducked * ducked + std::pow(0.2 * std::pow(10.0, -0.3), 2) / 2);
   EXPECT_NEAR(test::ToDb(test::Rms(both, 2, 0) / expected), 0.0, 0.02);
-  h.mixer.ReadAuxVu(&left, &right);
-  EXPECT_NEAR(left, 10.0 * std::log10(0.02 * std::pow(10.0, -0.6)), 0.3);
+  EXPECT_NEAR(Meter(h.mixer, kAuxMeter).first, 10.0 * std::log10(0.02 * std::pow(10.0, -0.6)), 0.3);
   // Talkover off again: the full level is back.
   h.mixer.SetAuxDuck(false);
   h.mixer.SetAuxOn(false);
@@ -99,10 +97,7 @@ TEST(MixerMaster, MasterChainRunsOnTheWholeMasterInNormalModeOnly) {
   MixerHarness h(0.0, 0.5f, 0.0, 0.25f, 256, 8);
   CZKMixerChannel master(nullptr, true);
   EXPECT_EQ(master.Equalizer(), nullptr);  // the master channel has no fixed slots
-  auto entry = std::make_shared<TEffectChainEntry>();
-  entry->effect = std::make_shared<ScaleEffect>(0.5f);
-  entry->effect->SetDryWet(1.0f);
-  master.Chain().Add(entry);
+  master.Chain().Add(test::WetEntry(std::make_shared<ScaleEffect>(0.5f)));
   h.mixer.SetMasterChain(&master);
   h.mixer.SetFader(0, 127);
   h.Render(kRampDone);

@@ -130,10 +130,7 @@ TEST(MixerChannel, CutoffFilterAndItsKnobRanges) {
   // Off: the block passes bit for bit again.
   h.channelA.SetFilterKnob(0, 2);
   EXPECT_EQ(h.channelA.GetCutoffHz(), CZKMixerChannel::kCutoffOff);
-  h.Render(256);
-  const long first = h.sourceA.position_;
-  const std::vector<float> out = h.Render(512);
-  for (int i = 0; i < 512; ++i) ASSERT_EQ(out[i * 2], h.sourceA.Sample(first + i));
+  test::ExpectMasterIs(h, h.sourceA, 512);
   // Mode 1 allows only the low-pass half, mode 3 only the high-pass half.
   h.channelA.SetFilterKnob(40, 1);
   EXPECT_EQ(h.channelA.GetCutoffHz(), CZKMixerChannel::kCutoffOff);
@@ -161,10 +158,7 @@ TEST(MixerChannel, OrderIsCutoffSlotsAnalyserThenChain) {
   CZKMixerChannel channel(&source, false);
   channel.SetSlot(0, std::make_unique<test::ScaleEffect>(0.5f));
   channel.SetEffectOn(0, true, true);
-  auto entry = std::make_shared<TEffectChainEntry>();
-  entry->effect = std::make_shared<test::ScaleEffect>(0.25f);
-  entry->effect->SetDryWet(1.0f);
-  channel.Chain().Add(entry);
+  channel.Chain().Add(test::WetEntry(std::make_shared<test::ScaleEffect>(0.25f)));
   FirstSampleAnalyser analyser;
   channel.SetAnalyser(&analyser);
   float block[16 * 2];

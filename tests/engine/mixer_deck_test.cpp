@@ -1,12 +1,10 @@
 // The mixer with the real decks playing test files made by sox: the fader
-// and crossfader ends against a twin deck rendered straight, and a kill on
-// a playing deck.
+// and crossfader ends against a twin deck rendered straight.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "base/realtime.h"
-#include "effects/equalizer_iir.h"
 #include "engine/mixer.h"
 #include "engine/mixer_channel.h"
 #include "engine/mixer_setup.h"
@@ -137,24 +135,6 @@ TEST_F(MixerWithDecks, CrossfaderAt127KeepsOnlyTheRightDeck) {
   mixer.SetCrossfader(0);
   RenderWithTwins(1024, twin);
   ExpectSameSignal(RenderWithTwins(22050, twin), twin[0]);
-}
-
-TEST_F(MixerWithDecks, KillOnAPlayingDeck) {
-  CMixer& mixer = *rig.mixer;
-  mixer.SetFader(1, 127);
-  mixer.SetCrossfader(127);  // deck B alone: 1 kHz, inside the mid band
-  CZKMixerChannel& channel = *rig.deckChannel[1];
-  channel.SetEqBand(1, 0.0f);
-  Render(22050);
-  const double open = test::Rms(Render(22050), 2, 0);
-  channel.SetKill(2, true);
-  Render(4410);
-  const double killed = test::Rms(Render(22050), 2, 0);
-  const double gains[3] = {1.0, 1e-5, 1.0}, flat[3] = {1.0, 1.0, 1.0};
-  const double designDepth =
-      -test::ToDb(EqualizerResponse(1000.0, gains) / EqualizerResponse(1000.0, flat));
-  EXPECT_GE(test::ToDb(open / killed), designDepth - 0.1);
-  EXPECT_GT(designDepth, 20.0);
 }
 
 }  // namespace

@@ -12,9 +12,8 @@
 namespace vantaro {
 namespace {
 
+using test::kRampDone;
 using test::MixerHarness;
-
-constexpr int kRampDone = 1024;  // frames after which every ramp has ended
 
 // The law as the user sees it: -(91 ^ ((steps - p - 1) / (steps - 1)) - 1) dB.
 double LawDb(int position, int steps = 128) {
@@ -24,13 +23,7 @@ double LawDb(int position, int steps = 128) {
 TEST(MixerFader, TopIsBitExactUnityAndBottomIsExactSilence) {
   MixerHarness h;
   h.mixer.SetFader(0, 127);
-  h.Render(kRampDone);
-  const std::vector<float> out = h.Render(4096);
-  for (int i = 0; i < 4096; ++i) {
-    const float expected = h.sourceA.Sample(kRampDone + i);
-    ASSERT_EQ(out[i * 2], expected) << "frame " << i;
-    ASSERT_EQ(out[i * 2 + 1], expected) << "frame " << i;
-  }
+  test::ExpectMasterIs(h, h.sourceA, 4096);
   h.mixer.SetFader(0, 0);
   h.Render(kRampDone);
   for (float v : h.Render(4096)) ASSERT_EQ(v, 0.0f);
@@ -82,16 +75,9 @@ TEST(MixerCrossfader, EndsSilenceOneSideAndLeaveTheOtherAtUnity) {
   h.mixer.SetFader(0, 127);
   h.mixer.SetFader(1, 127);
   h.mixer.SetCrossfader(127);
-  h.Render(kRampDone);
-  long first = h.sourceB.position_;
-  std::vector<float> out = h.Render(2048);
-  for (int i = 0; i < 2048; ++i) ASSERT_EQ(out[i * 2], h.sourceB.Sample(first + i)) << i;
-
+  test::ExpectMasterIs(h, h.sourceB, 2048);
   h.mixer.SetCrossfader(0);
-  h.Render(kRampDone);
-  first = h.sourceA.position_;
-  out = h.Render(2048);
-  for (int i = 0; i < 2048; ++i) ASSERT_EQ(out[i * 2], h.sourceA.Sample(first + i)) << i;
+  test::ExpectMasterIs(h, h.sourceA, 2048);
 }
 
 TEST(MixerCrossfader, CurveSetsTheFlatRangeAndMinusOneIsAHardCut) {
@@ -117,10 +103,7 @@ TEST(MixerCrossfader, CurveSetsTheFlatRangeAndMinusOneIsAHardCut) {
   // Heard: with the hard cut at 64 only deck B plays.
   h.mixer.SetFader(0, 127);
   h.mixer.SetFader(1, 127);
-  h.Render(kRampDone);
-  const long first = h.sourceB.position_;
-  const std::vector<float> out = h.Render(1024);
-  for (int i = 0; i < 1024; ++i) ASSERT_EQ(out[i * 2], h.sourceB.Sample(first + i));
+  test::ExpectMasterIs(h, h.sourceB, 1024);
 
   EXPECT_FALSE(h.mixer.SetCrossCurve(-2));
   EXPECT_FALSE(h.mixer.SetCrossCurve(126));

@@ -14,8 +14,6 @@ TEST(MixerLaw, FastLog10IsExactAtPowersOfTwoUpToItsDivisor) {
   // Between powers of two it stays within 0.01 of log2 / 3.3125.
   for (float x : {0.3f, 0.7f, 1.5f, 3.0f, 1000.0f})
     EXPECT_NEAR(FastLog10(x), std::log2(x) / 3.3125, 0.01) << x;
-  // The quadratic term at mantissa 1.5: (e - 128 + 1.5 * 1.5 - 2/3) / 3.3125.
-  EXPECT_DOUBLE_EQ(FastLog10(1.5f), (127 - 128 + 1.5 * 1.5 - 2.0 / 3.0) / 3.3125);
 }
 
 TEST(MixerLaw, ConversionsAndTheirSilenceEdges) {
@@ -25,14 +23,12 @@ TEST(MixerLaw, ConversionsAndTheirSilenceEdges) {
   EXPECT_EQ(LinearToDb(0.0), kSilenceDb);
   EXPECT_EQ(LinearToDb(-1.0), kSilenceDb);
   EXPECT_EQ(LinearToDb(1.0), 0.0);
-  EXPECT_DOUBLE_EQ(LinearToDb(0.5), 20.0 * (-1.0 / 3.3125));
 }
 
 TEST(MixerLaw, PowBySquaringMatchesPow) {
   const float base = static_cast<float>(FaderBase(128));
   for (int k : {0, 1, 2, 7, 64, 126})
     EXPECT_NEAR(PowBySquaring(base, k) / std::pow(double(base), k), 1.0, 1e-5) << k;
-  EXPECT_NEAR(FaderBase(128), std::pow(91.0, 1.0 / 127.0), 1e-15);
 }
 
 TEST(MixerLaw, FaderEndsAndSteps) {
@@ -40,8 +36,6 @@ TEST(MixerLaw, FaderEndsAndSteps) {
   EXPECT_EQ(FaderLawLinear(127, 128, base), 1.0f);
   EXPECT_EQ(FaderLawLinear(0, 128, base), 0.0f);
   EXPECT_EQ(FaderLawDb(0, 128, base), kOffDb);
-  EXPECT_NEAR(FaderLawDb(126, 128, base), -(std::pow(91.0, 1.0 / 127) - 1), 1e-5);
-  EXPECT_NEAR(FaderLawDb(1, 128, base), -(std::pow(91.0, 126.0 / 127) - 1), 1e-3);
   for (int p = 1; p < 127; ++p)
     ASSERT_LT(FaderLawLinear(p - 1, 128, base), FaderLawLinear(p, 128, base)) << p;
   // Two steps: bottom and top only.

@@ -52,10 +52,7 @@ TEST(MixerSetup, BuildsAndWiresAsTheProgramStarts) {
   auto renderer = std::make_unique<AudioRenderer>();
   renderer->mix = &mixer;
   OfflineDevice device(*renderer, 256, 2);
-  auto entry = std::make_shared<TEffectChainEntry>();
-  entry->effect = std::make_shared<test::ScaleEffect>(0.5f);
-  entry->effect->SetDryWet(1.0f);
-  built.rig.masterChannel->Chain().Add(entry);
+  built.rig.masterChannel->Chain().Add(test::WetEntry(std::make_shared<test::ScaleEffect>(0.5f)));
   mixer.SetFader(0, 127);
   mixer.SetAuxOn(true);
   device.RenderToMemory(1024);

@@ -3,6 +3,8 @@
 // test can compute, and a harness that renders through the audio callback
 // and the offline device exactly as a sound card pulls it.
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <memory>
 #include <vector>
@@ -99,6 +101,28 @@ struct MixerHarness {
 
 inline double ToDb(double ratio) {
   return 20.0 * std::log10(ratio);
+}
+
+constexpr int kRampDone = 1024;  // frames after which every fader ramp has ended
+
+// A chain entry running `effect` fully wet.
+inline std::shared_ptr<TEffectChainEntry> WetEntry(std::shared_ptr<CEffect> effect) {
+  auto entry = std::make_shared<TEffectChainEntry>();
+  entry->effect = std::move(effect);
+  entry->effect->SetDryWet(1.0f);
+  return entry;
+}
+
+// Lets the ramps end, then expects the next `frames` at the master to be
+// `source` alone, bit for bit on both sides.
+inline void ExpectMasterIs(MixerHarness& h, const SignalSource& source, int frames) {
+  h.Render(kRampDone);
+  const long first = source.position_;
+  const std::vector<float> out = h.Render(frames);
+  for (int i = 0; i < frames; ++i) {
+    ASSERT_EQ(out[i * 2], source.Sample(first + i)) << "frame " << i;
+    ASSERT_EQ(out[i * 2 + 1], source.Sample(first + i)) << "frame " << i;
+  }
 }
 
 }  // namespace vantaro::test
