@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "base/debug_log.h"
@@ -91,21 +92,30 @@ class ScopedTmpDir {
   std::string old_;
 };
 
-std::string MakeStereoWav(const test::TempDir& dir, const std::string& name, int bits = 16,
-                          double seconds = 0.25) {
+std::string MakeStereoTone(const test::TempDir& dir, const std::string& name, int bits = 16,
+                           double seconds = 0.25) {
   const std::string path = dir.File(name);
   EXPECT_TRUE(test::MakeSoxTone(path, 44100, 2, "-b " + std::to_string(bits), seconds));
   return path;
 }
 
-TEST(CodecSet, ReadEntryChecks) {
+TEST(CodecSet, BadTargetFormatsAndReadArgumentsAreRefused) {
   test::TempDir dir;
-  const std::string path = MakeStereoWav(dir, "tone.wav");
+  const std::string path = MakeStereoTone(dir, "tone.wav");
   CCodecSet set(30);
   std::vector<float> buffer(4096 * 2, 123.0f);
   EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, 0), 0) << "nothing open";
+  // No rate, no channels; buffers for the last two would run to terabytes:
+  // refused, not attempted.
+  for (auto [rate, channels, maxFrames] :
+       {std::tuple{0, 2, 1024}, std::tuple{44100, 0, 1024}, std::tuple{44100, INT32_MAX, 1024},
+        std::tuple{1, 2, INT32_MAX}}) {
+    TCodecFormat bad{rate, channels, 32, 32, 0, 0};
+    EXPECT_EQ(set.Open(path, bad, kCodecRead, maxFrames), 0) << rate << " Hz " << channels;
+    EXPECT_FALSE(set.IsOpen());
+  }
   TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(path, format, kCodecRead, 2048), 1);
+  ASSERT_EQ(set.Open(path, format, kCodecRead, 2048), 1) << "and the set is still usable";
   EXPECT_EQ(set.GetFloatSamples(buffer.data(), 255, 0), 0);
   EXPECT_EQ(buffer[0], 123.0f) << "a refused read leaves the buffer untouched";
   EXPECT_EQ(set.GetFloatSamples(nullptr, 1024, 0), 0);
@@ -121,8 +131,8 @@ TEST(CodecSet, ReadEntryChecks) {
 
 TEST(CodecSet, SecondOpenFailsAndKeepsTheFirst) {
   test::TempDir dir;
-  const std::string first = MakeStereoWav(dir, "first.wav", 16, 0.1);
-  const std::string second = MakeStereoWav(dir, "second.wav", 16, 0.3);
+  const std::string first = MakeStereoTone(dir, "first.wav", 16, 0.1);
+  const std::string second = MakeStereoTone(dir, "second.wav", 16, 0.3);
   CCodecSet set(30);
   TCodecFormat format{44100, 2, 32, 32, 0, 0};
   ASSERT_EQ(set.Open(first, format, kCodecRead, 1024), 1);
@@ -156,7 +166,7 @@ TEST(CodecSet, UnknownPathsAreLoggedAndLeaveTheSetReusable) {
   EXPECT_EQ(lines, 2u);
   EXPECT_FALSE(set.IsOpen());
   EXPECT_EQ(set.Open(dir.File("missing.wav"), format, kCodecRead, 1024), 0) << "missing file";
-  EXPECT_EQ(set.Open(MakeStereoWav(dir, "ok.wav"), format, kCodecRead, 1024), 1);
+  EXPECT_EQ(set.Open(MakeStereoTone(dir, "ok.wav"), format, kCodecRead, 1024), 1);
   EXPECT_STREQ(set.CurrentCodecName(), "wav");
 }
 
@@ -227,7 +237,7 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
 
   // A single WAV in an archive plays through the native reader; its unpacked
   // copy is not a karaoke pair and stays in the temporary folder.
-  const std::string wav = MakeStereoWav(dir, "inside.wav");
+  const std::string wav = MakeStereoTone(dir, "inside.wav");
   ASSERT_TRUE(test::MakeZip(dir.File("one.ZIP"), {wav}));
   ASSERT_EQ(set.Open(dir.File("one.ZIP"), format, kCodecRead, 1024), 1);
   EXPECT_STREQ(set.CurrentCodecName(), "wav");
@@ -247,27 +257,20 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
 
 TEST(CodecSet, ShortSamplesDirectAndConverted) {
   test::TempDir dir;
-  // Direct path: 16-bit stereo at the target rate is the file's own samples.
-  const std::string path16 = MakeStereoWav(dir, "s16.wav", 16);
-  std::string raw;
-  ASSERT_EQ(test::RunCommand("sox '" + path16 + "' -t s16 - 2>/dev/null", &raw), 0);
+  // Direct path: 16-bit stereo at the target rate is the file's own samples,
+  // big-endian ones (AIFF) swapped.
   CCodecSet set(30);
   TCodecFormat format{44100, 2, 16, 16, 0, 0};
-  ASSERT_EQ(set.Open(path16, format, kCodecRead, 2048), 1);
   std::vector<int16_t> shorts(2048 * 2);
-  ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 1000), 2048);
-  EXPECT_EQ(std::memcmp(shorts.data(), raw.data() + 1000 * 4, 2048 * 4), 0);
-  set.Close();
-
-  // Big-endian 16-bit (AIFF) on the direct path is swapped.
-  const std::string aiff = dir.File("s16.aiff");
-  ASSERT_TRUE(test::MakeSoxTone(aiff, 44100, 2, "-b 16"));
-  ASSERT_EQ(set.Open(aiff, format, kCodecRead, 2048), 1);
-  ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 1000), 2048);
-  std::string aiffRaw;
-  ASSERT_EQ(test::RunCommand("sox '" + aiff + "' -t s16 - 2>/dev/null", &aiffRaw), 0);
-  EXPECT_EQ(std::memcmp(shorts.data(), aiffRaw.data() + 1000 * 4, 2048 * 4), 0);
-  set.Close();
+  for (const char* name : {"s16.wav", "s16.aiff"}) {
+    const std::string path = MakeStereoTone(dir, name);
+    std::string raw;
+    ASSERT_EQ(test::RunCommand("sox '" + path + "' -t s16 - 2>/dev/null", &raw), 0);
+    ASSERT_EQ(set.Open(path, format, kCodecRead, 2048), 1);
+    ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 1000), 2048);
+    EXPECT_EQ(std::memcmp(shorts.data(), raw.data() + 1000 * 4, 2048 * 4), 0) << name;
+    set.Close();
+  }
 
   // Converted path: a mono 24-bit file becomes rint(v * 32767) on both sides.
   const std::string mono = dir.File("m24.aiff");
@@ -363,29 +366,9 @@ TEST(CodecSet, AiffSecondsCountTheFramesRead) {
   EXPECT_EQ(set.GetSeconds(), 0.0f);
 }
 
-TEST(CodecSet, BadTargetFormatsAreRefused) {
-  test::TempDir dir;
-  const std::string path = MakeStereoWav(dir, "tone.wav");
-  CCodecSet set(30);
-  TCodecFormat noRate{0, 2, 32, 32, 0, 0};
-  EXPECT_EQ(set.Open(path, noRate, kCodecRead, 1024), 0);
-  TCodecFormat noChannels{44100, 0, 32, 32, 0, 0};
-  EXPECT_EQ(set.Open(path, noChannels, kCodecRead, 1024), 0);
-  // Buffers for these would run to terabytes: refused, not attempted.
-  TCodecFormat manyChannels{44100, INT32_MAX, 32, 32, 0, 0};
-  EXPECT_EQ(set.Open(path, manyChannels, kCodecRead, 1024), 0);
-  TCodecFormat tinyRate{1, 2, 32, 32, 0, 0};
-  EXPECT_EQ(set.Open(path, tinyRate, kCodecRead, INT32_MAX), 0);
-  EXPECT_FALSE(set.IsOpen());
-  TCodecFormat fine{44100, 2, 32, 32, 0, 0};
-  EXPECT_EQ(set.Open(path, fine, kCodecRead, 1024), 1) << "and the set is still usable";
-  set.Close();
-  EXPECT_FALSE(set.IsOpen());
-}
-
 TEST(CodecSet, ReadsWaitForTheGlobalCodecLock) {
   test::TempDir dir;
-  const std::string path = MakeStereoWav(dir, "tone.wav");
+  const std::string path = MakeStereoTone(dir, "tone.wav");
   CCodecSet set(30);
   TCodecFormat format{44100, 2, 32, 32, 0, 0};
   ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);
@@ -422,7 +405,7 @@ TEST(CodecSet, TwoSetsOnTwoThreadsReadTheirOwnFiles) {
 TEST(CodecSetDeathTest, TheAudioThreadNeverTakesTheCodecLock) {
   if (!kRealtimeChecksBuilt) GTEST_SKIP() << "real-time checks are not built";
   test::TempDir dir;
-  const std::string path = MakeStereoWav(dir, "tone.wav");
+  const std::string path = MakeStereoTone(dir, "tone.wav");
   CCodecSet set(30);
   TCodecFormat format{44100, 2, 32, 32, 0, 0};
   ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);

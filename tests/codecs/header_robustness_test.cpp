@@ -42,7 +42,8 @@ bool NativeCodecIsCurrent(const CCodecSet& set) {
 // stereo); returns the source frames a native reader opened, or -1 when the native readers
 // refused. Whatever codec takes the file, the whole stream is read in blocks
 // to prove every read stays inside its buffer.
-int OpenCrafted(const test::TempDir& dir, const std::string& name, const std::string& bytes) {
+int OpenCrafted(const std::string& name, const std::string& bytes) {
+  static test::TempDir dir;
   const std::string path = dir.File(name);
   test::WriteFile(path, bytes);
   CCodecSet set(30);
@@ -65,55 +66,48 @@ int OpenCrafted(const test::TempDir& dir, const std::string& name, const std::st
 }
 
 TEST(WavHeader, RefusesWhatItDoesNotRead) {
-  test::TempDir dir;
   const std::string data = Ramp16(64, false);
-  EXPECT_EQ(OpenCrafted(dir, "good.wav", WavFile(1, 2, 44100, 16, 256, data)), 64);
+  auto wav = [&](int tag, int channels, uint32_t rate, int bits) {
+    return OpenCrafted("x.wav", WavFile(tag, channels, rate, bits, 256, data));
+  };
+  EXPECT_EQ(wav(1, 2, 44100, 16), 64);
+  EXPECT_EQ(wav(1, 2, 44100, 12), 64) << "an odd depth opens and reaches the set unconverted";
+  EXPECT_EQ(wav(2, 2, 44100, 16), -1) << "ADPCM tag";
+  EXPECT_EQ(wav(1, 0, 44100, 16), -1) << "zero channels";
+  EXPECT_EQ(wav(1, 65535, 44100, 16), -1) << "65535 channels";
+  EXPECT_EQ(wav(1, 2, 0, 16), -1) << "zero rate";
+  EXPECT_EQ(wav(1, 2, 0xFFFFFFFFu, 16), -1) << "huge rate";
+  EXPECT_EQ(wav(1, 2, 44100, 0), -1) << "zero bits";
+  EXPECT_EQ(wav(1, 2, 44100, 65535), -1) << "8 KB samples";
+  const std::string good = WavFile(1, 2, 44100, 16, 256, data);
   // Extensible format chunks of 18 and 40 bytes.
-  for (uint32_t fmtSize : {18u, 40u}) {
-    std::string file = WavFile(1, 2, 44100, 16, 256, data);
-    file.replace(16, 4, std::string("\x00\x00\x00\x00", 4));
-    file[16] = static_cast<char>(fmtSize);
-    EXPECT_EQ(OpenCrafted(dir, "ext.wav", file), -1) << fmtSize;
+  for (char fmtSize : {18, 40}) {
+    std::string file = good;
+    file[16] = fmtSize;
+    EXPECT_EQ(OpenCrafted("ext.wav", file), -1) << int{fmtSize};
   }
-  EXPECT_EQ(OpenCrafted(dir, "tag.wav", WavFile(2, 2, 44100, 16, 256, data)), -1) << "ADPCM tag";
-  std::string notRiff = WavFile(1, 2, 44100, 16, 256, data);
-  notRiff[0] = 'X';
-  EXPECT_EQ(OpenCrafted(dir, "riff.wav", notRiff), -1);
-  EXPECT_EQ(OpenCrafted(dir, "short.wav", WavFile(1, 2, 44100, 16, 256, data).substr(0, 30)), -1)
-      << "truncated header";
-  EXPECT_EQ(OpenCrafted(dir, "nodata.wav", WavFile(1, 2, 44100, 16, 256, data).substr(0, 36)), -1)
-      << "no data chunk";
-  EXPECT_EQ(OpenCrafted(dir, "noch.wav", WavFile(1, 0, 44100, 16, 256, data)), -1)
-      << "zero channels";
-  EXPECT_EQ(OpenCrafted(dir, "norate.wav", WavFile(1, 2, 0, 16, 256, data)), -1) << "zero rate";
-  EXPECT_EQ(OpenCrafted(dir, "nobits.wav", WavFile(1, 2, 44100, 0, 256, data)), -1) << "zero bits";
-  EXPECT_EQ(OpenCrafted(dir, "widebits.wav", WavFile(1, 2, 44100, 65535, 256, data)), -1)
-      << "8 KB samples";
-  EXPECT_EQ(OpenCrafted(dir, "12bits.wav", WavFile(1, 2, 44100, 12, 256, data)), 64)
-      << "an odd depth opens and reaches the codec set unconverted";
-  EXPECT_EQ(OpenCrafted(dir, "manych.wav", WavFile(1, 65535, 44100, 16, 256, data)), -1)
-      << "65535 channels";
-  EXPECT_EQ(OpenCrafted(dir, "hugerate.wav", WavFile(1, 2, 0xFFFFFFFFu, 16, 256, data)), -1);
+  EXPECT_EQ(OpenCrafted("riff.wav", "X" + good.substr(1)), -1) << "not RIFF";
+  EXPECT_EQ(OpenCrafted("short.wav", good.substr(0, 30)), -1) << "truncated header";
+  EXPECT_EQ(OpenCrafted("nodata.wav", good.substr(0, 36)), -1) << "no data chunk";
 }
 
 TEST(WavHeader, LyingSizesAreReadToTheRealEnd) {
-  test::TempDir dir;
   const std::string data = Ramp16(256, false);  // 1 KB of samples
-  EXPECT_EQ(OpenCrafted(dir, "4g.wav", WavFile(1, 2, 44100, 16, 0xFFFFFFFFu, data)), 256)
+  EXPECT_EQ(OpenCrafted("4g.wav", WavFile(1, 2, 44100, 16, 0xFFFFFFFFu, data)), 256)
       << "a 4 GB data size on a 1 KB file";
-  EXPECT_EQ(OpenCrafted(dir, "odd.wav", WavFile(1, 2, 44100, 16, 1023, data)), 255)
+  EXPECT_EQ(OpenCrafted("odd.wav", WavFile(1, 2, 44100, 16, 1023, data)), 255)
       << "a size that ends inside a frame counts whole frames";
   // A chunk before "data" whose size jumps past the end of the file.
   std::string jump = WavFile(1, 2, 44100, 16, 1024, data);
   jump.replace(36, 4, "JUNK");
   jump.replace(40, 4, std::string("\xF0\xFF\xFF\xFF", 4));
-  EXPECT_EQ(OpenCrafted(dir, "jump.wav", jump), -1);
+  EXPECT_EQ(OpenCrafted("jump.wav", jump), -1);
   // Chunks of size 0 only move the walk by their 8-byte header: it ends at
   // the end of the file instead of looping.
   std::string zeros = WavFile(1, 2, 44100, 16, 0, "");
   zeros.resize(36);
   for (int i = 0; i < 500; ++i) zeros += std::string("JUNK\0\0\0\0", 8);
-  EXPECT_EQ(OpenCrafted(dir, "zeros.wav", zeros), -1);
+  EXPECT_EQ(OpenCrafted("zeros.wav", zeros), -1);
 }
 
 TEST(WavHeader, ListChunkBeforeDataIsWalkedOver) {
@@ -140,31 +134,27 @@ TEST(WavHeader, ListChunkBeforeDataIsWalkedOver) {
 }
 
 TEST(AiffHeader, RefusalsAndRateLimits) {
-  test::TempDir dir;
   const std::string data = Ramp16(64, true);
-  EXPECT_EQ(OpenCrafted(dir, "good.aiff", AiffFile(2, 64, 16, 44100, 264, data)), 64);
-  EXPECT_EQ(OpenCrafted(dir, "aifc.aiff", AiffFile(2, 64, 16, 44100, 264, data, 22)), -1)
-      << "a 22-byte COMM chunk is AIFC";
-  EXPECT_EQ(OpenCrafted(dir, "8k.aiff", AiffFile(2, 64, 16, 8000, 264, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "11024.aiff", AiffFile(2, 64, 16, 11024, 264, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "11025.aiff", AiffFile(2, 64, 16, 11025, 264, data)), 64);
-  EXPECT_EQ(OpenCrafted(dir, "96k.aiff", AiffFile(2, 64, 16, 96000, 264, data)), 64);
-  EXPECT_EQ(OpenCrafted(dir, "96001.aiff", AiffFile(2, 64, 16, 96001, 264, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "8bit.aiff", AiffFile(2, 64, 8, 44100, 136, data.substr(0, 128))), -1);
-  EXPECT_EQ(OpenCrafted(dir, "40bit.aiff", AiffFile(2, 64, 40, 44100, 264, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "noch.aiff", AiffFile(0, 64, 16, 44100, 264, data)), -1);
-  std::string notAiff = AiffFile(2, 64, 16, 44100, 264, data);
-  notAiff.replace(8, 4, "AIFC");
-  EXPECT_EQ(OpenCrafted(dir, "form.aiff", notAiff), -1);
-  EXPECT_EQ(OpenCrafted(dir, "cut.aiff", AiffFile(2, 64, 16, 44100, 264, data).substr(0, 40)), -1)
-      << "end of file inside the chunk walk";
+  auto aiff = [&](int channels, int bits, uint32_t rate, uint32_t commSize = 18) {
+    return OpenCrafted("x.aiff", AiffFile(channels, 64, bits, rate, 264, data, commSize));
+  };
+  EXPECT_EQ(aiff(2, 16, 44100), 64);
+  EXPECT_EQ(aiff(2, 16, 44100, 22), -1) << "a 22-byte COMM chunk is AIFC";
+  for (uint32_t rate : {8000u, 11024u, 96001u}) EXPECT_EQ(aiff(2, 16, rate), -1) << rate;
+  for (uint32_t rate : {11025u, 96000u}) EXPECT_EQ(aiff(2, 16, rate), 64) << rate;
+  EXPECT_EQ(OpenCrafted("8bit.aiff", AiffFile(2, 64, 8, 44100, 136, data.substr(0, 128))), -1);
+  EXPECT_EQ(aiff(2, 40, 44100), -1);
+  EXPECT_EQ(aiff(0, 16, 44100), -1);
+  const std::string good = AiffFile(2, 64, 16, 44100, 264, data);
+  EXPECT_EQ(OpenCrafted("form.aiff", good.substr(0, 8) + "AIFC" + good.substr(12)), -1);
+  EXPECT_EQ(OpenCrafted("cut.aiff", good.substr(0, 40)), -1) << "end of file inside the walk";
 }
 
 TEST(AiffHeader, ChunkWalkIsBoundedAndSizesAreCut) {
   test::TempDir dir;
   const std::string data = Ramp16(256, true);
-  EXPECT_EQ(OpenCrafted(dir, "4g.aiff", AiffFile(2, 256, 16, 44100, 0xFFFFFFFFu, data)), 256);
-  EXPECT_EQ(OpenCrafted(dir, "tiny.aiff", AiffFile(2, 256, 16, 44100, 3, data)), 0)
+  EXPECT_EQ(OpenCrafted("4g.aiff", AiffFile(2, 256, 16, 44100, 0xFFFFFFFFu, data)), 256);
+  EXPECT_EQ(OpenCrafted("tiny.aiff", AiffFile(2, 256, 16, 44100, 3, data)), 0)
       << "an SSND size below its own header gives an empty stream";
   // 150 empty chunks before COMM: the walk gives up after 100.
   std::string many = "FORM";
@@ -172,7 +162,7 @@ TEST(AiffHeader, ChunkWalkIsBoundedAndSizesAreCut) {
   many += "AIFF";
   for (int i = 0; i < 150; ++i) many += std::string("JUNK\0\0\0\0", 8);
   many += AiffFile(2, 256, 16, 44100, 1032, data).substr(12);
-  EXPECT_EQ(OpenCrafted(dir, "many.aiff", many), -1);
+  EXPECT_EQ(OpenCrafted("many.aiff", many), -1);
   // The SSND offset field moves the first sample.
   std::string offset = AiffFile(2, 2, 16, 44100, 8 + 4 + 8, std::string("\0\0\0\0", 4) + data);
   offset.replace(46, 4, std::string("\0\0\0\x04", 4));
@@ -186,33 +176,31 @@ TEST(AiffHeader, ChunkWalkIsBoundedAndSizesAreCut) {
 }
 
 TEST(AuHeader, EncodingsAndOffsets) {
-  test::TempDir dir;
   const std::string data = Ramp16(64, true);
-  EXPECT_EQ(OpenCrafted(dir, "good.au", AuFile(24, 256, 3, 44100, 2, data)), 64);
-  EXPECT_EQ(OpenCrafted(dir, "zero.au", AuFile(0, 256, 3, 44100, 2, data)), 64)
-      << "offset 0 means 24";
-  EXPECT_EQ(OpenCrafted(dir, "mulaw.au", AuFile(24, 256, 1, 44100, 2, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "alaw.au", AuFile(24, 256, 27, 44100, 2, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "g721.au", AuFile(24, 256, 23, 44100, 2, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "noch.au", AuFile(24, 256, 3, 44100, 0, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "norate.au", AuFile(24, 256, 3, 0, 2, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "bigch.au", AuFile(24, 256, 3, 44100, 0x80000000u, data)), -1);
-  EXPECT_EQ(OpenCrafted(dir, "widech.au", AuFile(24, 256, 7, 44100, 0x736e6400u, data)), -1)
-      << "64-bit samples times a huge channel count";
-  EXPECT_EQ(OpenCrafted(dir, "4g.au", AuFile(24, 0xFFFFFFFFu, 3, 44100, 2, data)), 64);
-  EXPECT_EQ(OpenCrafted(dir, "far.au", AuFile(0x7FFFFFF0u, 256, 3, 44100, 2, data)), 0)
-      << "an offset past the end leaves nothing to read";
-  EXPECT_EQ(OpenCrafted(dir, "cut.au", AuFile(24, 256, 3, 44100, 2, data).substr(0, 20)), -1);
+  auto au = [&](uint32_t offset, uint32_t size, uint32_t encoding, uint32_t rate, uint32_t ch) {
+    return OpenCrafted("x.au", AuFile(offset, size, encoding, rate, ch, data));
+  };
+  EXPECT_EQ(au(24, 256, 3, 44100, 2), 64);
+  EXPECT_EQ(au(0, 256, 3, 44100, 2), 64) << "offset 0 means 24";
+  for (uint32_t encoding : {1u, 27u, 23u})
+    EXPECT_EQ(au(24, 256, encoding, 44100, 2), -1) << "mu-law, A-law, G.721";
+  EXPECT_EQ(au(24, 256, 3, 44100, 0), -1);
+  EXPECT_EQ(au(24, 256, 3, 0, 2), -1);
+  EXPECT_EQ(au(24, 256, 3, 44100, 0x80000000u), -1);
+  EXPECT_EQ(au(24, 256, 7, 44100, 0x736e6400u), -1) << "64-bit samples times a huge channel count";
+  EXPECT_EQ(au(24, 0xFFFFFFFFu, 3, 44100, 2), 64);
+  EXPECT_EQ(au(0x7FFFFFF0u, 256, 3, 44100, 2), 0) << "an offset past the end leaves nothing";
+  EXPECT_EQ(OpenCrafted("cut.au", AuFile(24, 256, 3, 44100, 2, data).substr(0, 20)), -1);
   // Encoding 7 (64-bit float) opens and reaches the codec set unconverted.
-  EXPECT_EQ(OpenCrafted(dir, "double.au", AuFile(24, 512, 7, 44100, 2, data)), 16)
-      << "256 bytes of 16-byte frames";
+  EXPECT_EQ(au(24, 512, 7, 44100, 2), 16) << "256 bytes of 16-byte frames";
   // An offset inside the header is taken as it stands.
+  test::TempDir dir;
   const std::string path = dir.File("inner.au");
   test::WriteFile(path, AuFile(8, 16, 3, 44100, 1, data));
-  CDecoderAu au(1);
+  CDecoderAu decoder(1);
   TCodecFormat format{};
-  ASSERT_EQ(au.Open(path, format, kCodecRead), 1);
-  EXPECT_EQ(au.DataStart(), 8);
+  ASSERT_EQ(decoder.Open(path, format, kCodecRead), 1);
+  EXPECT_EQ(decoder.DataStart(), 8);
   EXPECT_EQ(format.frames, 8);
 }
 
