@@ -56,6 +56,16 @@ class DeckHands : public ::testing::Test {
     return heard;
   }
 
+  // The pitch after each of `ticks` screen ticks.
+  std::vector<int> PitchTicks(int ticks) {
+    std::vector<int> pitches;
+    for (int tick = 0; tick < ticks; ++tick) {
+      deck_->PeriodicUpdate();
+      pitches.push_back(deck_->GetPitch());
+    }
+    return pitches;
+  }
+
   // The controller jog's step sum, read back from the speed it asks for:
   // target = start + sum * 41, speed = (target - position) / 1890.
   double JogSum(double start) {
@@ -237,20 +247,10 @@ TEST_F(DeckHands, JogOnAPlayingDeckIsAMomentaryBend) {
   PlayingSteadily();
   deck_->Jog(70, 0, kJogRelative3, false, 10);
   EXPECT_FALSE(deck_->IsScratching());
-  std::vector<int> pitches;
-  for (int tick = 0; tick < 6; ++tick) {
-    deck_->PeriodicUpdate();
-    pitches.push_back(deck_->GetPitch());
-  }
-  EXPECT_EQ(pitches, (std::vector<int>{300, 500, 500, 500, 300, 300}));
+  EXPECT_EQ(PitchTicks(6), (std::vector<int>{300, 500, 500, 500, 300, 300}));
   EXPECT_NEAR(deck_->GetRequestedSpeed(), 1.03, 1e-9);
-
-  deck_->Jog(60, 0, kJogRelative3, false, 10);
-  deck_->PeriodicUpdate();
-  deck_->PeriodicUpdate();
-  EXPECT_EQ(deck_->GetPitch(), 100) << "backwards bends down";
-  for (int tick = 0; tick < 4; ++tick) deck_->PeriodicUpdate();
-  EXPECT_EQ(deck_->GetPitch(), 300);
+  deck_->Jog(60, 0, kJogRelative3, false, 10);  // backwards bends down
+  EXPECT_EQ(PitchTicks(6), (std::vector<int>{300, 100, 100, 100, 300, 300}));
 
   deck_->Jog(70, 0, kJogRelative3, true, 10);
   EXPECT_TRUE(deck_->IsScratching()) << "forced, the jog scratches";
@@ -259,11 +259,7 @@ TEST_F(DeckHands, JogOnAPlayingDeckIsAMomentaryBend) {
 TEST_F(DeckHands, HeldBendAcceleratesWithinItsLimitAndReturns) {
   deck_->SetPitch(500);
   deck_->BendUp(true);
-  std::vector<int> pitches;
-  for (int tick = 0; tick < 400; ++tick) {
-    deck_->PeriodicUpdate();
-    pitches.push_back(deck_->GetPitch());
-  }
+  const std::vector<int> pitches = PitchTicks(400);
   EXPECT_EQ(pitches[0], 500) << "the first tick starts the bend";
   EXPECT_EQ(pitches[1], 500 + 45);
   EXPECT_EQ(pitches[2], 500 + 71);
@@ -274,8 +270,7 @@ TEST_F(DeckHands, HeldBendAcceleratesWithinItsLimitAndReturns) {
   EXPECT_EQ(deck_->GetPitch(), 500);
 
   deck_->BendDown(true);
-  for (int tick = 0; tick < 400; ++tick) deck_->PeriodicUpdate();
-  EXPECT_EQ(deck_->GetPitch(), -10000) << "bounded at -100 %";
+  EXPECT_EQ(PitchTicks(400).back(), -10000) << "bounded at -100 %";
   deck_->BendDown(false);
   deck_->PeriodicUpdate();
   EXPECT_EQ(deck_->GetPitch(), 500);
@@ -308,11 +303,7 @@ TEST_F(DeckHands, SlowPitchResetStepsOncePerTenTicks) {
   deck_->SetPitch(35);
   deck_->ResetPitch();
   EXPECT_TRUE(deck_->IsSlowResetRunning());
-  std::vector<int> pitches;
-  for (int tick = 0; tick < 40; ++tick) {
-    deck_->PeriodicUpdate();
-    pitches.push_back(deck_->GetPitch());
-  }
+  const std::vector<int> pitches = PitchTicks(40);
   EXPECT_EQ(pitches[1], 35);
   EXPECT_EQ(pitches[2], 25);
   EXPECT_EQ(pitches[11], 25);

@@ -15,6 +15,7 @@
 #include "engine/audio_render.h"
 #include "engine/mixer.h"
 #include "engine/mixer_channel.h"
+#include "tests/support/test_support.h"
 
 namespace vantaro::test {
 
@@ -104,6 +105,13 @@ inline double ToDb(double ratio) {
 }
 
 constexpr int kRampDone = 1024;  // frames after which every fader ramp has ended
+
+// Level in dB at the master, against a sine of peak 0.5, of `frames`
+// rendered after `settle` frames.
+inline double MasterLevelDb(MixerHarness& h, long settle = kRampDone, long frames = 44100) {
+  h.Render(settle);
+  return ToDb(Rms(h.Render(frames), 2, 0) / (0.5 / std::sqrt(2.0)));
+}
 
 // A chain entry running `effect` fully wet.
 inline std::shared_ptr<TEffectChainEntry> WetEntry(std::shared_ptr<CEffect> effect) {
