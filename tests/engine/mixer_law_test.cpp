@@ -31,27 +31,18 @@ TEST(MixerLaw, PowBySquaringMatchesPow) {
     EXPECT_NEAR(PowBySquaring(base, k) / std::pow(double(base), k), 1.0, 1e-5) << k;
 }
 
-TEST(MixerLaw, FaderEndsAndSteps) {
+// The ends and the hard cut are heard in the mixer tests; these are the
+// edges only the law itself shows.
+TEST(MixerLaw, FaderAndCrossfaderEdges) {
   const double base = FaderBase(128);
-  EXPECT_EQ(FaderLawLinear(127, 128, base), 1.0f);
-  EXPECT_EQ(FaderLawLinear(0, 128, base), 0.0f);
   EXPECT_EQ(FaderLawDb(0, 128, base), kOffDb);
   for (int p = 1; p < 127; ++p)
     ASSERT_LT(FaderLawLinear(p - 1, 128, base), FaderLawLinear(p, 128, base)) << p;
   // Two steps: bottom and top only.
   EXPECT_EQ(FaderLawLinear(1, 2, FaderBase(2)), 1.0f);
   EXPECT_EQ(FaderLawLinear(0, 2, FaderBase(2)), 0.0f);
-}
-
-TEST(MixerLaw, CrossfaderSidesAndHardSwitch) {
-  const double base = CrossBase(128, 50);
-  EXPECT_EQ(CrossLawLinear(0, 128, 50, base), 1.0f);
-  EXPECT_EQ(CrossLawLinear(50, 128, 50, base), 1.0f);
-  EXPECT_LT(CrossLawLinear(51, 128, 50, base), 1.0f);
-  EXPECT_EQ(CrossLawLinear(127, 128, 50, base), 0.0f);
-  EXPECT_EQ(CrossLawLinear(63, 128, -1, 0.0), 1.0f);
-  EXPECT_EQ(CrossLawLinear(64, 128, -1, 0.0), 0.0f);
   // Curve 0: the fall starts at once.
+  EXPECT_EQ(CrossLawLinear(0, 128, 0, CrossBase(128, 0)), 1.0f);
   EXPECT_LT(CrossLawLinear(1, 128, 0, CrossBase(128, 0)), 1.0f);
 }
 
