@@ -25,14 +25,14 @@
 namespace vantaro {
 namespace {
 
-// A test codec that takes every path offered to it (after the real codecs
-// refused) and remembers the last one: the window on the path rules.
-class CRecordingCodec : public CBaseCodec {
+// Test codecs: 16-bit stereo at 44100 Hz of `frames` frames; only the
+// parts each test looks at differ.
+class CFakeCodec : public CBaseCodec {
  public:
-  explicit CRecordingCodec(std::string* offered) : CBaseCodec(0), offered_(offered) {}
+  CFakeCodec() : CBaseCodec(0) {}
   int Open(const std::string& path, TCodecFormat& format, int) override {
-    *offered_ = path;
-    format = {44100, 2, 16, 16, 0, 1000};
+    if (!Accepts(path)) return 0;
+    format = {44100, 2, 16, 16, 0, frames_};
     frameSize = 4;
     opened = 1;
     return 1;
@@ -42,36 +42,40 @@ class CRecordingCodec : public CBaseCodec {
   int IsBigEndian() override { return 0; }
   float GetSeconds() override { return 0; }
   void Close() override { opened = 0; }
+
+ protected:
+  virtual bool Accepts(const std::string& path) = 0;
+  int frames_ = 1000;
+};
+
+// Takes every path offered to it (after the real codecs refused) and
+// remembers the last one: the window on the path rules.
+class CRecordingCodec : public CFakeCodec {
+ public:
+  explicit CRecordingCodec(std::string* offered) : offered_(offered) {}
   const char* GetName() override { return "recording"; }
 
  private:
+  bool Accepts(const std::string& path) override {
+    *offered_ = path;
+    return true;
+  }
   std::string* offered_;
 };
 
-// A test codec in the manner of a stream reader at its end: it counts every
-// frame asked for, but fills only the first `filled` of them (16-bit stereo,
-// value 16384).
-class CShortFillingCodec : public CBaseCodec {
+// In the manner of a stream reader at its end: counts every frame asked for,
+// but fills only the first `filled` of them (value 16384).
+class CShortFillingCodec : public CFakeCodec {
  public:
-  explicit CShortFillingCodec(int* filled) : CBaseCodec(0), filled_(filled) {}
-  int Open(const std::string& path, TCodecFormat& format, int) override {
-    if (!path.ends_with(".stream")) return 0;
-    format = {44100, 2, 16, 16, 0, 100000};
-    frameSize = 4;
-    opened = 1;
-    return 1;
-  }
+  explicit CShortFillingCodec(int* filled) : filled_(filled) { frames_ = 100000; }
   int GetSamples(void* buffer, int frames, int64_t) override {
     int16_t* out = static_cast<int16_t*>(buffer);
     for (int i = 0; i < std::min(frames, *filled_) * 2; ++i) out[i] = 16384;
     return frames;
   }
-  int PutSamples(const void*, int) override { return 0; }
-  int IsBigEndian() override { return 0; }
-  float GetSeconds() override { return 0; }
-  void Close() override { opened = 0; }
 
  private:
+  bool Accepts(const std::string& path) override { return path.ends_with(".stream"); }
   int* filled_;
 };
 

@@ -109,37 +109,39 @@ bool MakeZip(const std::string& archive, const std::vector<std::string>& files) 
   return zipClose(zip, nullptr) == ZIP_OK && ok;
 }
 
+namespace {
+void AppendBytes(std::string& s, uint32_t v, int width, bool bigEndian) {
+  for (int i = 0; i < width; ++i)
+    s += static_cast<char>(v >> (8 * (bigEndian ? width - 1 - i : i)));
+}
+const uint8_t* At(const std::string& s, size_t offset) {
+  return reinterpret_cast<const uint8_t*>(s.data() + offset);
+}
+}  // namespace
+
 void AppendLE16(std::string& s, uint32_t v) {
-  uint8_t b[2];
-  WriteLE16(b, v);
-  s.append(reinterpret_cast<char*>(b), 2);
+  AppendBytes(s, v, 2, false);
 }
 void AppendLE32(std::string& s, uint32_t v) {
-  uint8_t b[4];
-  WriteLE32(b, v);
-  s.append(reinterpret_cast<char*>(b), 4);
+  AppendBytes(s, v, 4, false);
 }
 void AppendBE16(std::string& s, uint32_t v) {
-  uint8_t b[2];
-  WriteBE16(b, v);
-  s.append(reinterpret_cast<char*>(b), 2);
+  AppendBytes(s, v, 2, true);
 }
 void AppendBE32(std::string& s, uint32_t v) {
-  uint8_t b[4];
-  WriteBE32(b, v);
-  s.append(reinterpret_cast<char*>(b), 4);
+  AppendBytes(s, v, 4, true);
 }
 uint32_t LE32At(const std::string& s, size_t o) {
-  return ReadLE32(reinterpret_cast<const uint8_t*>(s.data() + o));
+  return ReadLE32(At(s, o));
 }
 uint32_t BE32At(const std::string& s, size_t o) {
-  return ReadBE32(reinterpret_cast<const uint8_t*>(s.data() + o));
+  return ReadBE32(At(s, o));
 }
 uint16_t LE16At(const std::string& s, size_t o) {
-  return ReadLE16(reinterpret_cast<const uint8_t*>(s.data() + o));
+  return ReadLE16(At(s, o));
 }
 uint16_t BE16At(const std::string& s, size_t o) {
-  return ReadBE16(reinterpret_cast<const uint8_t*>(s.data() + o));
+  return ReadBE16(At(s, o));
 }
 
 std::string WavFile(int tag, int channels, uint32_t rate, int bits, uint32_t dataSize,
