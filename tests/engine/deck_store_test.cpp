@@ -226,15 +226,13 @@ TEST_F(DeckStore, SeekWaitsForItsBlockAndIsRefusedWhenItCannotApply) {
 }
 
 TEST_F(DeckStore, LoadFailuresLeaveAnEmptyDeckMarkedFailed) {
-  EXPECT_FALSE(rig.Load(dir.File("missing.wav")));
-  EXPECT_EQ(deck.GetUiState(), kUiFailed);
-  EXPECT_FALSE(deck.IsSongLoaded());
-  EXPECT_EQ(deck.GetLength(), 0);
-
   ASSERT_TRUE(test::WriteStereoWav(dir.File("empty.wav"), {}));
-  EXPECT_FALSE(rig.Load(dir.File("empty.wav")));
-  EXPECT_EQ(deck.GetUiState(), kUiFailed);
-  EXPECT_FALSE(deck.IsSongLoaded());
+  for (const char* name : {"missing.wav", "empty.wav"}) {
+    EXPECT_FALSE(rig.Load(dir.File(name))) << name;
+    EXPECT_EQ(deck.GetUiState(), kUiFailed) << name;
+    EXPECT_FALSE(deck.IsSongLoaded()) << name;
+    EXPECT_EQ(deck.GetLength(), 0) << name;
+  }
 
   // A failed load after a good one leaves nothing of the old song.
   ASSERT_TRUE(rig.Load(WriteRampFile(dir, "ok.wav", 44100)));

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "base/realtime.h"
@@ -56,10 +57,15 @@ class DeckTransport : public ::testing::Test {
     return reached;
   }
 
-  // Renders `frames` straight from the deck inside a real-time scope.
-  void RenderDirect(std::vector<float>& out, int frames) {
+  // Renders `frames` straight from the deck (Render16 for stored units)
+  // inside a real-time scope.
+  template <typename Sample>
+  void RenderDirect(std::vector<Sample>& out, int frames) {
     RealtimeScope realtime;
-    deck_->Render(out.data(), frames);
+    if constexpr (std::is_same_v<Sample, float>)
+      deck_->Render(out.data(), frames);
+    else
+      deck_->Render16(out.data(), frames);
   }
 
   TempDir dir_;
@@ -105,19 +111,13 @@ TEST_F(DeckTransport, Render16IsTheLinearVariantInStoredUnits) {
   ASSERT_TRUE(Load(test::MakeSignal(3 * 44100, Noise)));
   PlaySteadyFrom(44100);
   std::vector<std::int16_t> out(2 * 1000);
-  {
-    RealtimeScope realtime;
-    deck_->Render16(out.data(), 1000);
-  }
+  RenderDirect(out, 1000);
   for (int k = 0; k < 1000; ++k) ASSERT_EQ(out[k * 2], Noise(44100 + k, 0)) << k;
 
   // Halfway between two frames the linear variant gives their mean.
   deck_->SeekRequest(44100.0 + 0.5);
   deck_->StoreThreadRun();
-  {
-    RealtimeScope realtime;
-    deck_->Render16(out.data(), 10);
-  }
+  RenderDirect(out, 10);
   for (int k = 0; k < 10; ++k) {
     const double mean = (Noise(44100 + k, 1) + Noise(44101 + k, 1)) / 2.0;
     EXPECT_NEAR(out[k * 2 + 1], mean, 0.51) << k;

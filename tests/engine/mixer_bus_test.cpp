@@ -93,7 +93,8 @@ TEST(MixerAux, TalkoverDucksTheMasterBy12DbEvenWithTheMicOff) {
   EXPECT_NEAR(test::ToDb(test::Rms(h.Render(44100), 2, 0) / open), 0.0, 0.01);
 }
 
-TEST(MixerMaster, MasterChainRunsOnTheWholeMasterInNormalModeOnly) {
+TEST(MixerExternal, NoMasterChainAndThePreviewReachesOnlyTheMonitor) {
+  // Levels are powers of two, so every sum is exact.
   MixerHarness h(0.0, 0.5f, 0.0, 0.25f, 256, 8);
   CZKMixerChannel master(nullptr, true);
   EXPECT_EQ(master.Equalizer(), nullptr);  // the master channel has no fixed slots
@@ -101,19 +102,8 @@ TEST(MixerMaster, MasterChainRunsOnTheWholeMasterInNormalModeOnly) {
   h.mixer.SetMasterChain(&master);
   h.mixer.SetFader(0, 127);
   h.Render(kRampDone);
-  std::vector<float> out = h.Render(256);
-  EXPECT_EQ(out[0], 0.25f);  // 0.5 through the chain's halving
-  // External mixer mode: deck 0 to pair 0 with no master chain.
-  h.renderer->externalMixer = true;
-  h.renderer->outputMode = kOutputMultichannel;
-  out = h.Render(256);
-  EXPECT_EQ(out[0], 0.5f);
-  EXPECT_EQ(out[1], 0.5f);
-}
+  EXPECT_EQ(h.Render(256)[0], 0.25f) << "normal mode: 0.5 through the chain's halving";
 
-TEST(MixerExternal, PreviewReachesOnlyTheMonitorAndOthersGetTheSamplers) {
-  // Levels are powers of two, so every sum is exact.
-  MixerHarness h(0.0, 0.5f, 0.0, 0.25f, 256, 8);
   SignalSource preview(0.0, 0.125f), sampler(0.0, 0.0625f);
   ASSERT_EQ(h.mixer.AddInput(&preview), 2);
   ASSERT_EQ(h.mixer.AddInput(&sampler), 3);
@@ -128,7 +118,8 @@ TEST(MixerExternal, PreviewReachesOnlyTheMonitorAndOthersGetTheSamplers) {
   const std::vector<float> out = h.Render(512);
   for (int f = 0; f < 512; ++f) {
     const float* frame = &out[f * 8];
-    ASSERT_EQ(frame[0], 0.5f) << f;     // pair 0: deck 0
+    ASSERT_EQ(frame[0], 0.5f) << f;  // pair 0: deck 0, no master chain
+    ASSERT_EQ(frame[1], 0.5f) << f;
     ASSERT_EQ(frame[2], 0.25f) << f;    // pair 1: deck 1
     ASSERT_EQ(frame[4], 0.0625f) << f;  // pair 2: the sampler, no preview
     ASSERT_EQ(frame[6], 0.125f) << f;   // pair 3: the monitor with the preview
