@@ -180,28 +180,24 @@ TEST(CodecSet, PathRulesRewriteWhatTheCodecsAreOffered) {
   CCodecSet set(30);
   ASSERT_TRUE(set.AddCodec(std::make_unique<CRecordingCodec>(&offered)));
   TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  auto open = [&](const std::string& name) {
+  // The path the codecs were offered for file `name` ("" when nothing opened).
+  auto offer = [&](const std::string& name) {
     test::WriteFile(dir.File(name), "x");
     offered.clear();
     format = {44100, 2, 32, 32, 0, 0};
-    const int ok = set.Open(dir.File(name), format, kCodecRead, 1024);
+    if (!set.Open(dir.File(name), format, kCodecRead, 1024)) return std::string();
     set.Close();
-    return ok;
+    return offered;
   };
-  ASSERT_EQ(open("clip.MPE"), 1);
-  EXPECT_EQ(offered, "kv:/" + dir.File("clip.MPE"));
-  ASSERT_EQ(open("song.m3e"), 1);
-  EXPECT_EQ(offered, "kv:/" + dir.File("song.m3e"));
-  ASSERT_EQ(open("alone.mp3"), 1);
-  EXPECT_EQ(offered, dir.File("alone.mp3")) << "no .cdg neighbour";
+  EXPECT_EQ(offer("clip.MPE"), "kv:/" + dir.File("clip.MPE"));
+  EXPECT_EQ(offer("song.m3e"), "kv:/" + dir.File("song.m3e"));
+  EXPECT_EQ(offer("alone.mp3"), dir.File("alone.mp3")) << "no .cdg neighbour";
   test::WriteFile(dir.File("karaoke.cdg"), "graphics");
-  ASSERT_EQ(open("karaoke.mp3"), 1);
-  EXPECT_EQ(offered, dir.File("karaoke.cdg")) << "the pair opens through its graphics file";
+  EXPECT_EQ(offer("karaoke.mp3"), dir.File("karaoke.cdg"))
+      << "the pair opens through its graphics file";
   test::WriteFile(dir.File("LOUD.CDG"), "graphics");
-  ASSERT_EQ(open("LOUD.MP3"), 1);
-  EXPECT_EQ(offered, dir.File("LOUD.CDG")) << "upper-case pairs on a case-sensitive disk";
-  ASSERT_EQ(open("plain.ogg"), 1);
-  EXPECT_EQ(offered, dir.File("plain.ogg"));
+  EXPECT_EQ(offer("LOUD.MP3"), dir.File("LOUD.CDG")) << "upper-case pairs on a case-sensitive disk";
+  EXPECT_EQ(offer("plain.ogg"), dir.File("plain.ogg"));
   EXPECT_EQ(format.frames, 1000) << "same rate: frames unchanged";
   EXPECT_FALSE(set.AddCodec(nullptr));
 }
@@ -210,34 +206,27 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
   test::TempDir dir;
   test::TempDir temporary;
   ScopedTmpDir tmp(temporary.Path());
-  // A karaoke pair: opened through its .cdg; Close removes both files.
-  test::WriteFile(dir.File("Singer - Song.mp3"), "audio");
-  test::WriteFile(dir.File("Singer - Song.cdg"), "graphics");
-  ASSERT_TRUE(test::MakeZip(dir.File("pair.zip"),
-                            {dir.File("Singer - Song.mp3"), dir.File("Singer - Song.cdg")}));
   std::string offered;
   CCodecSet set(30);
   set.AddCodec(std::make_unique<CRecordingCodec>(&offered));
   TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(dir.File("pair.zip"), format, kCodecRead, 1024), 1);
-  const std::string cdg = temporary.Path() + "/Singer - Song.cdg";
-  const std::string mp3 = temporary.Path() + "/Singer - Song.mp3";
-  EXPECT_EQ(offered, cdg);
-  EXPECT_EQ(set.TempPath(), cdg);
-  EXPECT_EQ(test::ReadFile(mp3), "audio");
-  set.Close();
-  EXPECT_FALSE(std::filesystem::exists(cdg));
-  EXPECT_FALSE(std::filesystem::exists(mp3));
-  EXPECT_EQ(set.TempPath(), "");
-
-  // The same with upper-case names.
-  test::WriteFile(dir.File("SHOUT.MP3"), "audio");
-  test::WriteFile(dir.File("SHOUT.CDG"), "graphics");
-  ASSERT_TRUE(test::MakeZip(dir.File("upper.zip"), {dir.File("SHOUT.MP3"), dir.File("SHOUT.CDG")}));
-  ASSERT_EQ(set.Open(dir.File("upper.zip"), format, kCodecRead, 1024), 1);
-  EXPECT_EQ(offered, temporary.Path() + "/SHOUT.CDG");
-  set.Close();
-  EXPECT_TRUE(std::filesystem::is_empty(temporary.Path())) << "both removed";
+  // A karaoke pair, in lower and in upper case: opened through its .cdg;
+  // Close removes both unpacked files.
+  for (auto [stem, mp3, cdg] :
+       {std::tuple{"Singer - Song", ".mp3", ".cdg"}, std::tuple{"SHOUT", ".MP3", ".CDG"}}) {
+    test::WriteFile(dir.File(stem + std::string(mp3)), "audio");
+    test::WriteFile(dir.File(stem + std::string(cdg)), "graphics");
+    ASSERT_TRUE(test::MakeZip(dir.File("pair.zip"), {dir.File(stem + std::string(mp3)),
+                                                     dir.File(stem + std::string(cdg))}));
+    ASSERT_EQ(set.Open(dir.File("pair.zip"), format, kCodecRead, 1024), 1) << stem;
+    const std::string unpacked = temporary.Path() + "/" + stem;
+    EXPECT_EQ(offered, unpacked + cdg);
+    EXPECT_EQ(set.TempPath(), unpacked + cdg);
+    EXPECT_EQ(test::ReadFile(unpacked + mp3), "audio");
+    set.Close();
+    EXPECT_TRUE(std::filesystem::is_empty(temporary.Path())) << "both removed";
+    EXPECT_EQ(set.TempPath(), "");
+  }
 
   // A single WAV in an archive plays through the native reader; its unpacked
   // copy is not a karaoke pair and stays in the temporary folder.

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,10 @@ struct WriterCase {
   const char* ending;
   int bits;
 };
+
+void PrintTo(const WriterCase& c, std::ostream* out) {
+  *out << c.ending << " " << c.bits << " bits";
+}
 
 class WrittenFileTest : public ::testing::TestWithParam<WriterCase> {};
 
