@@ -97,6 +97,14 @@ class MixerWithDecks : public ::testing::Test {
     return out;
   }
 
+  // Lets the fader ramps end, then expects the master to be twin `d`.
+  void ExpectMasterIsTwin(int d) {
+    std::vector<float> twin[2];
+    RenderWithTwins(1024, twin);
+    const std::vector<float> out = RenderWithTwins(22050, twin);
+    ExpectSameSignal(out, twin[d]);
+  }
+
   test::TempDir dir;
   std::string fileA, fileB;
   std::unique_ptr<CSoundSource> decks[2], twins[2];
@@ -105,36 +113,25 @@ class MixerWithDecks : public ::testing::Test {
   std::unique_ptr<OfflineDevice> device;
 };
 
-TEST_F(MixerWithDecks, FaderEndsAreUnityAndSilence) {
+TEST_F(MixerWithDecks, FaderAndCrossfaderEndsAgainstTheTwins) {
   CMixer& mixer = *rig.mixer;
   mixer.SetFader(0, 127);
-  std::vector<float> twin[2];
-  RenderWithTwins(1024, twin);  // the fader's ramp
-  const std::vector<float> out = RenderWithTwins(22050, twin);
-  ExpectSameSignal(out, twin[0]);
+  ExpectMasterIsTwin(0);
+  mixer.SetFader(1, 127);
+  mixer.SetCrossfader(127);
+  ExpectMasterIsTwin(1);
+  mixer.SetCrossfader(0);
+  ExpectMasterIsTwin(0);
+  // Deck B cut by the crossfader, deck A by its fader: the master channel's
+  // 1e-25 denormal guard is all that is left, and the device's 16-bit
+  // samples are exact zeros.
   mixer.SetFader(0, 0);
+  std::vector<float> twin[2];
   RenderWithTwins(1024, twin);
-  // The master channel's 1e-25 denormal guard is all that is left: the
-  // device's 16-bit samples are exact zeros.
   for (float v : RenderWithTwins(22050, twin)) {
     ASSERT_LE(std::fabs(v), 1e-24f);
     ASSERT_EQ(FloatToDevice16(v), 0);
   }
-}
-
-TEST_F(MixerWithDecks, CrossfaderAt127KeepsOnlyTheRightDeck) {
-  CMixer& mixer = *rig.mixer;
-  mixer.SetFader(0, 127);
-  mixer.SetFader(1, 127);
-  mixer.SetCrossfader(127);
-  std::vector<float> twin[2];
-  RenderWithTwins(1024, twin);
-  const std::vector<float> out = RenderWithTwins(22050, twin);
-  ExpectSameSignal(out, twin[1]);
-  // And at 0 only the left one.
-  mixer.SetCrossfader(0);
-  RenderWithTwins(1024, twin);
-  ExpectSameSignal(RenderWithTwins(22050, twin), twin[0]);
 }
 
 }  // namespace
