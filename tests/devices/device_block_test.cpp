@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <memory>
@@ -20,23 +21,17 @@ namespace vantaro {
 namespace {
 
 TEST(DeviceConversion, ScaleRoundingAndClipping) {
-  const std::vector<float> in = {0.0f,         1.0f,          -1.0f,        0.5f,
-                                 1.0f / 64000, -1.0f / 64000, 1.4f / 32000, 1.6f / 32000,
-                                 1.0239f,      1.05f,         -1.0241f,     -3.0f};
-  std::vector<std::int16_t> out(in.size());
-  ConvertToDevice16(in.data(), out.data(), in.size());
-  EXPECT_EQ(out[0], 0);
-  EXPECT_EQ(out[1], 32000);  // full scale is 32000, not 32767
-  EXPECT_EQ(out[2], -32000);
-  EXPECT_EQ(out[3], 16000);
-  EXPECT_EQ(std::abs(out[4]), 0);  // half a step rounds to even
-  EXPECT_EQ(std::abs(out[5]), 0);
-  EXPECT_EQ(out[6], 1);  // 1.4 steps: rounded, not truncated
-  EXPECT_EQ(out[7], 2);  // 1.6 steps
-  EXPECT_EQ(out[8], 32765);
-  EXPECT_EQ(out[9], 32767);    // clipped high
-  EXPECT_EQ(out[10], -32768);  // -32771 clipped to the lowest value
-  EXPECT_EQ(out[11], -32768);
+  // Full scale is 32000, not 32767; half a step rounds to even; 1.4 and 1.6
+  // steps are rounded, not truncated; beyond 16 bits clips (-32771 -> -32768).
+  const std::pair<float, std::int16_t> cases[] = {
+      {0.0f, 0},         {1.0f, 32000},      {-1.0f, -32000},    {0.5f, 16000},
+      {1.0f / 64000, 0}, {-1.0f / 64000, 0}, {1.4f / 32000, 1},  {1.6f / 32000, 2},
+      {1.0239f, 32765},  {1.05f, 32767},     {-1.0241f, -32768}, {-3.0f, -32768}};
+  for (auto [in, expected] : cases) {
+    std::int16_t out = 7;
+    ConvertToDevice16(&in, &out, 1);
+    EXPECT_EQ(out, expected) << in * 32000 << " steps";
+  }
 }
 
 // Writes a ramp continuing over calls, so pieces can be checked for joins.
@@ -73,31 +68,28 @@ TEST(OutputBlockFiller, LargeRequestsAreRenderedInPiecesWithoutAGap) {
 TEST(OutputBlockFiller, SilenceWhenStoppedRefusedOrWithoutCallback) {
   RampSource ramp;
   ramp.calls.reserve(8);
-  ramp.next = 0.25f;
   OutputBlockFiller filler(&RampCallback, &ramp, 2, 64);
-  std::vector<std::int16_t> out(64 * 2, 5);
-
+  OutputBlockFiller without(nullptr, nullptr, 2, 64);
+  std::vector<std::int16_t> out(64 * 2);
+  auto fillIsSilent = [&out](OutputBlockFiller& output) {
+    std::fill(out.begin(), out.end(), 5);
+    output.Fill(out.data(), 64);
+    return std::all_of(out.begin(), out.end(), [](std::int16_t s) { return s == 0; });
+  };
+  ramp.next = 0.25f;
   filler.stopped = true;
-  filler.Fill(out.data(), 64);
+  EXPECT_TRUE(fillIsSilent(filler));
   EXPECT_TRUE(ramp.calls.empty()) << "a stopped output must not render";
-  for (std::int16_t s : out) ASSERT_EQ(s, 0);
-
   filler.stopped = false;
   ramp.answer = 0;  // the render refuses the block
-  std::fill(out.begin(), out.end(), 5);
-  filler.Fill(out.data(), 64);
+  EXPECT_TRUE(fillIsSilent(filler));
   EXPECT_EQ(ramp.calls.size(), 1u);
-  for (std::int16_t s : out) ASSERT_EQ(s, 0);
-
+  EXPECT_TRUE(fillIsSilent(without));
+  // The same filler plays again once the render answers.
   ramp.answer = -1;
   ramp.next = 0.25f;
-  filler.Fill(out.data(), 64);
+  EXPECT_FALSE(fillIsSilent(filler));
   EXPECT_EQ(out[0], 8000);  // 0.25 * 32000
-
-  OutputBlockFiller without(nullptr, nullptr, 2, 64);
-  std::fill(out.begin(), out.end(), 5);
-  without.Fill(out.data(), 64);
-  for (std::int16_t s : out) ASSERT_EQ(s, 0);
 }
 
 int AllocatingCallback(float* out, int frames, int channels, void*) {

@@ -56,12 +56,5 @@ TEST(DeviceTable, LookupByNameIsExactAndOutOfRangeIsEmpty) {
   EXPECT_EQ(table.Find("ALSA: default"), -1);
 }
 
-TEST(DeviceTable, RowNameJoinsHostApiAndDevice) {
-  EXPECT_EQ(MakeOutputRowName("JACK Audio Connection Kit", "system"),
-            "JACK Audio Connection Kit: system");
-  EXPECT_EQ(MakeOutputRowName("ALSA", "HDA Intel PCH: ALC892 Analog (hw:0,0)"),
-            "ALSA: HDA Intel PCH: ALC892 Analog (hw:0,0)");
-}
-
 }  // namespace
 }  // namespace vantaro

@@ -104,7 +104,8 @@ class JackOutput : public ::testing::Test {
   }
 
   // The mix plays tones on the master and monitor buses (peak levels).
-  void PlayTones(test::ToneMix::Tone master, test::ToneMix::Tone monitor) {
+  void PlayTones(test::ToneMix::Tone master = {1000, 0.5f, 0.5f},
+                 test::ToneMix::Tone monitor = {440, 0.25f, 0.25f}) {
     tones_ = std::make_unique<test::ToneMix>(master, monitor);
     renderer_->mix = tones_.get();
   }
@@ -122,28 +123,37 @@ class JackOutput : public ::testing::Test {
     return FindOutputDevice(sink.RowName());
   }
 
+  // Opens `sink` alone in `mode` and answers the selection as the rules left it.
+  TOutputSelection Open(const test::JackSink& sink, int mode, int forcedChannels = 0,
+                        int latency = 2048) {
+    TOutputSelection selection{RowOf(sink), -1, mode, latency};
+    EXPECT_GE(selection.firstDevice, 0) << sink.RowName() << " is not listed";
+    EXPECT_TRUE(OpenAudio(selection, forcedChannels, *renderer_));
+    return selection;
+  }
+
   // Records 1.3 s from each sink and answers the last second of each. On a
   // loaded machine the server may report an xrun (a client late for its
   // period), which glitches every client alike; the recording is then
   // repeated, up to four times. `clean_` says whether the last one was free
   // of xruns: only then can a click be blamed on the program.
-  void RecordSecond(std::initializer_list<test::JackSink*> sinks,
-                    std::vector<std::vector<float>>& out) {
+  std::vector<std::vector<float>> RecordSecond(std::initializer_list<test::JackSink*> sinks) {
+    std::vector<std::vector<float>> out;
     for (int attempt = 0; attempt < 4; ++attempt) {
       out.clear();
-      long xrunsBefore = 0;
-      for (auto* sink : sinks) xrunsBefore += sink->Xruns();
+      long xruns = 0;
+      for (auto* sink : sinks) xruns -= sink->Xruns();
       for (auto* sink : sinks) sink->StartRecording();
       for (auto* sink : sinks) {
-        ASSERT_TRUE(sink->RecordFor(57330, 10.0)) << "JACK delivered too few frames";
+        EXPECT_TRUE(sink->RecordFor(57330, 10.0)) << "JACK delivered too few frames";
         out.push_back(Tail(sink->Recording(), sink->Ports(), 44100));
       }
-      long xrunsAfter = 0;
-      for (auto* sink : sinks) xrunsAfter += sink->Xruns();
-      clean_ = xrunsAfter == xrunsBefore;
-      if (clean_) return;
+      for (auto* sink : sinks) xruns += sink->Xruns();
+      clean_ = xruns == 0;
+      if (clean_) return out;
     }
     std::printf("the JACK server reported xruns in every recording: clicks not checked\n");
+    return out;
   }
 
   // A tone of `hz` at `peak` float level arrives at the device level.
@@ -163,10 +173,6 @@ class JackOutput : public ::testing::Test {
                 peak * kDeviceScale * 2 * M_PI * hz / 44100 * 1.2)
           << "click on channel " << channel;
     }
-  }
-
-  static void ExpectSilent(const std::vector<float>& heard, int channels, int channel) {
-    EXPECT_EQ(test::Peak(heard, channels, channel), 0.0) << "channel " << channel;
   }
 
   std::unique_ptr<test::ToneMix> tones_;
@@ -205,23 +211,12 @@ TEST_F(JackOutput, DeckPlayingAFileReachesThePortsAtDeviceLevel) {
   renderer_->mix = deck_->Mix();
 
   auto sink = MakeSink(2);
-  TOutputSelection selection{RowOf(*sink), -1, 0, 2880};
-  ASSERT_GE(selection.firstDevice, 0);
-  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  Open(*sink, 0, 0, 2880);
   EXPECT_EQ(GetOpenOutputCount(), 1);
   EXPECT_EQ(GetLatencyFrames(), 2880);
-
-  std::vector<std::vector<float>> heard;
-  RecordSecond({sink.get()}, heard);
-  for (int channel = 0; channel < 2; ++channel) {
-    const double rms = test::Rms(heard[0], 2, channel);
-    EXPECT_NEAR(Db(rms / (floatRms * kDeviceScale)), 0.0, 0.1) << "channel " << channel;
-    EXPECT_NEAR(test::ToneFrequency(heard[0], 2, channel), 1000.0, clean_ ? 0.5 : 10.0);
-  }
-  if (clean_) {
-    EXPECT_LT(test::LargestStep(heard[0], 2, 0),
-              floatRms * std::sqrt(2.0) * kDeviceScale * 2 * M_PI * 1000 / 44100 * 1.2);
-  }
+  const auto heard = RecordSecond({sink.get()});
+  for (int channel = 0; channel < 2; ++channel)
+    ExpectTone(heard[0], 2, channel, 1000, floatRms * std::sqrt(2.0));
   const TDSoutput* output = GetOpenOutput(0);
   ASSERT_NE(output, nullptr);
   EXPECT_EQ(output->blockFrames, 360);
@@ -240,10 +235,8 @@ TEST_F(JackOutput, DeckPlayingAFileReachesThePortsAtDeviceLevel) {
 TEST_F(JackOutput, LoudSignalIsClippedNotWrapped) {
   PlayTones({500, 1.5f, 1.5f}, {});
   auto sink = MakeSink(2);
-  TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
-  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
-  std::vector<std::vector<float>> heard;
-  RecordSecond({sink.get()}, heard);
+  Open(*sink, 0);
+  const auto heard = RecordSecond({sink.get()});
   const auto [lowest, highest] = std::minmax_element(heard[0].begin(), heard[0].end());
   EXPECT_EQ(*highest, 32767.0f / 32768.0f);  // clipped at the 16-bit limits
   EXPECT_EQ(*lowest, -1.0f);
@@ -256,51 +249,57 @@ TEST_F(JackOutput, LoudSignalIsClippedNotWrapped) {
 TEST_F(JackOutput, SplitModeCarriesMasterLeftAndMonitorRight) {
   PlayTones({1000, 0.6f, 0.2f}, {440, 0.3f, 0.1f});
   auto sink = MakeSink(2);
-  TOutputSelection selection{RowOf(*sink), -1, 1, 2048};
+  // Chosen as the second device too: one stream opens, and the split mode stays.
+  const int row = RowOf(*sink);
+  TOutputSelection selection{row, row, 1, 2048};
   ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  EXPECT_EQ(GetOpenOutputCount(), 1);
+  EXPECT_EQ(selection.secondDevice, -1);
   EXPECT_EQ(selection.outputMode, 1);
-  std::vector<std::vector<float>> heard;
-  RecordSecond({sink.get()}, heard);
+  EXPECT_FALSE(renderer_->secondDeviceActive.load());
+  const auto heard = RecordSecond({sink.get()});
   ExpectTone(heard[0], 2, 0, 1000, 0.4);  // (0.6 + 0.2) / 2
   ExpectTone(heard[0], 2, 1, 440, 0.2);   // (0.3 + 0.1) / 2
 }
 
-class JackMultichannel : public JackOutput, public ::testing::WithParamInterface<int> {};
+// Ports of the sink, mode asked, forced channel count, channels opened.
+struct MultichannelCase {
+  int ports, mode, forced, channels;
+};
 
-TEST_P(JackMultichannel, MasterOnFrontPairMonitorOnTheOthers) {
-  const int ports = GetParam();
-  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+class JackMultichannel : public JackOutput,
+                         public ::testing::WithParamInterface<MultichannelCase> {};
+
+TEST_P(JackMultichannel, MasterOnFrontPairMonitorOnTheOthersRestSilent) {
+  const auto [ports, mode, forced, channels] = GetParam();
+  PlayTones();
   auto sink = MakeSink(ports);
-  TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
-  ASSERT_TRUE(OpenAudio(selection, ports, *renderer_));
-  EXPECT_EQ(selection.outputMode, 2);
+  EXPECT_EQ(Open(*sink, mode, forced).outputMode, 2);
   ASSERT_NE(GetOpenOutput(0), nullptr);
-  EXPECT_EQ(GetOpenOutput(0)->channels, ports);
+  EXPECT_EQ(GetOpenOutput(0)->channels, channels);
   EXPECT_TRUE(GetOpenOutput(0)->isMultichannel);
-  std::vector<std::vector<float>> heard;
-  RecordSecond({sink.get()}, heard);
-  ExpectTone(heard[0], ports, 0, 1000, 0.5);
-  ExpectTone(heard[0], ports, 1, 1000, 0.5);
-  for (int channel = 2; channel < ports; ++channel) ExpectTone(heard[0], ports, channel, 440, 0.25);
+  const auto heard = RecordSecond({sink.get()});
+  for (int channel = 0; channel < ports; ++channel) {
+    if (channel < 2)
+      ExpectTone(heard[0], ports, channel, 1000, 0.5);
+    else if (channel < channels)
+      ExpectTone(heard[0], ports, channel, 440, 0.25);
+    else
+      EXPECT_EQ(test::Peak(heard[0], ports, channel), 0.0) << "channel " << channel;
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Ports, JackMultichannel, ::testing::Values(4, 6, 8));
-
-TEST_F(JackOutput, MultichannelFromSettingsUsesFourOfEightPorts) {
-  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  auto sink = MakeSink(8);
-  TOutputSelection selection{RowOf(*sink), -1, 2, 2048};
-  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
-  EXPECT_EQ(GetOpenOutput(0)->channels, 4);
-  std::vector<std::vector<float>> heard;
-  RecordSecond({sink.get()}, heard);
-  ExpectTone(heard[0], 8, 0, 1000, 0.5);
-  ExpectTone(heard[0], 8, 3, 440, 0.25);
-  for (int channel = 4; channel < 8; ++channel) ExpectSilent(heard[0], 8, channel);
-}
+// Forced 4, 6, 8 channels; multichannel from the settings uses 4 of 8 ports.
+INSTANTIATE_TEST_SUITE_P(
+    Ports, JackMultichannel,
+    ::testing::Values(MultichannelCase{4, 0, 4, 4}, MultichannelCase{6, 0, 6, 6},
+                      MultichannelCase{8, 0, 8, 8}, MultichannelCase{8, 2, 0, 4}),
+    [](const auto& info) {
+      return std::to_string(info.param.ports) + (info.param.forced ? "Forced" : "FromSettings");
+    });
 
 TEST_F(JackOutput, SecondDevicePlaysTheMonitorBus) {
-  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+  PlayTones();
   auto speakers = MakeSink(2, "vt-speakers");
   auto headphones = MakeSink(2, "vt-phones");
   EnumerateOutputs();
@@ -313,12 +312,11 @@ TEST_F(JackOutput, SecondDevicePlaysTheMonitorBus) {
   EXPECT_EQ(renderer_->outputMode.load(), 0);
   EXPECT_EQ(GetOpenOutputCount(), 2);
   EXPECT_TRUE(renderer_->secondDeviceActive.load());
-  std::vector<std::vector<float>> heard;
-  RecordSecond({speakers.get(), headphones.get()}, heard);
-  ExpectTone(heard[0], 2, 0, 1000, 0.5);
-  ExpectTone(heard[0], 2, 1, 1000, 0.5);
-  ExpectTone(heard[1], 2, 0, 440, 0.25);
-  ExpectTone(heard[1], 2, 1, 440, 0.25);
+  const auto heard = RecordSecond({speakers.get(), headphones.get()});
+  for (int channel = 0; channel < 2; ++channel) {
+    ExpectTone(heard[0], 2, channel, 1000, 0.5);
+    ExpectTone(heard[1], 2, channel, 440, 0.25);
+  }
   // Running at the same rate, the ring stays short: at most two blocks of
   // 256 frames wait in it.
   EXPECT_LE(renderer_->MonitorRing().Available(), 2u * 256 * 2 * sizeof(float));
@@ -327,53 +325,29 @@ TEST_F(JackOutput, SecondDevicePlaysTheMonitorBus) {
   EXPECT_FALSE(renderer_->secondDeviceActive.load());
 }
 
-TEST_F(JackOutput, SameDeviceTwiceOpensOneStream) {
-  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  auto sink = MakeSink(2);
-  const int row = RowOf(*sink);
-  TOutputSelection selection{row, row, 1, 2048};
-  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
-  EXPECT_EQ(GetOpenOutputCount(), 1);
-  EXPECT_EQ(selection.secondDevice, -1);
-  EXPECT_EQ(selection.outputMode, 1);
-  EXPECT_FALSE(renderer_->secondDeviceActive.load());
-}
-
-TEST_F(JackOutput, ReopeningReplacesTheStreams) {
-  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
+TEST_F(JackOutput, ReopeningReplacesTheStreamsAndForgetsAClosedRenderer) {
   auto first = MakeSink(2, "vt-first");
   auto second = MakeSink(2, "vt-second");
-  EnumerateOutputs();
-  TOutputSelection selection{FindOutputDevice(first->RowName()), -1, 0, 2048};
-  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
+  {
+    // A renderer may go once audio is closed (tests, the program's close);
+    // the next open and close must not touch it.
+    auto gone = std::make_unique<AudioRenderer>();
+    TOutputSelection selection{RowOf(*first), -1, 0, 2048};
+    ASSERT_TRUE(OpenAudio(selection, 0, *gone));
+    CloseAudio(true);
+    EXPECT_EQ(GetDeviceCount(), 0);
+  }
+  PlayTones();
+  TOutputSelection selection = Open(*first, 0);
   EXPECT_EQ(EnumerateOutputs(), GetDeviceCount()) << "enumeration must not pull open streams";
   selection.firstDevice = FindOutputDevice(second->RowName());
   selection.latencyFrames = 4096;
   ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
   EXPECT_EQ(GetOpenOutputCount(), 1);
   EXPECT_EQ(GetLatencyFrames(), 4096);
-  std::vector<std::vector<float>> heard;
-  RecordSecond({first.get(), second.get()}, heard);
-  ExpectSilent(heard[0], 2, 0);
+  const auto heard = RecordSecond({first.get(), second.get()});
+  EXPECT_EQ(test::Peak(heard[0], 2, 0), 0.0) << "the replaced stream still plays";
   ExpectTone(heard[1], 2, 0, 1000, 0.5);
-}
-
-TEST_F(JackOutput, ReopenAfterCloseWithAnotherRenderer) {
-  // A renderer may go once audio is closed (tests, the program's close);
-  // the next open and close must not touch it.
-  auto sink = MakeSink(2);
-  {
-    auto first = std::make_unique<AudioRenderer>();
-    TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
-    ASSERT_TRUE(OpenAudio(selection, 0, *first));
-    CloseAudio(true);
-  }
-  PlayTones({1000, 0.5f, 0.5f}, {440, 0.25f, 0.25f});
-  TOutputSelection selection{RowOf(*sink), -1, 0, 2048};
-  ASSERT_TRUE(OpenAudio(selection, 0, *renderer_));
-  std::vector<std::vector<float>> heard;
-  RecordSecond({sink.get()}, heard);
-  ExpectTone(heard[0], 2, 0, 1000, 0.5);
   CloseAudio(true);
   EXPECT_EQ(GetDeviceCount(), 0);
   EXPECT_GT(EnumerateOutputs(), 0);

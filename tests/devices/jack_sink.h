@@ -24,8 +24,6 @@ class JackSink {
 
   // False when the server could not be reached or a port not registered.
   bool Ok() const { return client_ != nullptr; }
-  // The client name JACK gave (PortAudio's device name).
-  const std::string& Name() const { return name_; }
   // The PortAudio row name of this client.
   std::string RowName() const;
 
@@ -36,7 +34,6 @@ class JackSink {
   bool RecordFor(long frames, double timeoutSeconds);
   // The recording, interleaved, one channel per port.
   std::vector<float> Recording() const;
-  long RecordedFrames() const { return recorded_.load(); }
   // Over-/underruns the server reported since the client started: a
   // recording spanning one may hold a glitch that is not the program's.
   long Xruns() const { return xruns_.load(); }

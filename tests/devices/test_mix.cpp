@@ -29,13 +29,6 @@ void ToneMix::RenderMix(float* master, float* monitor, int frames) {
   RenderTone(monitor, frames, monitor_, monitorPhase_);
 }
 
-void ToneMix::RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
-                             int frames) {
-  RenderMix(deckA, monitor, frames);
-  Silence(deckB, frames);
-  Silence(others, frames);
-}
-
 void BlockNumberMix::RenderMix(float* master, float* monitor, int frames) {
   const float value = static_cast<float>(blocks_.fetch_add(1) % 128) / 256.0f;
   for (int i = 0; i < frames * 2; ++i) {
@@ -44,8 +37,8 @@ void BlockNumberMix::RenderMix(float* master, float* monitor, int frames) {
   }
 }
 
-void BlockNumberMix::RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
-                                    int frames) {
+void TestMix::RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
+                             int frames) {
   RenderMix(deckA, monitor, frames);
   Silence(deckB, frames);
   Silence(others, frames);

@@ -9,8 +9,16 @@
 
 namespace vantaro::test {
 
+// The external mode of these mixes plays the master bus as deck A, with the
+// other stems silent.
+class TestMix : public MixRenderer {
+ public:
+  void RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
+                      int frames) override;
+};
+
 // A steady sine on each bus; left and right levels may differ.
-class ToneMix : public MixRenderer {
+class ToneMix : public TestMix {
  public:
   struct Tone {
     double hz = 0;
@@ -18,8 +26,6 @@ class ToneMix : public MixRenderer {
   };
   ToneMix(Tone master, Tone monitor) : master_(master), monitor_(monitor) {}
   void RenderMix(float* master, float* monitor, int frames) override;
-  void RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
-                      int frames) override;
 
  private:
   Tone master_, monitor_;
@@ -28,11 +34,9 @@ class ToneMix : public MixRenderer {
 
 // Writes (block number % 128) / 256 as a constant into both buses, so that
 // a device's output tells which block it is playing.
-class BlockNumberMix : public MixRenderer {
+class BlockNumberMix : public TestMix {
  public:
   void RenderMix(float* master, float* monitor, int frames) override;
-  void RenderExternal(float* deckA, float* deckB, float* others, float* monitor,
-                      int frames) override;
   long Blocks() const { return blocks_.load(); }
   static int Decode(float sample) { return static_cast<int>(sample * 256.0f + 0.5f); }
 

@@ -1,7 +1,6 @@
 #include "library/song_database_file.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -16,6 +15,7 @@ namespace vantaro {
 namespace {
 
 using test::DbFileWith;
+using test::Song;
 using test::SongDatabaseTest;
 
 // The one line of a record, from its line in the whole file.
@@ -65,18 +65,26 @@ TEST(SongDatabaseForm, AttributesInOrderWithTheWrittenWhenRules) {
             "pitch_key=\"0\" />\n</songdatabase>\n");
 }
 
-TEST(SongDatabaseForm, ValuesAreReadByTheStandardConversions) {
-  std::map<std::string, std::string> attributes = {
-      {"name", "x.mp3"},     {"bpm", " 128.5bpm"},
-      {"eql", "abc"},        {"eqm", "+2"},
-      {"eqh", "-1e1"},       {"cue1", "-5"},
-      {"cue2", "12 frames"}, {"cue_in", "-9"},
-      {"loop1_in", "-7"},    {"duration_ms", "99999999999"},
-      {"duration", "3"}};
-  const TZKSongRecord record = SongFromAttributes([&](const char* name) -> const char* {
+// A record read from the attributes of one <song> element.
+TZKSongRecord SongFrom(const std::map<std::string, std::string>& attributes) {
+  return SongFromAttributes([&](const char* name) -> const char* {
     const auto found = attributes.find(name);
     return found == attributes.end() ? nullptr : found->second.c_str();
   });
+}
+
+TEST(SongDatabaseForm, ValuesAreReadByTheStandardConversions) {
+  const TZKSongRecord record = SongFrom({{"name", "x.mp3"},
+                                         {"bpm", " 128.5bpm"},
+                                         {"eql", "abc"},
+                                         {"eqm", "+2"},
+                                         {"eqh", "-1e1"},
+                                         {"cue1", "-5"},
+                                         {"cue2", "12 frames"},
+                                         {"cue_in", "-9"},
+                                         {"loop1_in", "-7"},
+                                         {"duration_ms", "99999999999"},
+                                         {"duration", "3"}});
   EXPECT_EQ(record.name, "x.mp3");
   EXPECT_FLOAT_EQ(record.bpm, 128.5f) << "leading blanks and trailing text";
   EXPECT_EQ(record.eql, 0.0f) << "a bad value reads as 0";
@@ -92,57 +100,54 @@ TEST(SongDatabaseForm, ValuesAreReadByTheStandardConversions) {
   EXPECT_EQ(record.duration_ms, 3000) << "an unreadable duration_ms falls back on duration";
   EXPECT_EQ(record.pgain_valid, 0);
 
-  attributes = {{"name", "y.mp3"}, {"duration", "3000000"}};
-  EXPECT_EQ(SongFromAttributes([&](const char* name) -> const char* {
-              const auto found = attributes.find(name);
-              return found == attributes.end() ? nullptr : found->second.c_str();
-            }).duration_ms,
-            2147483647)
+  EXPECT_EQ(SongFrom({{"name", "y.mp3"}, {"duration", "3000000"}}).duration_ms, 2147483647)
       << "seconds too long for 32-bit milliseconds are clamped";
 }
 
-TEST_F(SongDatabaseTest, OlderDurationAttributeIsReadAndWrittenAsMilliseconds) {
-  ASSERT_TRUE(LoadLines({"<song name=\"old.mp3\" duration=\"245\" />", "<song name=\"none.mp3\" />",
-                         "<song name=\"both.mp3\" duration_ms=\"1500\" duration=\"9\" />",
-                         "<song name=\"zero.mp3\" duration_ms=\"0\" duration=\"0\" />"}));
-  EXPECT_EQ(Find("old.mp3").duration_ms, 245000);
-  EXPECT_EQ(Find("none.mp3").duration_ms, -1);
-  EXPECT_EQ(Find("both.mp3").duration_ms, 1500);
-  EXPECT_EQ(Find("zero.mp3").duration_ms, 0);
-  const std::string file = SaveAndRead();
-  EXPECT_NE(LineOf(file, "old.mp3").find(" duration_ms=\"245000\" "), std::string::npos);
-  EXPECT_EQ(file.find(" duration="), std::string::npos) << "the older name is not written";
-}
-
-TEST_F(SongDatabaseTest, GainIsWrittenOnlyWhenMeasured) {
-  ASSERT_TRUE(LoadLines({"<song name=\"unmeasured.mp3\" bpm=\"120.0000\" />",
-                         "<song name=\"silent-gain.mp3\" pgain=\"0.0000\" />",
-                         "<song name=\"loud.mp3\" pgain=\"-6.5000\" />"}));
-  EXPECT_EQ(Find("unmeasured.mp3").pgain_valid, 0);
-  EXPECT_EQ(Find("silent-gain.mp3").pgain_valid, 1);
+TEST_F(SongDatabaseTest, DurationGainAndCurrentCueFollowTheirOwnReadAndWriteRules) {
+  ASSERT_TRUE(
+      LoadLines({// The older duration attribute is in seconds; duration_ms wins.
+                 "<song name=\"old.mp3\" duration=\"245\" />", "<song name=\"none.mp3\" />",
+                 "<song name=\"both.mp3\" duration_ms=\"1500\" duration=\"9\" />",
+                 "<song name=\"zero.mp3\" duration_ms=\"0\" duration=\"0\" currentcue=\"0\" />",
+                 // A gain counts as measured when it is there, even at 0 dB.
+                 "<song name=\"unmeasured.mp3\" bpm=\"120.0000\" />",
+                 "<song name=\"silent-gain.mp3\" pgain=\"0.0000\" />",
+                 "<song name=\"loud.mp3\" pgain=\"-6.5000\" />",
+                 // The current cue is written from 1 and stored from 0; 1..20 are valid.
+                 "<song name=\"one.mp3\" currentcue=\"1\" />",
+                 "<song name=\"twenty.mp3\" currentcue=\"20\" />",
+                 "<song name=\"twentyone.mp3\" currentcue=\"21\" />"}));
+  const struct {
+    const char* name;
+    int durationMs, currentCue, gainValid;
+  } read[] = {{"old.mp3", 245000, 0, 0},    {"none.mp3", -1, 0, 0},
+              {"both.mp3", 1500, 0, 0},     {"zero.mp3", 0, 0, 0},
+              {"unmeasured.mp3", -1, 0, 0}, {"silent-gain.mp3", -1, 0, 1},
+              {"loud.mp3", -1, 0, 1},       {"one.mp3", -1, 0, 0},
+              {"twenty.mp3", -1, 19, 0},    {"twentyone.mp3", -1, 0, 0}};
+  for (const auto& r : read) {
+    const TZKSongRecord record = Find(r.name);
+    EXPECT_EQ(record.duration_ms, r.durationMs) << r.name;
+    EXPECT_EQ(record.currentcue, r.currentCue) << r.name;
+    EXPECT_EQ(record.pgain_valid, r.gainValid) << r.name;
+  }
   EXPECT_EQ(Find("loud.mp3").pgain, -6.5f);
+
   const std::string file = SaveAndRead();
+  EXPECT_EQ(file.find(" duration="), std::string::npos) << "the older name is not written";
   EXPECT_EQ(LineOf(file, "unmeasured.mp3").find("pgain"), std::string::npos);
-  EXPECT_NE(LineOf(file, "silent-gain.mp3").find(" pgain=\"0.0000\" "), std::string::npos);
+  const std::pair<const char*, const char*> written[] = {{"old.mp3", " duration_ms=\"245000\" "},
+                                                         {"silent-gain.mp3", " pgain=\"0.0000\" "},
+                                                         {"one.mp3", " currentcue=\"1\" "},
+                                                         {"twentyone.mp3", " currentcue=\"1\" "},
+                                                         {"twenty.mp3", " currentcue=\"20\" "}};
+  for (auto [name, attribute] : written)
+    EXPECT_NE(LineOf(file, name).find(attribute), std::string::npos) << LineOf(file, name);
+
   ASSERT_TRUE(LoadSongDatabase(path));
   EXPECT_EQ(Find("unmeasured.mp3").pgain_valid, 0);
   EXPECT_EQ(Find("silent-gain.mp3").pgain_valid, 1);
-}
-
-TEST_F(SongDatabaseTest, CurrentCueIsStoredFromZeroAndWrittenFromOne) {
-  ASSERT_TRUE(LoadLines(
-      {"<song name=\"one.mp3\" currentcue=\"1\" />", "<song name=\"zero.mp3\" currentcue=\"0\" />",
-       "<song name=\"twenty.mp3\" currentcue=\"20\" />",
-       "<song name=\"twentyone.mp3\" currentcue=\"21\" />", "<song name=\"missing.mp3\" />"}));
-  EXPECT_EQ(Find("one.mp3").currentcue, 0);
-  EXPECT_EQ(Find("zero.mp3").currentcue, 0);
-  EXPECT_EQ(Find("twenty.mp3").currentcue, 19);
-  EXPECT_EQ(Find("twentyone.mp3").currentcue, 0);
-  EXPECT_EQ(Find("missing.mp3").currentcue, 0);
-  const std::string file = SaveAndRead();
-  EXPECT_NE(LineOf(file, "one.mp3").find(" currentcue=\"1\" "), std::string::npos);
-  EXPECT_NE(LineOf(file, "twentyone.mp3").find(" currentcue=\"1\" "), std::string::npos);
-  EXPECT_NE(LineOf(file, "twenty.mp3").find(" currentcue=\"20\" "), std::string::npos);
 }
 
 TEST_F(SongDatabaseTest, UnsetCuesAndLoopsAreLeftOutAndReadBackUnset) {
@@ -182,12 +187,7 @@ TEST_F(SongDatabaseTest, NamesSurviveEscapingAndControlBytesBecomeBlanks) {
       "Tab\there\x01"
       "bell\x07.mp3");
   const std::string utf8 = "Bj\xC3\xB6rk \xE2\x80\x93 J\xC3\xB3ga.flac";
-  for (const std::string& name : {tricky, control, utf8}) {
-    TZKSongRecord record;
-    record.name = name;
-    record.bpm = 99;
-    ASSERT_TRUE(StoreSong(record));
-  }
+  for (const std::string& name : {tricky, control, utf8}) ASSERT_TRUE(StoreSong(Song(name, 99)));
   SaveAndRead();
   ASSERT_TRUE(LoadSongDatabase(path));
   EXPECT_EQ(Find(tricky).bpm, 99);
@@ -210,12 +210,7 @@ TEST_F(SongDatabaseTest, FilesThatAreNotASongDatabaseLeaveAnEmptyTable) {
                   "<song name=\"a.mp3\" bpm=\"120.0000\" />\n</settings>\n");
   EXPECT_FALSE(LoadSongDatabase(path));
   EXPECT_EQ(SongCount(), 0u);
-  EXPECT_TRUE(StoreSong([] {
-    TZKSongRecord r;
-    r.name = "new.mp3";
-    return r;
-  }()))
-      << "the table exists";
+  EXPECT_TRUE(StoreSong(Song("new.mp3", 0))) << "the table exists";
 
   // Broken half-way: nothing of the first half is kept.
   const std::string full = DbFileWith({"<song name=\"a.mp3\" />", "<song name=\"b.mp3\" />"});

@@ -21,6 +21,13 @@ inline std::string DbFileWith(const std::vector<std::string>& songLines) {
   return text + "</songdatabase>\n";
 }
 
+inline TZKSongRecord Song(const std::string& name, float bpm) {
+  TZKSongRecord record;
+  record.name = name;
+  record.bpm = bpm;
+  return record;
+}
+
 class SongDatabaseTest : public testing::Test {
  protected:
   void TearDown() override {

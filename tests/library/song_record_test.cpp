@@ -25,33 +25,16 @@ TEST(SongKey, NameAndExtensionWithoutFolderOrFolding) {
 TEST(SongRecord, InitGivesTheValuesOfANewRecord) {
   TZKSongRecord record;
   record.name = "x.mp3";
-  record.duration_ms = 5;
-  record.pitch_key = 7;
-  record.bpm = 120;
-  record.pgain = 1;
-  record.pgain_valid = 1;
-  record.eql = record.eqm = record.eqh = 2;
-  record.currentcue = 3;
-  for (auto& cue : record.cue) cue = 9;
-  record.cue_in = 4;
-  record.cue_out = 5;
+  record.duration_ms = record.pitch_key = record.pgain_valid = record.currentcue = 5;
+  record.bpm = record.pgain = record.eql = record.eqm = record.eqh = 2;
+  record.cue_in = record.cue_out = 4;
+  for (int i = 0; i < TZKSongRecord::kCueCount; ++i) record.cue[i] = i + 1;
   for (int i = 0; i < TZKSongRecord::kLoopCount; ++i) record.loop_in[i] = record.loop_out[i] = i;
   InitSongRecord(record);
-  EXPECT_EQ(record.name, "");
-  EXPECT_EQ(record.duration_ms, 0);
-  EXPECT_EQ(record.pitch_key, 0);
-  EXPECT_EQ(record.bpm, 0);
-  EXPECT_EQ(record.pgain, 0);
-  EXPECT_EQ(record.pgain_valid, 0);
-  EXPECT_EQ(record.eql + record.eqm + record.eqh, 0);
-  EXPECT_EQ(record.currentcue, 0);
-  for (int cue : record.cue) EXPECT_EQ(cue, 0);
-  EXPECT_EQ(record.cue_in, 0);
-  EXPECT_EQ(record.cue_out, 0);
-  for (int i = 0; i < TZKSongRecord::kLoopCount; ++i) {
-    EXPECT_EQ(record.loop_in[i], -1);
-    EXPECT_EQ(record.loop_out[i], -1);
-  }
+  TZKSongRecord fresh;  // empty name, zeros ...
+  EXPECT_EQ(record, fresh);
+  for (int i = 0; i < TZKSongRecord::kLoopCount; ++i)  // ... and loops unset
+    EXPECT_TRUE(record.loop_in[i] == -1 && record.loop_out[i] == -1) << i;
 }
 
 TEST(SongRecord, FramesBecomeRoundedMilliseconds) {
