@@ -33,8 +33,7 @@ int NativeFrames(const std::string& path) {
   CDecoderWAV wav(30);
   CDecoderAIF aif(30);
   CDecoderAu au(30);
-  for (CBaseCodec* codec : {static_cast<CBaseCodec*>(&wav), static_cast<CBaseCodec*>(&aif),
-                            static_cast<CBaseCodec*>(&au)}) {
+  for (CBaseCodec* codec : std::initializer_list<CBaseCodec*>{&wav, &aif, &au}) {
     TCodecFormat format{};
     if (codec->Open(path, format, kCodecRead)) return format.frames;
   }
@@ -97,6 +96,8 @@ TEST(FuzzSeeds, CraftedHeadersAreRefusedOrCut) {
   listWav += "INFOdata";
   test::AppendLE32(listWav, 64);
   listWav += data;
+  std::string extensible = test::WavFile(1, 2, 44100, 16, 64, data);
+  extensible[16] = 18;  // an 18-byte format chunk
   const struct {
     const char* name;
     std::string bytes;
@@ -104,13 +105,7 @@ TEST(FuzzSeeds, CraftedHeadersAreRefusedOrCut) {
   } seeds[] = {
       {"list.wav", listWav, 16},
       {"huge.wav", test::WavFile(1, 2, 44100, 16, 0xFFFFFFFFu, data), 16},
-      {"ext.wav",
-       [&] {
-         std::string s = test::WavFile(1, 2, 44100, 16, 64, data);
-         s[16] = 18;
-         return s;
-       }(),
-       -1},
+      {"ext.wav", extensible, -1},
       {"aifc.aiff", test::AiffFile(2, 16, 16, 44100, 72, data, 22), -1},
       {"8k.aiff", test::AiffFile(2, 16, 16, 8000, 72, data), -1},
       {"huge.aiff", test::AiffFile(2, 16, 16, 44100, 0xFFFFFFFFu, data), 16},

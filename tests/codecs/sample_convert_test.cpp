@@ -23,62 +23,59 @@ std::vector<float> AsFloats(const std::vector<uint8_t>& bytes, size_t count) {
 }
 
 TEST(SampleConvert, SwapReversesEachSampleOf16To32Bits) {
-  std::vector<uint8_t> d16 = {1, 2, 3, 4};
-  SwapSampleBytes(d16.data(), 2, 16);
-  EXPECT_EQ(d16, (std::vector<uint8_t>{2, 1, 4, 3}));
-  std::vector<uint8_t> d24 = {1, 2, 3, 4, 5, 6};
-  SwapSampleBytes(d24.data(), 2, 24);
-  EXPECT_EQ(d24, (std::vector<uint8_t>{3, 2, 1, 6, 5, 4}));
-  std::vector<uint8_t> d32 = {1, 2, 3, 4};
-  SwapSampleBytes(d32.data(), 1, 32);
-  EXPECT_EQ(d32, (std::vector<uint8_t>{4, 3, 2, 1}));
-  std::vector<uint8_t> d8 = {1, 2};
-  SwapSampleBytes(d8.data(), 2, 8);
-  EXPECT_EQ(d8, (std::vector<uint8_t>{1, 2})) << "8 bits are not swapped";
-  std::vector<uint8_t> d64 = {1, 2, 3, 4, 5, 6, 7, 8};
-  SwapSampleBytes(d64.data(), 1, 64);
-  EXPECT_EQ(d64[0], 1) << "other widths pass unconverted";
+  // 8 bits are not swapped; other widths pass unconverted.
+  const struct {
+    int count, bits;
+    std::vector<uint8_t> want;
+  } cases[] = {{2, 16, {2, 1, 4, 3, 5, 6, 7, 8}},
+               {2, 24, {3, 2, 1, 6, 5, 4, 7, 8}},
+               {2, 32, {4, 3, 2, 1, 8, 7, 6, 5}},
+               {2, 8, {1, 2, 3, 4, 5, 6, 7, 8}},
+               {1, 64, {1, 2, 3, 4, 5, 6, 7, 8}}};
+  for (const auto& c : cases) {
+    std::vector<uint8_t> data = {1, 2, 3, 4, 5, 6, 7, 8};
+    SwapSampleBytes(data.data(), c.count, c.bits);
+    EXPECT_EQ(data, c.want) << c.bits << " bits";
+  }
+}
+
+template <typename T>
+std::vector<uint8_t> BytesOf(std::initializer_list<T> values) {
+  std::vector<uint8_t> out(values.size() * sizeof(T));
+  std::memcpy(out.data(), values.begin(), out.size());
+  return out;
 }
 
 TEST(SampleConvert, WideningAtTheEdgesOfEachWidth) {
-  std::vector<uint8_t> u8 = {0, 128, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-  ASSERT_TRUE(WidenToFloat(u8.data(), 3, 8, true, true));
-  EXPECT_EQ(AsFloats(u8, 3), (std::vector<float>{-1.0f, 0.0f, 127 * 0.0078125f}));
-
-  std::vector<uint8_t> s8 = {0x80, 0, 0x7f, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-  ASSERT_TRUE(WidenToFloat(s8.data(), 3, 8, false, true));
-  EXPECT_EQ(AsFloats(s8, 3), (std::vector<float>{-1.0f, 0.0f, 127 * 0.0078125f}));
-
-  std::vector<uint8_t> s16 = {0x00, 0x80, 0xff, 0x7f, 0x01, 0x00, 0, 0, 0, 0, 0, 0};
-  ASSERT_TRUE(WidenToFloat(s16.data(), 3, 16, true, true));
-  const std::vector<float> w16 = AsFloats(s16, 3);
-  EXPECT_FLOAT_EQ(w16[0], -32768 * 3.0518e-5f);
-  EXPECT_FLOAT_EQ(w16[1], 32767 * 3.0518e-5f);
-  EXPECT_FLOAT_EQ(w16[2], 3.0518e-5f);
-
-  std::vector<uint8_t> s24 = {0x00, 0x00, 0x80, 0xff, 0xff, 0x7f, 0xff, 0xff, 0xff, 0, 0, 0};
-  ASSERT_TRUE(WidenToFloat(s24.data(), 3, 24, true, true));
-  EXPECT_EQ(AsFloats(s24, 3), (std::vector<float>{-1.0f, 8388607 / 8388608.0f, -1 / 8388608.0f}));
-
-  std::vector<uint8_t> s32(8);
-  const int32_t ints[2] = {INT32_MIN, 1 << 30};
-  std::memcpy(s32.data(), ints, 8);
-  ASSERT_TRUE(WidenToFloat(s32.data(), 2, 32, true, false));
-  EXPECT_EQ(AsFloats(s32, 2), (std::vector<float>{-1.0f, 0.5f}));
-
-  std::vector<uint8_t> f32(4);
-  const float value = -0.123f;
-  std::memcpy(f32.data(), &value, 4);
-  ASSERT_TRUE(WidenToFloat(f32.data(), 1, 32, true, true));
-  EXPECT_EQ(AsFloats(f32, 1)[0], value) << "floats stay as they are";
-
-  std::vector<uint8_t> bad(12);
-  const float nonFinite[3] = {NAN, -INFINITY, 2.5f};
-  std::memcpy(bad.data(), nonFinite, 12);
-  ASSERT_TRUE(WidenToFloat(bad.data(), 3, 32, true, true));
-  EXPECT_EQ(AsFloats(bad, 3), (std::vector<float>{0.0f, 0.0f, 2.5f}))
-      << "NaN and infinity become silence; loud but finite samples stay";
-
+  const struct {
+    std::vector<uint8_t> bytes;
+    int bits;
+    bool unsigned8, float32;
+    std::vector<float> want;
+  } cases[] = {
+      {{0, 128, 255}, 8, true, true, {-1.0f, 0.0f, 127 * 0.0078125f}},
+      {{0x80, 0, 0x7f}, 8, false, true, {-1.0f, 0.0f, 127 * 0.0078125f}},
+      {BytesOf<int16_t>({-32768, 32767, 1}),
+       16,
+       true,
+       true,
+       {-32768 * 3.0518e-5f, 32767 * 3.0518e-5f, 3.0518e-5f}},
+      {{0x00, 0x00, 0x80, 0xff, 0xff, 0x7f, 0xff, 0xff, 0xff},
+       24,
+       true,
+       true,
+       {-1.0f, 8388607 / 8388608.0f, -1 / 8388608.0f}},
+      {BytesOf<int32_t>({INT32_MIN, 1 << 30}), 32, true, false, {-1.0f, 0.5f}},
+      // Floats stay as they are, but NaN and infinity become silence; loud
+      // but finite samples stay.
+      {BytesOf<float>({-0.123f, NAN, -INFINITY, 2.5f}), 32, true, true, {-0.123f, 0, 0, 2.5f}},
+  };
+  for (const auto& c : cases) {
+    std::vector<uint8_t> data = c.bytes;
+    data.resize(c.want.size() * 4);
+    ASSERT_TRUE(WidenToFloat(data.data(), c.want.size(), c.bits, c.unsigned8, c.float32));
+    EXPECT_EQ(AsFloats(data, c.want.size()), c.want) << c.bits << " bits";
+  }
   std::vector<uint8_t> odd = {1, 2, 3, 4};
   EXPECT_FALSE(WidenToFloat(odd.data(), 1, 12, true, true));
   EXPECT_EQ(odd, (std::vector<uint8_t>{1, 2, 3, 4}));
