@@ -6,6 +6,7 @@
 #include <cmath>
 #include <map>
 #include <memory>
+#include <tuple>
 
 #include "codecs/base_codec.h"
 #include "codecs/codec_set.h"
@@ -17,8 +18,8 @@ namespace {
 
 constexpr const char* kQuiet = "ffmpeg -nostdin -hide_banner -loglevel error -y ";
 
-// Shell recipes: $S is the test signal, $F and $E the five- and eight-channel
-// tone files, $O the output file.
+// Shell recipes: $S, $F and $E are tone files (see FFmpegFixture), $O the
+// output file.
 const std::map<std::string, std::string>& Recipes() {
   static const std::map<std::string, std::string> recipes = {
       {"cbr.mp3", "-i $S -c:a libmp3lame -b:a 192k $O"},
@@ -59,22 +60,16 @@ std::string Replace(std::string text, const std::string& key, const std::string&
   return text;
 }
 
-std::string SignalPath() {
-  const std::string path = Folder().File("signal.wav");
-  if (!Exists(path))
-    RunCommand("sox -D -n -r 44100 -c 2 -b 16 '" + path + "' synth 3 sine 1000 vol 0.5");
-  return path;
-}
-
-// `channels` channels, each its own tone (300, 500, 700, ... Hz, 200 Hz
-// apart), so a test can tell which channel landed where.
-std::string ManyChannelPath(int channels) {
-  const std::string path = Folder().File("tones" + std::to_string(channels) + ".wav");
-  if (Exists(path)) return path;
+// A 3-second 16-bit 44100 Hz sox tone file whose channel i carries
+// firstHz + i * stepHz at amplitude 0.5.
+std::string ToneWav(int channels, int firstHz, int stepHz) {
+  const std::string path =
+      Folder().File("tones" + std::to_string(channels) + "_" + std::to_string(firstHz) + ".wav");
   std::string tones;
-  for (int i = 0; i < channels; ++i) tones += " sine " + std::to_string(300 + 200 * i);
-  RunCommand("sox -D -n -r 44100 -c " + std::to_string(channels) + " -b 16 '" + path + "' synth 3" +
-             tones + " vol 0.5");
+  for (int i = 0; i < channels; ++i) tones += " sine " + std::to_string(firstHz + stepHz * i);
+  if (!Exists(path))
+    RunCommand("sox -D -n -r 44100 -c " + std::to_string(channels) + " -b 16 '" + path +
+               "' synth 3" + tones + " vol 0.5");
   return path;
 }
 
@@ -96,11 +91,13 @@ std::string FFmpegFixture(const std::string& name) {
   if (Exists(path)) return path;
   const auto recipe = Recipes().find(name);
   if (recipe == Recipes().end()) return "";
-  std::string command = Replace(recipe->second, "$S", ShellQuoted(SignalPath()));
-  if (command.find("$F") != std::string::npos)
-    command = Replace(command, "$F", ShellQuoted(ManyChannelPath(5)));
-  if (command.find("$E") != std::string::npos)
-    command = Replace(command, "$E", ShellQuoted(ManyChannelPath(8)));
+  std::string command = recipe->second;
+  // $S is the test signal, $F and $E five and eight channels of their own
+  // tones (300, 500, 700, ... Hz), so a test can tell which landed where.
+  for (auto [key, channels, firstHz, stepHz] :
+       {std::tuple{"$S", 2, 1000, 0}, std::tuple{"$F", 5, 300, 200}, std::tuple{"$E", 8, 300, 200}})
+    if (command.find(key) != std::string::npos)
+      command = Replace(command, key, ShellQuoted(ToneWav(channels, firstHz, stepHz)));
   command = Replace(command, "$O", ShellQuoted(path));
   if (RunCommand(kQuiet + command) != 0 || !Exists(path)) return "";
   return path;
