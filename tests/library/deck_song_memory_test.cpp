@@ -130,9 +130,7 @@ TEST_F(SongDatabaseTest, TrackNeedsAnalysisUntilTempoAndStripeAreKnown) {
   ASSERT_FALSE(LoadSongDatabase(path));
   const std::string stripes = dir.Path() + "/";
   EXPECT_TRUE(SongNeedsAnalysis("/music/Beat.wav", stripes)) << "no record";
-  TZKSongRecord record;
-  record.name = "Beat.wav";
-  record.bpm = 10;
+  TZKSongRecord record = test::Song("Beat.wav", 10);
   StoreSong(record);
   test::WriteFile(stripes + "Beat.wav.vs2", "stripe");
   EXPECT_TRUE(SongNeedsAnalysis("/music/Beat.wav", stripes)) << "10 BPM is not a tempo";

@@ -2,7 +2,6 @@
 // with SIGKILL; what it leaves on disk must be whole and must hold what the
 // periodic saver promised.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -22,31 +21,20 @@ namespace {
 using test::DbFileWith;
 using test::SongDatabaseTest;
 
-// A running song_db_child whose standard output is read line by line.
+// A running song_db_child whose standard output is read line by line; its
+// first line is its process id. It is killed when the test ends early.
 class Child {
  public:
-  Child(const std::string& mode, const std::string& dbPath, const std::string& key) {
-    int pipeEnds[2];
-    if (pipe(pipeEnds) != 0) return;
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(pipeEnds[1], STDOUT_FILENO);
-      close(pipeEnds[0]);
-      close(pipeEnds[1]);
-      execl(SONG_DB_CHILD_PATH, SONG_DB_CHILD_PATH, mode.c_str(), dbPath.c_str(), key.c_str(),
-            static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    close(pipeEnds[1]);
-    output_ = fdopen(pipeEnds[0], "r");
-  }
+  Child(const std::string& mode, const std::string& dbPath, const std::string& key)
+      : output_(popen(
+            ("exec '" SONG_DB_CHILD_PATH "' " + mode + " '" + dbPath + "' '" + key + "'").c_str(),
+            "r")),
+        pid_(std::atoi(ReadLine().c_str())) {}
   ~Child() {
-    if (pid_ > 0 && !reaped_) {
-      kill(pid_, SIGKILL);
-      Wait();
-    }
-    if (output_) fclose(output_);
+    if (output_ && pid_ > 0) kill(pid_, SIGKILL);
+    if (output_) pclose(output_);
   }
+  bool Started() const { return pid_ > 0; }
   // The next line of output without its line end; empty at end of output.
   std::string ReadLine() {
     char line[4096];
@@ -56,27 +44,17 @@ class Child {
     return text;
   }
   void Kill() { kill(pid_, SIGKILL); }
-  // The wait status.
+  // Waits for the end of the process and answers its wait status.
   int Wait() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    reaped_ = true;
+    const int status = pclose(output_);
+    output_ = nullptr;
     return status;
   }
-  bool Started() const { return pid_ > 0 && output_; }
 
  private:
-  pid_t pid_ = -1;
-  FILE* output_ = nullptr;
-  bool reaped_ = false;
+  FILE* output_;
+  pid_t pid_;
 };
-
-std::map<std::string, TZKSongRecord> RecordsOnDisk(const std::string& path,
-                                                   SongFileStatus* status) {
-  std::map<std::string, TZKSongRecord> records;
-  *status = ReadSongDatabaseFile(path, [&](TZKSongRecord&& r) { records[r.name] = r; });
-  return records;
-}
 
 TEST_F(SongDatabaseTest, ProcessKilledHalfAMinuteAfterLearningLeavesTheRecordOnDisk) {
   test::WriteFile(path, DbFileWith({"<song name=\"known.mp3\" bpm=\"100.0000\" />"}));
@@ -88,9 +66,9 @@ TEST_F(SongDatabaseTest, ProcessKilledHalfAMinuteAfterLearningLeavesTheRecordOnD
   const int status = child.Wait();
   ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "it was still running";
 
-  SongFileStatus readStatus;
-  const auto records = RecordsOnDisk(path, &readStatus);
-  ASSERT_EQ(readStatus, SongFileStatus::kLoaded);
+  std::map<std::string, TZKSongRecord> records;
+  ASSERT_EQ(ReadSongDatabaseFile(path, [&](TZKSongRecord&& r) { records[r.name] = r; }),
+            SongFileStatus::kLoaded);
   ASSERT_EQ(records.count("learnt in the crashed run.mp3"), 1u);
   const TZKSongRecord& learnt = records.at("learnt in the crashed run.mp3");
   EXPECT_EQ(learnt.bpm, 126.5f);

@@ -1,5 +1,6 @@
 // A program that uses the song database and is then killed, for the
-// crash-safety tests of library_tests.
+// crash-safety tests of library_tests. Its first line of output is its
+// process id.
 //
 //   song_db_child learn <db.vtx> <key>       load, store one record, print
 //                                            "stored", then wait forever
@@ -34,6 +35,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string mode = argv[1], path = argv[2];
+  std::printf("%d\n", static_cast<int>(getpid()));
+  std::fflush(stdout);
   vantaro::LoadSongDatabase(path);
   vantaro::TZKSongRecord record;
   vantaro::InitSongRecord(record);
