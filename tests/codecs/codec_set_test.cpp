@@ -96,17 +96,28 @@ class ScopedTmpDir {
   std::string old_;
 };
 
-std::string MakeStereoTone(const test::TempDir& dir, const std::string& name, int bits = 16,
-                           double seconds = 0.25) {
-  const std::string path = dir.File(name);
-  EXPECT_TRUE(test::MakeSoxTone(path, 44100, 2, "-b " + std::to_string(bits), seconds));
-  return path;
-}
+// A codec set and a folder for its files; Open reads as `format` (44100 Hz
+// float stereo unless a test sets another).
+class CodecSetTest : public ::testing::Test {
+ protected:
+  // A 16-bit stereo 44100 Hz sox tone in the folder.
+  std::string Tone(const std::string& name, double seconds = 0.25) {
+    const std::string path = dir.File(name);
+    EXPECT_TRUE(test::MakeSoxTone(path, 44100, 2, "-b 16", seconds));
+    return path;
+  }
+  int Open(const std::string& path, int maxFrames = 1024) {
+    return set.Open(path, format, kCodecRead, maxFrames);
+  }
 
-TEST(CodecSet, BadTargetFormatsAndReadArgumentsAreRefused) {
   test::TempDir dir;
-  const std::string path = MakeStereoTone(dir, "tone.wav");
-  CCodecSet set(30);
+  CCodecSet set{30};
+  TCodecFormat format{44100, 2, 32, 32, 0, 0};
+};
+using CodecSetDeathTest = CodecSetTest;
+
+TEST_F(CodecSetTest, BadTargetFormatsAndReadArgumentsAreRefused) {
+  const std::string path = Tone("tone.wav");
   std::vector<float> buffer(4096 * 2, 123.0f);
   EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, 0), 0) << "nothing open";
   // No rate, no channels; buffers for the last two would run to terabytes:
@@ -118,8 +129,7 @@ TEST(CodecSet, BadTargetFormatsAndReadArgumentsAreRefused) {
     EXPECT_EQ(set.Open(path, bad, kCodecRead, maxFrames), 0) << rate << " Hz " << channels;
     EXPECT_FALSE(set.IsOpen());
   }
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(path, format, kCodecRead, 2048), 1) << "and the set is still usable";
+  ASSERT_EQ(Open(path, 2048), 1) << "and the set is still usable";
   EXPECT_EQ(set.GetFloatSamples(buffer.data(), 255, 0), 0);
   EXPECT_EQ(buffer[0], 123.0f) << "a refused read leaves the buffer untouched";
   EXPECT_EQ(set.GetFloatSamples(nullptr, 1024, 0), 0);
@@ -133,13 +143,10 @@ TEST(CodecSet, BadTargetFormatsAndReadArgumentsAreRefused) {
   EXPECT_EQ(set.GetShortSamples(shorts.data(), 256, -3), 0);
 }
 
-TEST(CodecSet, SecondOpenFailsAndKeepsTheFirst) {
-  test::TempDir dir;
-  const std::string first = MakeStereoTone(dir, "first.wav", 16, 0.1);
-  const std::string second = MakeStereoTone(dir, "second.wav", 16, 0.3);
-  CCodecSet set(30);
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(first, format, kCodecRead, 1024), 1);
+TEST_F(CodecSetTest, SecondOpenFailsAndKeepsTheFirst) {
+  const std::string first = Tone("first.wav", 0.1);
+  const std::string second = Tone("second.wav", 0.3);
+  ASSERT_EQ(Open(first), 1);
   const int firstFrames = format.frames;
   TCodecFormat other{44100, 2, 32, 32, 0, 0};
   EXPECT_EQ(set.Open(second, other, kCodecRead, 1024), 0);
@@ -151,14 +158,11 @@ TEST(CodecSet, SecondOpenFailsAndKeepsTheFirst) {
   EXPECT_GT(other.frames, firstFrames);
 }
 
-TEST(CodecSet, UnknownPathsAreLoggedAndLeaveTheSetReusable) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, UnknownPathsAreLoggedAndLeaveTheSetReusable) {
   SetDebugLogFolder(dir.Path());
   test::WriteFile(dir.File("notes.txt"), "not a sound");
-  CCodecSet set(30);
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  EXPECT_EQ(set.Open(dir.File("notes.txt"), format, kCodecRead, 1024), 0);
-  EXPECT_EQ(set.Open(dir.File("Track01.cda$"), format, kCodecRead, 1024), 0)
+  EXPECT_EQ(Open(dir.File("notes.txt")), 0);
+  EXPECT_EQ(Open(dir.File("Track01.cda$")), 0)
       << "a $ path is offered to the codecs without a file on disk";
   const std::string log = test::ReadFile(dir.File("vantaro.log"));
   SetDebugLogFolder("");
@@ -169,23 +173,20 @@ TEST(CodecSet, UnknownPathsAreLoggedAndLeaveTheSetReusable) {
   }
   EXPECT_EQ(lines, 2u);
   EXPECT_FALSE(set.IsOpen());
-  EXPECT_EQ(set.Open(dir.File("missing.wav"), format, kCodecRead, 1024), 0) << "missing file";
-  EXPECT_EQ(set.Open(MakeStereoTone(dir, "ok.wav"), format, kCodecRead, 1024), 1);
+  EXPECT_EQ(Open(dir.File("missing.wav")), 0) << "missing file";
+  EXPECT_EQ(Open(Tone("ok.wav")), 1);
   EXPECT_STREQ(set.CurrentCodecName(), "wav");
 }
 
-TEST(CodecSet, PathRulesRewriteWhatTheCodecsAreOffered) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, PathRulesRewriteWhatTheCodecsAreOffered) {
   std::string offered;
-  CCodecSet set(30);
   ASSERT_TRUE(set.AddCodec(std::make_unique<CRecordingCodec>(&offered)));
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
   // The path the codecs were offered for file `name` ("" when nothing opened).
   auto offer = [&](const std::string& name) {
     test::WriteFile(dir.File(name), "x");
     offered.clear();
     format = {44100, 2, 32, 32, 0, 0};
-    if (!set.Open(dir.File(name), format, kCodecRead, 1024)) return std::string();
+    if (!Open(dir.File(name))) return std::string();
     set.Close();
     return offered;
   };
@@ -202,14 +203,11 @@ TEST(CodecSet, PathRulesRewriteWhatTheCodecsAreOffered) {
   EXPECT_FALSE(set.AddCodec(nullptr));
 }
 
-TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, ArchivesUnpackIntoTheTemporaryFolder) {
   test::TempDir temporary;
   ScopedTmpDir tmp(temporary.Path());
   std::string offered;
-  CCodecSet set(30);
   set.AddCodec(std::make_unique<CRecordingCodec>(&offered));
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
   // A karaoke pair, in lower and in upper case: opened through its .cdg;
   // Close removes both unpacked files.
   for (auto [stem, mp3, cdg] :
@@ -218,7 +216,7 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
     test::WriteFile(dir.File(stem + std::string(cdg)), "graphics");
     ASSERT_TRUE(test::MakeZip(dir.File("pair.zip"), {dir.File(stem + std::string(mp3)),
                                                      dir.File(stem + std::string(cdg))}));
-    ASSERT_EQ(set.Open(dir.File("pair.zip"), format, kCodecRead, 1024), 1) << stem;
+    ASSERT_EQ(Open(dir.File("pair.zip")), 1) << stem;
     const std::string unpacked = temporary.Path() + "/" + stem;
     EXPECT_EQ(offered, unpacked + cdg);
     EXPECT_EQ(set.TempPath(), unpacked + cdg);
@@ -230,9 +228,9 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
 
   // A single WAV in an archive plays through the native reader; its unpacked
   // copy is not a karaoke pair and stays in the temporary folder.
-  const std::string wav = MakeStereoTone(dir, "inside.wav");
+  const std::string wav = Tone("inside.wav");
   ASSERT_TRUE(test::MakeZip(dir.File("one.ZIP"), {wav}));
-  ASSERT_EQ(set.Open(dir.File("one.ZIP"), format, kCodecRead, 1024), 1);
+  ASSERT_EQ(Open(dir.File("one.ZIP")), 1);
   EXPECT_STREQ(set.CurrentCodecName(), "wav");
   EXPECT_LE(test::LargestDifference(test::ReadAllFloats(set, format, 1024), test::SoxDecode(wav)),
             1.0 / 32768);
@@ -244,22 +242,20 @@ TEST(CodecSet, ArchivesUnpackIntoTheTemporaryFolder) {
   damaged.resize(damaged.size() / 2);
   test::WriteFile(dir.File("bad.zip"), damaged);
   std::filesystem::remove(temporary.Path() + "/inside.wav");
-  EXPECT_EQ(set.Open(dir.File("bad.zip"), format, kCodecRead, 1024), 0);
+  EXPECT_EQ(Open(dir.File("bad.zip")), 0);
   EXPECT_TRUE(std::filesystem::is_empty(temporary.Path()));
 }
 
-TEST(CodecSet, ShortSamplesDirectAndConverted) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, ShortSamplesDirectAndConverted) {
   // Direct path: 16-bit stereo at the target rate is the file's own samples,
   // big-endian ones (AIFF) swapped.
-  CCodecSet set(30);
-  TCodecFormat format{44100, 2, 16, 16, 0, 0};
+  format = {44100, 2, 16, 16, 0, 0};
   std::vector<int16_t> shorts(2048 * 2);
   for (const char* name : {"s16.wav", "s16.aiff"}) {
-    const std::string path = MakeStereoTone(dir, name);
+    const std::string path = Tone(name);
     std::string raw;
     ASSERT_EQ(test::RunCommand("sox '" + path + "' -t s16 - 2>/dev/null", &raw), 0);
-    ASSERT_EQ(set.Open(path, format, kCodecRead, 2048), 1);
+    ASSERT_EQ(Open(path, 2048), 1);
     ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 1000), 2048);
     EXPECT_EQ(std::memcmp(shorts.data(), raw.data() + 1000 * 4, 2048 * 4), 0) << name;
     set.Close();
@@ -269,7 +265,7 @@ TEST(CodecSet, ShortSamplesDirectAndConverted) {
   const std::string mono = dir.File("m24.aiff");
   ASSERT_TRUE(test::MakeSoxTone(mono, 44100, 1, "-b 24"));
   const std::vector<float> reference = test::SoxDecode(mono);
-  ASSERT_EQ(set.Open(mono, format, kCodecRead, 2048), 1);
+  ASSERT_EQ(Open(mono, 2048), 1);
   ASSERT_EQ(set.GetShortSamples(shorts.data(), 2048, 0), 2048);
   int worst = 0;
   for (int i = 0; i < 2048; ++i) {
@@ -279,8 +275,7 @@ TEST(CodecSet, ShortSamplesDirectAndConverted) {
   EXPECT_LE(worst, 1);
 }
 
-TEST(CodecSet, ShortSamplesClampFloatsBeyondFullScale) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, ShortSamplesClampFloatsBeyondFullScale) {
   std::string data;
   for (float v : {1.5f, -1.5f, 0.5f, -0.25f, NAN}) {
     uint32_t bits;
@@ -289,9 +284,8 @@ TEST(CodecSet, ShortSamplesClampFloatsBeyondFullScale) {
   }
   const std::string path = dir.File("loud.wav");
   test::WriteFile(path, test::WavFile(3, 1, 22050, 32, static_cast<uint32_t>(data.size()), data));
-  CCodecSet set(30);
-  TCodecFormat format{22050, 2, 16, 16, 0, 0};
-  ASSERT_EQ(set.Open(path, format, kCodecRead, 512), 1);
+  format = {22050, 2, 16, 16, 0, 0};
+  ASSERT_EQ(Open(path, 512), 1);
   std::vector<int16_t> shorts(512 * 2);
   ASSERT_EQ(set.GetShortSamples(shorts.data(), 512, 0), 512);
   EXPECT_EQ(shorts[0], 32767);
@@ -304,15 +298,12 @@ TEST(CodecSet, ShortSamplesClampFloatsBeyondFullScale) {
   EXPECT_EQ(shorts[383 * 2], 0);
 }
 
-TEST(CodecSet, ReadsPastTheEndGiveSilenceAndTheRealCount) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, ReadsPastTheEndGiveSilenceAndTheRealCount) {
   // 8-bit unsigned: a cleared tail must stay silent, not become -1.0.
   const std::string path = dir.File("u8.wav");
   std::string data(300 * 2, static_cast<char>(200));
   test::WriteFile(path, test::WavFile(1, 2, 44100, 8, 600, data));
-  CCodecSet set(30);
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);
+  ASSERT_EQ(Open(path), 1);
   EXPECT_EQ(format.frames, 300);
   std::vector<float> buffer(1024 * 2, 9.0f);
   EXPECT_EQ(set.GetFloatSamples(buffer.data(), 1024, 0), 300);
@@ -325,14 +316,11 @@ TEST(CodecSet, ReadsPastTheEndGiveSilenceAndTheRealCount) {
   EXPECT_NEAR(set.GetSeconds(), 300 / 44100.0, 1e-6) << "WAV: total frames / rate";
 }
 
-TEST(CodecSet, WhatAReaderLeavesUnfilledIsSilence) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, WhatAReaderLeavesUnfilledIsSilence) {
   int filled = 1024;
-  CCodecSet set(30);
   ASSERT_TRUE(set.AddCodec(std::make_unique<CShortFillingCodec>(&filled)));
   test::WriteFile(dir.File("a.stream"), "x");
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(dir.File("a.stream"), format, kCodecRead, 1024), 1);
+  ASSERT_EQ(Open(dir.File("a.stream")), 1);
   std::vector<float> buffer(1024 * 2);
   ASSERT_EQ(set.GetFloatSamples(buffer.data(), 1024, 0), 1024);
   EXPECT_NEAR(test::Peak(buffer, 2, 1), 0.5, 1e-3);
@@ -343,13 +331,9 @@ TEST(CodecSet, WhatAReaderLeavesUnfilledIsSilence) {
   EXPECT_EQ(test::Peak(std::vector<float>(buffer.begin() + 200, buffer.end()), 2, 0), 0.0);
 }
 
-TEST(CodecSet, AiffSecondsCountTheFramesRead) {
-  test::TempDir dir;
-  const std::string path = dir.File("t.aiff");
-  ASSERT_TRUE(test::MakeSoxTone(path, 44100, 2, "-b 16", 0.5));
-  CCodecSet set(30);
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(path, format, kCodecRead, 4410), 1);
+TEST_F(CodecSetTest, AiffSecondsCountTheFramesRead) {
+  const std::string path = Tone("t.aiff", 0.5);
+  ASSERT_EQ(Open(path, 4410), 1);
   EXPECT_EQ(set.GetSeconds(), 0.0f);
   std::vector<float> buffer(4410 * 2);
   set.GetFloatSamples(buffer.data(), 4410, 0);
@@ -359,12 +343,9 @@ TEST(CodecSet, AiffSecondsCountTheFramesRead) {
   EXPECT_EQ(set.GetSeconds(), 0.0f);
 }
 
-TEST(CodecSet, ReadsWaitForTheGlobalCodecLock) {
-  test::TempDir dir;
-  const std::string path = MakeStereoTone(dir, "tone.wav");
-  CCodecSet set(30);
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);
+TEST_F(CodecSetTest, ReadsWaitForTheGlobalCodecLock) {
+  const std::string path = Tone("tone.wav");
+  ASSERT_EQ(Open(path), 1);
   std::atomic<int> delivered{-1};
   std::vector<float> buffer(1024 * 2);
   GlobalCodecLock().lock();
@@ -376,8 +357,7 @@ TEST(CodecSet, ReadsWaitForTheGlobalCodecLock) {
   EXPECT_EQ(delivered.load(), 1024);
 }
 
-TEST(CodecSet, TwoSetsOnTwoThreadsReadTheirOwnFiles) {
-  test::TempDir dir;
+TEST_F(CodecSetTest, TwoSetsOnTwoThreadsReadTheirOwnFiles) {
   const std::string a = dir.File("a.wav"), b = dir.File("b.aiff");
   ASSERT_TRUE(test::MakeSoxTone(a, 44100, 2, "-b 16", 1.0));
   ASSERT_TRUE(test::MakeSoxTone(b, 22050, 1, "-b 24", 1.0));
@@ -395,13 +375,10 @@ TEST(CodecSet, TwoSetsOnTwoThreadsReadTheirOwnFiles) {
   EXPECT_EQ(fromA.size(), fromB.size());
 }
 
-TEST(CodecSetDeathTest, TheAudioThreadNeverTakesTheCodecLock) {
+TEST_F(CodecSetDeathTest, TheAudioThreadNeverTakesTheCodecLock) {
   if (!kRealtimeChecksBuilt) GTEST_SKIP() << "real-time checks are not built";
-  test::TempDir dir;
-  const std::string path = MakeStereoTone(dir, "tone.wav");
-  CCodecSet set(30);
-  TCodecFormat format{44100, 2, 32, 32, 0, 0};
-  ASSERT_EQ(set.Open(path, format, kCodecRead, 1024), 1);
+  const std::string path = Tone("tone.wav");
+  ASSERT_EQ(Open(path), 1);
   std::vector<float> buffer(1024 * 2);
   EXPECT_DEATH(
       {

@@ -38,7 +38,14 @@ void PrintTo(const FormatCase& c, std::ostream* out) {
   *out << c.file;
 }
 
-class FFmpegFormatTest : public ::testing::TestWithParam<FormatCase> {};
+// A decoder and the format its Open reports.
+class FFmpegDecoderTest : public ::testing::Test {
+ protected:
+  CDecoderFFMpeg decoder{1};
+  TCodecFormat format;
+};
+class FFmpegFormatTest : public FFmpegDecoderTest,
+                         public ::testing::WithParamInterface<FormatCase> {};
 
 // Each format plays from the first frame to its real end: the frame count
 // reported at Open is the count delivered, every channel keeps its tone and
@@ -46,8 +53,6 @@ class FFmpegFormatTest : public ::testing::TestWithParam<FormatCase> {};
 // channels in one-second reads ask for more than the pending ring holds.
 TEST_P(FFmpegFormatTest, PlaysWholeSignalWithToneAndLevelKept) {
   const FormatCase& c = GetParam();
-  CDecoderFFMpeg decoder(1);
-  TCodecFormat format;
   ASSERT_TRUE(OpenFixture(decoder, c.file, format));
   EXPECT_EQ(format.sampleRate, 44100);
   EXPECT_EQ(format.channels, c.sourceChannels);
@@ -103,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
       return test::FileTestName(info.param.file);
     });
 
-TEST(FFmpegDecoderPaths, EndingsDecideAndTheKvSchemeIsDropped) {
+TEST_F(FFmpegDecoderTest, PathsEndingsDecideAndTheKvSchemeIsDropped) {
   for (const char* path : {"a.mp3", "A.MP3", "b.m3e", "c.aac", "d.Ogg", "e.flac", "f.m4a", "g.opus",
                            "h.wma", "i.wav", "j.aif", "k.AIFF", "l.au", "plateau", "kv:/x/y.m3e"})
     EXPECT_TRUE(CDecoderFFMpeg::AcceptsPath(path)) << path;
@@ -115,15 +120,13 @@ TEST(FFmpegDecoderPaths, EndingsDecideAndTheKvSchemeIsDropped) {
 
   // A kv:/ path opens the plain file behind it.
   const std::string m3e = test::CutFixture("cbr.mp3", "song.m3e", 1.0);
-  CDecoderFFMpeg decoder(1);
-  TCodecFormat format;
   ASSERT_TRUE(OpenFixture(decoder, "kv:/" + m3e, format));
   EXPECT_EQ(format.frames, kSignalFrames);
   EXPECT_STREQ(decoder.GetName(), "ffmpeg-audio");
 }
 
 // Refusals leave the decoder closed and usable for the next file.
-TEST(FFmpegDecoderRefusals, VideoOnlyEmptyMissingWrongEndingAndSecondOpen) {
+TEST_F(FFmpegDecoderTest, RefusalsVideoOnlyEmptyMissingWrongEndingAndSecondOpen) {
   const std::string video = FFmpegFixture("video.ogg");
   ASSERT_FALSE(video.empty());
   const std::string empty = test::FixtureScratchPath("empty.mp3");
@@ -131,9 +134,6 @@ TEST(FFmpegDecoderRefusals, VideoOnlyEmptyMissingWrongEndingAndSecondOpen) {
   const std::string text = test::FixtureScratchPath("text.flac");
   test::WriteFile(text, std::string(5000, 'x'));
   const std::string wrongEnding = test::CutFixture("cbr.mp3", "song.mp4", 1.0);
-
-  CDecoderFFMpeg decoder(1);
-  TCodecFormat format;
   for (const std::string& path :
        {video, empty, text, wrongEnding, test::FixtureScratchPath("missing.mp3")}) {
     EXPECT_EQ(decoder.Open(path, format, kCodecRead), 0) << path;
@@ -158,9 +158,7 @@ TEST(FFmpegDecoderRefusals, VideoOnlyEmptyMissingWrongEndingAndSecondOpen) {
 // A mu-law Au file (which only this reader takes) whose header claims a rate
 // of 452 MHz or 200 channels is refused at once instead of making the
 // resampler ask for gigabytes.
-TEST(FFmpegDecoderRefusals, ImpossibleRatesAndChannelCountsInAHeader) {
-  CDecoderFFMpeg decoder(1);
-  TCodecFormat format;
+TEST_F(FFmpegDecoderTest, RefusalsImpossibleRatesAndChannelCountsInAHeader) {
   for (auto [rate, channels] :
        {std::pair{8000u, 1u}, std::pair{452000000u, 1u}, std::pair{8000u, 200u}}) {
     std::string file = ".snd";
@@ -177,17 +175,16 @@ TEST(FFmpegDecoderRefusals, ImpossibleRatesAndChannelCountsInAHeader) {
 // The pending ring hands decoded overshoot to the next read in order: any
 // split of the reads gives the same samples, also through the rate converter
 // (48 kHz) whose state runs across the joins.
-TEST(FFmpegDecoderRing, ReadSizesDoNotChangeTheSamples) {
+TEST_F(FFmpegDecoderTest, RingReadSizesDoNotChangeTheSamples) {
   for (const char* file : {"vorbis.ogg", "flac48.flac"}) {
     std::vector<std::vector<float>> results;
     for (int block : {44100, 1000, 333, 777, 100000}) {
-      CDecoderFFMpeg decoder(1);
-      TCodecFormat format;
-      ASSERT_TRUE(OpenFixture(decoder, file, format));
+      CDecoderFFMpeg fresh(1);  // a new decoder for each block size
+      ASSERT_TRUE(OpenFixture(fresh, file, format));
       int reads = 0;
-      results.push_back(test::ReadDecoderToEnd(decoder, 2, block, &reads));
+      results.push_back(test::ReadDecoderToEnd(fresh, 2, block, &reads));
       EXPECT_EQ(reads, kSignalFrames / block + 1) << file << " " << block;
-      EXPECT_EQ(decoder.framesDone, kSignalFrames) << file << " " << block;
+      EXPECT_EQ(fresh.framesDone, kSignalFrames) << file << " " << block;
     }
     for (size_t i = 1; i < results.size(); ++i)
       EXPECT_TRUE(results[i] == results[0]) << file << " " << i;
@@ -196,9 +193,8 @@ TEST(FFmpegDecoderRing, ReadSizesDoNotChangeTheSamples) {
 
 // The decoder never seeks: a start frame other than 0 reads on from where the
 // last read ended.
-TEST(FFmpegDecoderRing, StartFrameIsIgnoredExceptZero) {
-  CDecoderFFMpeg whole(1), decoder(1);
-  TCodecFormat format;
+TEST_F(FFmpegDecoderTest, RingStartFrameIsIgnoredExceptZero) {
+  CDecoderFFMpeg whole(1);
   ASSERT_TRUE(OpenFixture(whole, "flac.flac", format));
   const std::vector<float> expected =
       test::Frames(test::ReadDecoderToEnd(whole, 2, 44100), 2, 10000, 10000);
@@ -214,9 +210,7 @@ int64_t SilentFrames(const std::vector<float>& samples) {
   return test::FirstSoundFrame(samples, 2, 0.01f);
 }
 
-TEST(FFmpegDecoderLeadingSilence, StartTimeBecomesSilenceOnEveryReadFromZero) {
-  CDecoderFFMpeg decoder(1);
-  TCodecFormat format;
+TEST_F(FFmpegDecoderTest, LeadingSilenceStartTimeBecomesSilenceOnEveryReadFromZero) {
   ASSERT_TRUE(OpenFixture(decoder, "late1.ogg", format));
   EXPECT_NEAR(format.frames, 44100 + kSignalFrames, 300);
 
@@ -243,9 +237,7 @@ TEST(FFmpegDecoderLeadingSilence, StartTimeBecomesSilenceOnEveryReadFromZero) {
       << "the ring's tone must come first";
 }
 
-TEST(FFmpegDecoderLeadingSilence, SilenceStopsAt441000Bytes) {
-  CDecoderFFMpeg decoder(1);
-  TCodecFormat format;
+TEST_F(FFmpegDecoderTest, LeadingSilenceStopsAt441000Bytes) {
   ASSERT_TRUE(OpenFixture(decoder, "late5.ogg", format));
   const int64_t capFrames = CDecoderFFMpeg::kMaxLeadingSilenceBytes / 4;
   EXPECT_NEAR(format.frames, capFrames + kSignalFrames, 300);
