@@ -166,6 +166,43 @@ TEST(Startup, WithoutAnyOutputDeviceTheUserIsToldAndTheProgramRuns) {
   ExpectOrderedClose(app.Output());
 }
 
+// A crash or a power cut: the program is killed outright. The next start
+// must neither think it is still running nor lose what the files held.
+TEST(Startup, AKilledProgramStartsAgainWithItsFilesIntact) {
+  XvfbServer x(1280, 800);
+  ASSERT_TRUE(x.Started());
+  TempDir home;
+  RunOnce(x.Display(), home, "first.txt");
+  const std::string database = home.Path() + "/Vantaro/Database/db.vtx";
+  std::string tracks = test::ReadFile(database);
+  tracks = Replace(tracks, "</songdatabase>",
+                   "<song name=\"Kept.flac\" bpm=\"128.0000\" duration_ms=\"1000\" />\n"
+                   "</songdatabase>");
+  test::WriteFile(database, tracks);
+  const std::string config = test::ReadFile(home.Path() + "/Vantaro/Settings/config.xml");
+
+  {
+    AppProcess app(x.Display(), home.Path(), home.File("killed.txt"));
+    ASSERT_TRUE(app.WaitForOutput(kTicking)) << app.Output();
+    app.Signal(SIGKILL);
+    EXPECT_EQ(app.WaitForExit(), -1) << "killed by the signal";
+  }
+  EXPECT_EQ(test::ReadFile(database), tracks);
+  EXPECT_EQ(test::ReadFile(home.Path() + "/Vantaro/Settings/config.xml"), config);
+
+  AppProcess again(x.Display(), home.Path(), home.File("again.txt"));
+  ASSERT_TRUE(again.WaitForOutput(kTicking))
+      << "the lock of the killed instance must not block the next start\n"
+      << again.Output();
+  EXPECT_NE(again.Output().find("song database " + database + ": loaded, 1 tracks"),
+            std::string::npos)
+      << again.Output();
+  again.Signal(SIGTERM);
+  ASSERT_EQ(again.WaitForExit(), 0) << again.Output();
+  EXPECT_NE(test::ReadFile(database).find("name=\"Kept.flac\" bpm=\"128.0000\""),
+            std::string::npos);
+}
+
 TEST(Startup, SamplesAreSeededOnlyWhenTheFolderIsNew) {
   XvfbServer x(1280, 800);
   ASSERT_TRUE(x.Started());
