@@ -146,7 +146,10 @@ void CreateTimedThreads(ZKMainWindow* mainWindow) {
   program.screenTickThread = std::make_unique<TimedThread>(
       "screen-tick", kScreenTickMs, kPriorityNormal, [mainWindow] { mainWindow->PostTick(); });
   program.jogTickThread =
-      std::make_unique<TimedThread>("jog-tick", kJogTickMs, kPriorityAboveNormal, [] {});
+      std::make_unique<TimedThread>("jog-tick", kJogTickMs, kPriorityAboveNormal, [&program] {
+        for (auto& deck : program.decks)
+          if (deck) deck->ScratchTick(CSoundSource::kJogIdleLimit);
+      });
   program.backgroundTickThread =
       std::make_unique<TimedThread>("background-tick", kBackgroundTickMs, kPriorityIdle, [] {});
   program.screenTickThread->Start();
