@@ -34,6 +34,12 @@ void CSoundSource::BeginScratch(int wheel, bool relative) {
   scratchLastDelta.store(0);
   scratchStartPos.store(static_cast<std::int32_t>(std::lrint(playPosition.load() - 0.5)));
   glideOn.store(false);
+  TakeHoldForScratch();
+}
+
+// The hand (mouse or jog wheel) takes the transport: the deck runs under
+// it, and remembers whether to play on when the hand lets go.
+void CSoundSource::TakeHoldForScratch() {
   const bool wasPlaying = playing.load();
   scratchResume.store(wasPlaying);
   if (!wasPlaying) stopNow.store(true);
@@ -146,12 +152,7 @@ void CSoundSource::Jog(int value, int previous, int kind, bool forceScratch, int
     scratchStartPos.store(static_cast<std::int32_t>(std::floor(playPosition.load())));
     jogAccum.store(0.0f);
     scratchLastDelta.store(0);
-    const bool wasPlaying = playing.load();
-    scratchResume.store(wasPlaying);
-    if (!wasPlaying) stopNow.store(true);
-    speedRequested.store(0.0);
-    scratching.store(true);
-    playing.store(true);
+    TakeHoldForScratch();
     jogLastDir.store(-1);
     jogIdle.store(3);
   }

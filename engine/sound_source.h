@@ -251,6 +251,7 @@ class CSoundSource : public CAudioSignalSource {
   void NotifyPlayState(bool nowPlaying);
 
   // deck_scratch.cpp
+  void TakeHoldForScratch();
   void UpdateMouseScratchSpeed();
   void UpdateJogScratchSpeed();
   void EndJogScratch();
