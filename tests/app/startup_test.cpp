@@ -22,6 +22,17 @@ using test::XWindowTool;
 constexpr const char* kRunning = "start-up complete: running";
 constexpr const char* kTicking = "screen tick: first tick handled";
 
+// Presses the close button of the program's message box once it is up
+// (at most 10 s); returns 0 when one was closed.
+int DismissMessageBox(const std::string& display) {
+  int status = -1;
+  for (int attempt = 0; attempt < 100 && status != 0; ++attempt) {
+    XWindowTool(display, "close-dialog", "vantaro", &status);
+    if (status != 0) usleep(100000);
+  }
+  return status;
+}
+
 // The close steps must appear once each, in this order, after the start.
 void ExpectOrderedClose(const std::string& output) {
   size_t at = output.find(kRunning);
@@ -153,11 +164,7 @@ TEST(Startup, WithoutAnyOutputDeviceTheUserIsToldAndTheProgramRuns) {
   TempDir home;
   AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
   ASSERT_TRUE(app.WaitForOutput("message: No audio output device was found")) << app.Output();
-  int status = -1;
-  for (int attempt = 0; attempt < 100 && status != 0; ++attempt) {
-    XWindowTool(x.Display(), "close-dialog", "vantaro", &status);
-    if (status != 0) usleep(100000);
-  }
+  DismissMessageBox(x.Display());
   ASSERT_TRUE(app.WaitForOutput(kTicking)) << "start-up goes on after the message\n"
                                            << app.Output();
   EXPECT_NE(app.Output().find("init 16: audio output not open"), std::string::npos);
@@ -239,11 +246,7 @@ TEST(Startup, ASecondInstanceIsRefusedWithAMessage) {
   AppProcess second(x.Display(), home.Path(), home.File("second.txt"));
   ASSERT_TRUE(second.WaitForOutput("message: The program is already running.")) << second.Output();
   // The message box is up; the user presses its close button.
-  int status = -1;
-  for (int attempt = 0; attempt < 100 && status != 0; ++attempt) {
-    XWindowTool(x.Display(), "close-dialog", "vantaro", &status);
-    if (status != 0) usleep(100000);
-  }
+  const int status = DismissMessageBox(x.Display());
   EXPECT_EQ(status, 0) << "no message box was shown";
   EXPECT_EQ(second.WaitForExit(), 1) << second.Output();
   EXPECT_EQ(second.Output().find(kRunning), std::string::npos) << "the second one ran";
@@ -261,11 +264,7 @@ TEST(Startup, AScreenBelow900By600EndsTheStart) {
     TempDir home;
     AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
     ASSERT_TRUE(app.WaitForOutput("message: The screen resolution is too low")) << app.Output();
-    int status = -1;
-    for (int attempt = 0; attempt < 100 && status != 0; ++attempt) {
-      XWindowTool(x.Display(), "close-dialog", "vantaro", &status);
-      if (status != 0) usleep(100000);
-    }
+    DismissMessageBox(x.Display());
     EXPECT_EQ(app.WaitForExit(), 1) << app.Output();
     EXPECT_EQ(app.Output().find(kRunning), std::string::npos);
   }
