@@ -16,7 +16,9 @@ void RunScreenTick() {
   // 6 transport displays, 7 clock at count 6, 8 pitch sliders at count 2,
   // 9 meters, 10 deck periodic updates, 11 controller displays: each runs
   // here once its subsystem exists.
-  (void)count;
+  if (ScreenTickCounter::ReturnsPitchSliders(count))  // 8
+    for (auto& deck : program.decks)
+      if (deck) deck->SlowPitchResetStep();
   for (auto& deck : program.decks)  // 10
     if (deck) deck->PeriodicUpdate();
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");

@@ -20,7 +20,6 @@ constexpr int kMomentaryBendTicks = 4;
 constexpr int kMomentaryBendUnits = 200;
 constexpr int kHeldBendTicks = 1 << 30;  // a held button: until released
 constexpr int kSlowResetStep = 10;
-constexpr int kSlowResetTick = 2;  // of the ten-tick screen cycle
 
 }  // namespace
 
@@ -239,8 +238,8 @@ void CSoundSource::RunHoldSeek() {
   }
 }
 
-void CSoundSource::RunSlowReset() {
-  if (!slowResetMark.load() || tickCount_ != kSlowResetTick) return;
+void CSoundSource::SlowPitchResetStep() {
+  if (!slowResetMark.load()) return;
   const int now = pitch.load();
   if (std::abs(now) <= kSlowResetStep) {
     SetPitch(0);
@@ -258,8 +257,6 @@ void CSoundSource::RunSlowReset() {
 void CSoundSource::PeriodicUpdate() {
   RunBend();
   RunHoldSeek();
-  RunSlowReset();
-  tickCount_ = (tickCount_ + 1) % 10;
   // Play-state news for the screen and the controllers; a held platter
   // reports what it will do when let go.
   const bool effective = scratching.load() ? scratchResume.load() : playing.load();

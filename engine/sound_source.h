@@ -205,7 +205,7 @@ class CSoundSource : public CAudioSignalSource {
   void Jog(int value, int previous, int kind, bool forceScratch, int elapsedMs);
   // Jog thread, every 25 ms, with kJogIdleLimit.
   void ScratchTick(int idleLimit);
-  // Screen tick: bends, hold-to-seek, the slow pitch reset, play-state news.
+  // Screen tick: bends, hold-to-seek, play-state news.
   void PeriodicUpdate();
   // Actions: held bends, hold-to-seek buttons, pitch reset.
   void BendDown(bool pressed);
@@ -213,6 +213,9 @@ class CSoundSource : public CAudioSignalSource {
   void HoldSeekBack(bool pressed);
   void HoldSeekForward(bool pressed);
   void ResetPitch();
+  // Screen tick, once in ten ticks (count 2): moves a slowly released pitch
+  // one step of 10 towards 0; the last step clears the mark and the bends.
+  void SlowPitchResetStep();
   bool IsSlowResetRunning() const { return slowResetMark.load(); }
 
   // Pitch slider limit (1/10000, symmetric) for a `ptchrg` value, and for
@@ -259,7 +262,6 @@ class CSoundSource : public CAudioSignalSource {
   void EndBend(bool down);
   void RunBend();
   void RunHoldSeek();
-  void RunSlowReset();
   int JogDirectionAndMagnitude(int value, int previous, int kind, int elapsedMs, bool& backwards);
 
   // ---- store ----
@@ -348,7 +350,6 @@ class CSoundSource : public CAudioSignalSource {
   float bendDelta = 0.0f;
   std::atomic<int> holdBackSeconds{-1}, holdForwardSeconds{-1};
   std::atomic<bool> slowResetMark{false};
-  int tickCount_ = 0;
   bool reportedPlaying_ = false;  // play state last told to the callback
 
   PlayStateCallback playStateCallback_ = nullptr;
