@@ -2,10 +2,10 @@
 // long initialisation. It runs once, from the main window's close event
 // (the close button, the window manager, SIGTERM or SIGINT).
 
+#include "app/message_box.h"
 #include "app/program.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
-#include "app/vantaro_app.h"
 #include "base/debug_log.h"
 #include "devices/output_devices.h"
 #include "library/song_database.h"

@@ -3,6 +3,7 @@
 // what it does; steps of subsystems that are not part of the program yet
 // are listed where they will run.
 
+#include <wx/app.h>
 #include <wx/display.h>
 #include <wx/image.h>
 
@@ -11,10 +12,10 @@
 
 #include "app/fallback_text.h"
 #include "app/memory_sizing.h"
+#include "app/message_box.h"
 #include "app/program.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
-#include "app/vantaro_app.h"
 #include "base/debug_log.h"
 #include "base/thread_priority.h"
 #include "devices/output_devices.h"

@@ -3,8 +3,6 @@
 
 #include <wx/app.h>
 
-#include <atomic>
-
 #include "app/signal_watcher.h"
 #include "app/vantaro_app.h"
 #include "base/debug_log.h"
@@ -14,19 +12,13 @@ wxIMPLEMENT_APP_NO_MAIN(vantaro::VantaroApp);
 int main(int argc, char** argv) {
   vantaro::BlockCloseSignals();
   vantaro::StartSignalWatcher([](int signal) {
-    // Runs on the watcher thread: only queue work for the GUI thread.
-    // Before the application object exists, the request waits for the end
-    // of start-up (VantaroApp::OnInit honours it).
-    if (!wxTheApp) {
-      vantaro::NoteEarlyCloseRequest();
-      return;
-    }
-    wxTheApp->CallAfter([signal] {
-      vantaro::DebugLog("signal %d: closing", signal);
-      wxGetApp().RequestClose();
-    });
+    // The watcher thread: log, then leave the close to the GUI thread.
+    vantaro::DebugLog("signal %d: closing", signal);
+    vantaro::PostCloseRequest();
   });
   const int result = wxEntry(argc, argv);
   vantaro::StopSignalWatcher();
-  return result == 0 ? 0 : 1;
+  // A close asked for by signal is a clean end, even of a start that was
+  // refused (a second instance, a screen too small).
+  return result == 0 || vantaro::CloseRequested() ? 0 : 1;
 }

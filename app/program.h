@@ -9,9 +9,11 @@
 #include <memory>
 #include <string>
 
+#include "app/cpu_usage.h"
 #include "app/data_folders.h"
 #include "app/screen_tick.h"
 #include "base/timed_thread.h"
+#include "engine/mixer.h"
 #include "engine/mixer_setup.h"
 #include "engine/sound_source.h"
 
@@ -20,6 +22,21 @@ class wxSingleInstanceChecker;
 namespace vantaro {
 
 class ZKMainWindow;
+
+// What the screen tick last read, kept for the displays that show it: the
+// skin's meters, CPU gauges, clock and status text take their values here.
+struct ScreenReadings {
+  // Meter levels, dB, left and right, since the previous tick.
+  float masterVu[2] = {};
+  float monitorVu[2] = {};
+  float auxVu[2] = {};
+  float inputVu[CMixer::kMaxInputs][2] = {};
+  int inputCount = 0;
+  // Machine and program CPU use, percent, refreshed once in ten ticks.
+  float cpuPercent[2] = {};
+  std::string clock;  // "%I:%M%p", refreshed once in ten ticks
+  std::string statusText;
+};
 
 struct Program {
   DataFolders folders;
@@ -37,6 +54,10 @@ struct Program {
   std::unique_ptr<TimedThread> backgroundTickThread;
   ScreenTickCounter tickCounter;
   long ticksRun = 0;
+  CpuUsage cpuUsage;
+  ScreenReadings readings;
+  // A status text any GUI code may queue; the next tick shows it.
+  std::string queuedStatusText;
 
   // Screen-saver inhibition taken at start and released at close.
   unsigned screenSaverCookie = 0;

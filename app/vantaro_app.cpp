@@ -2,16 +2,17 @@
 
 #include <wx/filename.h>
 #include <wx/log.h>
-#include <wx/msgdlg.h>
 #include <wx/snglinst.h>
 #include <wx/stdpaths.h>
 #include <wx/utils.h>
 
 #include <atomic>
 #include <cstdlib>
+#include <mutex>
 
 #include "app/data_folders.h"
 #include "app/fallback_text.h"
+#include "app/message_box.h"
 #include "app/program.h"
 #include "base/debug_log.h"
 #include "skin/main_window.h"
@@ -30,23 +31,37 @@ void ReportDataRootFailure() {
   ShowMessage(kDataRootFailureText);
 }
 
-std::atomic<bool> g_earlyCloseRequest{false};
+std::atomic<bool> g_closeRequested{false};
+// The application object while it takes posted work: from the start of
+// OnInit to its destruction. The lock keeps a posting thread from meeting
+// an object being destroyed.
+std::mutex g_appLock;
+VantaroApp* g_app = nullptr;
 
 }  // namespace
 
-void NoteEarlyCloseRequest() {
-  g_earlyCloseRequest = true;
+void PostCloseRequest() {
+  g_closeRequested = true;
+  std::lock_guard<std::mutex> lock(g_appLock);
+  if (VantaroApp* app = g_app) app->CallAfter([app] { app->RequestClose(); });
 }
 
-void ShowMessage(const wxString& text) {
-  DebugLog("message: %s", text.utf8_str().data());
-  wxMessageBox(text, "Message", wxOK);
+bool CloseRequested() {
+  return g_closeRequested;
 }
 
 VantaroApp::VantaroApp() = default;
-VantaroApp::~VantaroApp() = default;
+
+VantaroApp::~VantaroApp() {
+  std::lock_guard<std::mutex> lock(g_appLock);
+  g_app = nullptr;
+}
 
 bool VantaroApp::OnInit() {
+  {
+    std::lock_guard<std::mutex> lock(g_appLock);
+    g_app = this;
+  }
   // 1. Sockets need no start-up on this platform.
   // 2. One instance per user, or per data root when VANTARO_HOME is set.
   instanceName_ = "XVT-" + wxGetUserId();
@@ -61,7 +76,8 @@ bool VantaroApp::OnInit() {
   BuildFolders();
   // 5. Language selection: the English texts stand until language files
   //    are built.
-  // 6. A second instance tells the user and ends.
+  // 6. A second instance tells the user and ends (at once on a close
+  //    request: the files belong to the first).
   if (instanceChecker_->IsAnotherRunning()) {
     ShowMessage(FallbackText(kTextAlreadyRunning));
     return false;
@@ -74,8 +90,10 @@ bool VantaroApp::OnInit() {
     window->Destroy();
     return false;
   }
+  running_ = true;
   DebugLog("start-up complete: running");
-  if (g_earlyCloseRequest) CallAfter([this] { RequestClose(); });
+  // A request noted during start-up closes now, through the main loop.
+  if (CloseRequested()) CallAfter([this] { RequestClose(); });
   return true;
 }
 
@@ -104,6 +122,7 @@ void VantaroApp::OnFatalException() {
 }
 
 void VantaroApp::RequestClose() {
+  if (EndOpenMessageBox() || !running_) return;
   Program& program = TheProgram();
   if (program.closing) return;
   if (program.mainWindow)

@@ -22,8 +22,9 @@ class VantaroApp : public wxApp {
   int OnExit() override;
   void OnFatalException() override;
 
-  // Asks the program to close as the close button would (used for SIGTERM
-  // and SIGINT). GUI thread.
+  // Closes the program as the close button would. An open message box is
+  // ended first (its ShowMessage asks again once the box is down); during
+  // start-up the request waits for the end of OnInit. GUI thread.
   void RequestClose();
 
  private:
@@ -31,13 +32,17 @@ class VantaroApp : public wxApp {
 
   wxString instanceName_;
   std::unique_ptr<wxSingleInstanceChecker> instanceChecker_;
+  bool running_ = false;  // start-up is done: a close may tear down
 };
 
-// A close signal that arrived before the application object existed; any
-// thread.
-void NoteEarlyCloseRequest();
+// Asks for the ordinary close on the GUI thread (SIGTERM, SIGINT). Any
+// thread, at any moment of the process: before OnInit has begun or once the
+// application object is gone the request is only noted, and OnInit honours
+// it.
+void PostCloseRequest();
 
-// Shows a message box titled "Message" and logs its text.
-void ShowMessage(const wxString& text);
+// True once a close has been requested through PostCloseRequest; the
+// process then ends with status 0 whatever start-up answered. Any thread.
+bool CloseRequested();
 
 }  // namespace vantaro

