@@ -9,6 +9,9 @@ enum TextId {
   kTextAlreadyRunning = 51,
   kTextRecordingFailed = 52,
   kTextNoAudioDevice = 90,
+  // The program's own texts, which the language table has no row for (ids
+  // from 1000 on, beyond every row a language file can name).
+  kTextMultichannelUnavailable = 1000,
 };
 
 inline const char* FallbackText(int id) {
@@ -21,6 +24,10 @@ inline const char* FallbackText(int id) {
       return "Recording stopped: the disk is full or the file cannot be written.";
     case kTextNoAudioDevice:
       return "No audio output device was found. The program will run without sound.";
+    case kTextMultichannelUnavailable:
+      return "Multichannel output needs a device with at least four channels, and the chosen "
+             "device has fewer. The program plays in normal mode instead: the master on the "
+             "first pair.";
     default:
       return "";
   }

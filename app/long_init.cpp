@@ -129,6 +129,9 @@ void OpenAudioOutput() {
   settings.audmod = selection.outputMode;
   settings.audio0 = selection.firstDevice >= 0 ? GetDeviceName(selection.firstDevice) : "";
   settings.audio1 = selection.secondDevice >= 0 ? GetDeviceName(selection.secondDevice) : "";
+  // Saved as normal mode, so the reason is given once, when the window is up.
+  if (selection.multichannelUnavailable)
+    wxTheApp->CallAfter([] { ShowMessage(FallbackText(kTextMultichannelUnavailable)); });
   DebugLog("init 16: audio output %s on \"%s\", mode %d, latency %d frames",
            opened ? "open" : "not open", settings.audio0.c_str(), settings.audmod,
            GetLatencyFrames());

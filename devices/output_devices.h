@@ -8,7 +8,9 @@
 //                 stored names into a selection with
 //                 SelectionFromSettings(TheOutputDeviceTable(), audio0,
 //                 audio1, audmod, latncy); later OpenAudio(selection), and
-//                 copy selection.secondDevice and .outputMode back.
+//                 copy selection.secondDevice and .outputMode back; when
+//                 selection.multichannelUnavailable is set, tell the user
+//                 why the mode went back to normal.
 //   on a change of device, latency or mode: OpenAudio(selection) again.
 //   at close      CloseAudio(true).
 // Audio that fails to open leaves the program running silently; the reason

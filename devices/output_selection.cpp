@@ -43,6 +43,7 @@ int CheckedSecondDevice(const OutputDeviceTable& table, const TOutputSelection& 
 TOutputPlan PlanOutputs(const OutputDeviceTable& table, TOutputSelection& selection,
                         int forcedChannels) {
   TOutputPlan plan;
+  selection.multichannelUnavailable = false;
   const TOutputDeviceRow* first = table.Row(selection.firstDevice);
   if (!first) return plan;
 
@@ -64,10 +65,19 @@ TOutputPlan PlanOutputs(const OutputDeviceTable& table, TOutputSelection& select
 
   plan.multichannel = selection.outputMode > 1;
   plan.channels = plan.multichannel ? requestedChannels : 2;
-  if (plan.channels > first->maxOutputChannels && first->maxOutputChannels > 0) {
+  const int offered = first->maxOutputChannels;
+  if (plan.channels > offered && offered > 0) {
     DebugLog("output device \"%s\" has %d channels, %d asked: using %d", first->name.c_str(),
-             first->maxOutputChannels, plan.channels, first->maxOutputChannels);
-    plan.channels = first->maxOutputChannels;
+             offered, plan.channels, offered);
+    plan.channels = offered;
+  }
+  if (plan.multichannel && plan.channels < kMinMultichannelChannels) {
+    DebugLog("multichannel mode needs %d channels, %d available on \"%s\": normal mode instead",
+             kMinMultichannelChannels, plan.channels, first->name.c_str());
+    selection.outputMode = 0;
+    selection.multichannelUnavailable = true;
+    plan.multichannel = false;
+    plan.channels = offered > 0 && offered < 2 ? offered : 2;
   }
   if (plan.channels > 2) plan.multichannel = true;
   plan.device[0] = selection.firstDevice;

@@ -18,6 +18,11 @@ struct TOutputSelection {
   int secondDevice = -1;     // -1: no headphone device
   int outputMode = 0;        // 0 normal, 1 split, 2 multichannel
   int latencyFrames = 2880;  // ring length, frames at 44100 Hz
+  // Set by the rules when, this time, multichannel mode met a device of
+  // fewer than kMinMultichannelChannels channels and normal mode replaced
+  // it: the caller tells the user why. The mode it writes back is normal,
+  // so the same selection opened again does not set it again.
+  bool multichannelUnavailable = false;
 };
 
 // What OpenAudio will open.
@@ -31,6 +36,9 @@ struct TOutputPlan {
 constexpr int kBlockCount = 8;         // blocks in the device ring
 constexpr int kMaxBlockFrames = 4410;  // a deck refuses larger blocks
 constexpr int kDefaultLatencyFrames = 2880;
+// Multichannel mode puts the monitor on the second pair: with fewer channels
+// the render would play silence.
+constexpr int kMinMultichannelChannels = 4;
 
 // Frames per device block for a ring of `latencyFrames`: latency / 8,
 // rounded towards zero, at most kMaxBlockFrames. 0 for a latency below 8.
@@ -53,6 +61,9 @@ TOutputSelection SelectionFromSettings(const OutputDeviceTable& table, const std
 // - a second device forces the normal mode: the headphones have their own
 //   device then;
 // - the channel count never exceeds what the device offers;
+// - multichannel mode with fewer than kMinMultichannelChannels channels
+//   (a stereo device, or a forced count below 4) becomes normal mode, and
+//   `multichannelUnavailable` is set;
 // - a latency that gives empty blocks opens nothing.
 TOutputPlan PlanOutputs(const OutputDeviceTable& table, TOutputSelection& selection,
                         int forcedChannels);

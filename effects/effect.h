@@ -4,9 +4,18 @@
 // 1, 2, 14 and 15 are queries whose meaning belongs to hosted plug-ins, and
 // the built-in effects leave them as they are.
 //
-// Threads: Process/ProcessMixed on the audio thread only; Prepare, the
-// parameter setters and Reset before or between blocks (parameter writes are
-// plain words that an effect reads once per block).
+// Switching while audio runs: control threads (GUI, controllers, scripts)
+// only write requests, the dry/wet value (SetDryWet) and the switch
+// (RequestSwitch). The audio thread alone calls Start, Stop, Reset and
+// Process, in ProcessBlock at the start of a block. The block in which an
+// effect comes on or goes off is a crossfade between the dry and the wet
+// signal, and so is the block after a dry/wet change: neither steps the
+// signal.
+//
+// Threads: ProcessBlock, ProcessMixed and Process on the audio thread only;
+// Start, Stop and Reset there too, or before audio runs. Prepare and the
+// parameter setters on control threads (parameter writes are words that an
+// effect reads once per block). SetDryWet and RequestSwitch on any thread.
 
 #include <atomic>
 #include <memory>
@@ -16,11 +25,31 @@ namespace vantaro {
 
 class CAudioSignalSource;
 
+// The switch of an effect, as a control thread requests it.
+enum EffectSwitch : int {
+  // The dry/wet path: on while dry/wet is above CEffect::kStartDryWet. An
+  // effect run fully wet (EffectMix::kFullyWet) stays as it is.
+  kSwitchByDryWet = 0,
+  kSwitchOn = 1,   // on whatever the dry/wet; the mix still follows dry/wet
+  kSwitchOff = 2,  // off whatever the dry/wet
+};
+
+// How much of the effect's output a block takes while the effect is on.
+enum class EffectMix {
+  kByDryWet,  // dry/wet, fully wet above CEffect::kFullyWetDryWet
+  kFullyWet,  // fixed slots that have no dry/wet of their own (the equaliser)
+};
+
 class CEffect {
  public:
   // Largest block (frames) any effect is asked to process; the scratch
   // buffer for ProcessMixed is sized for it once, at construction.
   static constexpr int kMaxBlockFrames = 22050;
+  // The dry/wet path starts the effect above this value, stops and resets
+  // it at or below.
+  static constexpr float kStartDryWet = 0.025f;
+  // Above this the effect runs fully wet, in place.
+  static constexpr float kFullyWetDryWet = 0.975f;
 
   CEffect();
   virtual ~CEffect();
@@ -36,13 +65,14 @@ class CEffect {
   }
   virtual void SetEditorPosition(int /*x*/, int /*y*/) {}
   virtual void Prepare() = 0;
-  // Sets `active`. Built-in effects call Reset first.
+  // Sets `active`. Built-in effects call Reset first. Audio thread (from
+  // ProcessBlock) or before audio runs, like Stop and Reset.
   virtual void Start() { active_ = 1; }
   virtual void Stop() { active_ = 0; }
   virtual void Reset() = 0;
   virtual void SetDryWet(float value) { dryWet_ = value; }
   virtual float GetDryWet() { return dryWet_; }
-  // Runs the effect mixed with the dry signal by `dryWet` (see effect.cpp).
+  // The dry/wet path: ProcessBlock by dry/wet, enabled.
   virtual void ProcessMixed(float* buffer, int frames, float bpm);
   // Processes `frames` stereo frames in place; `bpm` is the source's tempo.
   virtual void Process(float* buffer, int frames, float bpm) = 0;
@@ -66,18 +96,38 @@ class CEffect {
   virtual std::string GetParamText(int id) { return std::to_string(GetParam(id)); }
   virtual std::string GetName() { return ""; }
 
+  // Any thread; taken by the audio thread at its next block.
+  void RequestSwitch(EffectSwitch request) { switch_.store(request, std::memory_order_release); }
+  EffectSwitch SwitchRequest() const { return switch_.load(std::memory_order_acquire); }
+  // Audio thread: one block through the effect as switched. An effect that
+  // is off and stays off leaves the block untouched. One that comes on is
+  // started (a built-in effect resets first) and faded in over the block;
+  // one that goes off is faded out over the block, then stopped and reset.
+  // `enabled` false (a chain entry switched off) counts as kSwitchOff.
+  // Never allocates.
+  void ProcessBlock(float* buffer, int frames, float bpm, EffectMix mix, bool enabled);
+
+  // Whether the audio thread runs the effect (any thread may read it).
   int IsActive() const { return active_.load(std::memory_order_relaxed); }
   // The source asked for the tempo; 120 BPM when null or unknown.
   void SetTempoSource(CAudioSignalSource* source) { tempoSource_ = source; }
   float SourceBpm() const;
 
  protected:
-  // Written by the GUI thread (Start/Stop, SetDryWet), read per block by the
-  // audio thread.
+  // Written by the audio thread (Start/Stop), read by displays.
   std::atomic<int> active_{0};
+  // Requests of the control threads, read once per block.
   std::atomic<float> dryWet_{0.0f};
-  std::unique_ptr<float[]> scratch_;  // kMaxBlockFrames stereo frames
+  std::atomic<EffectSwitch> switch_{kSwitchByDryWet};
   CAudioSignalSource* tempoSource_ = nullptr;
+
+ private:
+  // Processes a copy of the block and mixes it in, the wet share moving
+  // linearly from `fromWet` to `toWet` across the block.
+  void ProcessCrossfaded(float* buffer, int frames, float bpm, float fromWet, float toWet);
+
+  std::unique_ptr<float[]> scratch_;  // kMaxBlockFrames stereo frames
+  float wetShare_ = 0.0f;             // of the last block; audio thread only
 };
 
 }  // namespace vantaro

@@ -127,9 +127,12 @@ void CEffectChain::Process(float* buffer, int frames, float bpm) {
     if (again == list) break;
     list = again;
   }
+  // A disabled entry is still handed its block: an effect switched off there
+  // fades out, and is stopped and reset on this thread, like any other.
   for (const auto& entry : list->entries) {
-    if (entry->effect && entry->enabled.load(std::memory_order_relaxed))
-      entry->effect->ProcessMixed(buffer, frames, bpm);
+    if (entry->effect)
+      entry->effect->ProcessBlock(buffer, frames, bpm, EffectMix::kByDryWet,
+                                  entry->enabled.load(std::memory_order_relaxed));
   }
   audioHolds_.store(nullptr);
 }

@@ -35,7 +35,8 @@ struct TEffectParamRecord {
 };
 
 // One place in a chain. Everything but `enabled` is fixed once the entry is
-// in a published list.
+// in a published list; `enabled` is a request any thread may write, taken by
+// the audio thread at its next block.
 struct TEffectChainEntry {
   // Null for an effect of a type this program cannot create: such an entry
   // is kept, silent, so that saving the chain writes it back unchanged.
@@ -80,8 +81,9 @@ class CEffectChain {
   // still waiting.
   int CollectRetired();
 
-  // Audio thread: runs every enabled effect of the published list in order,
-  // each mixed by its dry/wet value. Never blocks, never allocates.
+  // Audio thread: runs the effects of the published list in order, each
+  // mixed by its dry/wet value; an entry switched off (`enabled`) fades its
+  // effect out and stops it. Never blocks, never allocates.
   void Process(float* buffer, int frames, float bpm);
 
  private:

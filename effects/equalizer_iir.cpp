@@ -1,11 +1,8 @@
 #include "effects/equalizer_iir.h"
 
 #include <cmath>
-#include <complex>
 #include <cstdio>
 #include <cstring>
-
-#include "base/audio_signal_source.h"
 
 namespace vantaro {
 namespace {
@@ -50,21 +47,6 @@ struct CEffectEqualizerIIR::Crossover {
   double w1[4][2] = {};
   double w2[4][2] = {};
 };
-
-double EqualizerResponse(double frequency, const double gains[3]) {
-  const double w = 2.0 * M_PI * frequency / kSampleRate;
-  const std::complex<double> z1 = std::polar(1.0, -w), z2 = z1 * z1;
-  std::complex<double> total = 0.0;
-  for (int b = 0; b < 3; ++b) {
-    std::complex<double> h = kBands[b].g;
-    for (int s = 0; s < kBands[b].sectionCount; ++s) {
-      const Section& sec = kBands[b].sections[s];
-      h *= (1.0 + sec.k * z1 + z2) / (1.0 + sec.a1 * z1 + sec.a2 * z2);
-    }
-    total += h * gains[b];
-  }
-  return std::abs(total);
-}
 
 CEffectEqualizerIIR::CEffectEqualizerIIR()
     : crossover_(new Crossover[kBandCount]),

@@ -75,10 +75,4 @@ class CEffectEqualizerIIR : public CEffect {
   TBiquad shelf_[kBandCount * 2];
 };
 
-// Magnitude (linear) at `frequency` Hz of crossover band `bandIndex` (0..2)
-// scaled by `gain`, summed over bands as complex values: the response of the
-// whole equaliser with these band gains once the ramps have ended. Used by
-// the tests and to report the kill depths.
-double EqualizerResponse(double frequency, const double gains[3]);
-
 }  // namespace vantaro

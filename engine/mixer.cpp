@@ -62,7 +62,7 @@ CMixer::CMixer(int capacity) : capacity_(capacity < 32 ? 32 : capacity) {
 
 CMixer::~CMixer() = default;
 
-int CMixer::AddInput(CAudioSignalSource* source) {
+int CMixer::AddInput(CAudioSignalSource* source, MixerInputRole role) {
   const int index = inputCount_.load();
   if (index >= kMaxInputs) {
     DebugLog("mixer: no room for a 17th input");
@@ -75,8 +75,13 @@ int CMixer::AddInput(CAudioSignalSource* source) {
     return -1;
   }
   in.source = source;
+  in.role = role;
   inputCount_.store(index + 1, std::memory_order_release);
   return index;
+}
+
+MixerInputRole CMixer::GetInputRole(int input) const {
+  return ValidInput(input) ? inputs_[input].role : kInputOther;
 }
 
 bool CMixer::SetAux(CAudioSignalSource* source) {
@@ -388,18 +393,19 @@ void CMixer::RenderExternalChunk(float* deckA, float* deckB, float* others, floa
   const bool useFader = useFaderForExternal_.load(std::memory_order_relaxed);
   for (int i = 0; i < count; ++i) {
     Input& in = inputs_[i];
-    if (i < 2) {
-      float* destination = i == 0 ? deckA : deckB;
-      if (!destination) continue;
-      if (useFader)
-        AddWithRamp(in, destination, frames);
-      else
-        AddScaled(destination, in.buffer.get(), frames,
-                  in.channelGain.load(std::memory_order_relaxed));
-    } else if (i >= 3 && others) {
-      // Input 2 is the preview player: only the monitor hears it.
-      AddWithRamp(in, others, frames);
+    // The preview reaches no pair: only the monitor (built below) hears it.
+    if (in.role == kInputPreview) continue;
+    if (in.role == kInputOther) {
+      if (others) AddWithRamp(in, others, frames);
+      continue;
     }
+    float* destination = in.role == kInputDeckA ? deckA : deckB;
+    if (!destination) continue;
+    if (useFader)
+      AddWithRamp(in, destination, frames);
+    else
+      AddScaled(destination, in.buffer.get(), frames,
+                in.channelGain.load(std::memory_order_relaxed));
   }
   RenderAux(frames);
   if (others) AddAux(others, frames);

@@ -28,6 +28,12 @@ namespace vantaro {
 class CZKMixerChannel;
 struct EngineSettings;
 
+// What an input is to the external mixer, which sends each deck to a device
+// pair of its own, the preview only to the monitor and the rest (samplers)
+// to "others". Given at AddInput: the external mix never infers it from the
+// input's index, which moves when an input (the preview) is absent.
+enum MixerInputRole { kInputDeckA = 0, kInputDeckB = 1, kInputPreview = 2, kInputOther = 3 };
+
 class CMixer : public MixRenderer {
  public:
   static constexpr int kMaxInputs = 16;
@@ -43,8 +49,10 @@ class CMixer : public MixRenderer {
 
   // Returns the input index, or -1 when 16 are there or the buffer cannot be
   // allocated (logged).
-  int AddInput(CAudioSignalSource* source);
+  int AddInput(CAudioSignalSource* source, MixerInputRole role = kInputOther);
   int InputCount() const { return inputCount_.load(); }
+  // kInputOther for an input out of range.
+  MixerInputRole GetInputRole(int input) const;
   bool SetAux(CAudioSignalSource* source);
   void SetMasterChain(CZKMixerChannel* channel) { masterChain_.store(channel); }
   void SetAuxOn(bool on) { auxOn_.store(on); }
@@ -116,6 +124,7 @@ class CMixer : public MixRenderer {
   };
   struct Input {
     CAudioSignalSource* source = nullptr;
+    MixerInputRole role = kInputOther;
     std::unique_ptr<float[]> buffer;
     std::atomic<float> channelGain{1.0f};
     std::atomic<float> faderGain{0.0f};

@@ -33,8 +33,9 @@ void CZKMixerChannel::Render(float* buffer, int frames) {
   for (int slot = 0; slot < kSlotCount; ++slot) {
     CEffect* effect = slots_[slot].get();
     if (!effect) continue;
+    // The equaliser has no dry/wet: it runs fully wet while switched on.
     if (slot == kEqualizerSlot)
-      effect->Process(buffer, frames, bpm);  // runs only while switched on
+      effect->ProcessBlock(buffer, frames, bpm, EffectMix::kFullyWet, true);
     else
       effect->ProcessMixed(buffer, frames, bpm);
   }
@@ -81,8 +82,7 @@ CEffectEqualizerIIR* CZKMixerChannel::Equalizer() const {
 }
 
 void CZKMixerChannel::EnsureEqualizerOn() {
-  CEffectEqualizerIIR* eq = Equalizer();
-  if (eq && !eq->IsActive()) eq->Start();
+  if (CEffectEqualizerIIR* eq = Equalizer()) eq->RequestSwitch(kSwitchOn);
 }
 
 void CZKMixerChannel::ApplyBand(int band, int db) {
@@ -118,11 +118,11 @@ void CZKMixerChannel::SetEffectOn(int slot, bool on, bool direct) {
   CEffect* effect = Slot(slot);
   if (!effect) return;
   if (direct) {
+    // Back to the dry/wet path, which the new value decides.
     effect->SetDryWet(on ? 1.0f : 0.0f);
-  } else if (on) {
-    effect->Start();
+    effect->RequestSwitch(kSwitchByDryWet);
   } else {
-    effect->Stop();
+    effect->RequestSwitch(on ? kSwitchOn : kSwitchOff);
   }
 }
 

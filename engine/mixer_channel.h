@@ -67,15 +67,18 @@ class CZKMixerChannel : public CAudioSignalSource {
   // Equaliser bands 1 low, 2 mid, 3 high, in dB. A kill sets the band to
   // kKillDb (the equaliser takes that as fully out); releasing it restores
   // the band's last value, rounded. A band changed while killed is only
-  // remembered. The equaliser is switched on before a band is touched.
+  // remembered. Touching a band switches the equaliser on (from the next
+  // block).
   void SetKill(int band, bool on);
   bool GetKill(int band) const;
   void SetEqBand(int band, float db);
   float GetEqBand(int band) const;
 
-  // Fixed-slot pass-throughs (GUI thread). `direct` switches at once by the
-  // dry/wet value (1 on, 0 off); otherwise the effect is started or stopped
-  // and keeps its dry/wet.
+  // Fixed-slot pass-throughs (GUI or controller threads); they only write
+  // requests, which the audio thread takes at its next block (see effect.h).
+  // `direct` switches by the dry/wet value (1 on, 0 off) and hands the
+  // effect back to the dry/wet path; otherwise the effect is switched on or
+  // off and stays so whatever its dry/wet, which still sets the mix.
   void SetEffectOn(int slot, bool on, bool direct);
   void SetEffectDryWet(int slot, float dryWet);
   void SetEffectParam(int slot, int index, int value);

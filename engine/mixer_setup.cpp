@@ -55,17 +55,23 @@ bool WireMixer(MixerRig& rig, CAudioSignalSource* preview, CAudioSignalSource* c
   if (!rig.mixer) return false;
   CMixer& mixer = *rig.mixer;
   bool ok = true;
-  for (auto& deck : rig.deckChannel) ok = deck && mixer.AddInput(deck.get()) >= 0 && ok;
-  if (preview) ok = mixer.AddInput(preview) >= 0 && ok;
+  const MixerInputRole deckRoles[MixerRig::kDeckCount] = {kInputDeckA, kInputDeckB};
+  int deckInput[MixerRig::kDeckCount] = {-1, -1};
+  for (int d = 0; d < MixerRig::kDeckCount; ++d) {
+    if (rig.deckChannel[d]) deckInput[d] = mixer.AddInput(rig.deckChannel[d].get(), deckRoles[d]);
+    ok = deckInput[d] >= 0 && ok;
+  }
+  if (preview) ok = mixer.AddInput(preview, kInputPreview) >= 0 && ok;
   if (rig.micChannel) ok = mixer.SetAux(rig.micChannel.get()) && ok;
   mixer.SetMasterChain(rig.masterChannel.get());
   for (int i = 0; i < samplerCount; ++i)
-    if (samplers && samplers[i]) ok = mixer.AddInput(samplers[i]) >= 0 && ok;
+    if (samplers && samplers[i]) ok = mixer.AddInput(samplers[i], kInputOther) >= 0 && ok;
   mixer.SetFaderSteps(MixerRig::kFaderSteps);
   mixer.SetCrossSteps(MixerRig::kFaderSteps);
   mixer.SetCrossCurve(MixerRig::kCrossCurve);
-  mixer.SetCrossSide(0, 0);
-  mixer.SetCrossSide(1, 1);
+  // Deck A left, deck B right, wherever their inputs landed.
+  for (int d = 0; d < MixerRig::kDeckCount; ++d)
+    if (deckInput[d] >= 0) mixer.SetCrossSide(d, deckInput[d]);
   if (!ok) DebugLog("mixer: not every input could be wired");
   return ok;
 }

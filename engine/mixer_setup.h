@@ -60,11 +60,11 @@ struct MixerRig {
 bool CreateMixerObjects(MixerRig& rig, CAudioSignalSource* const decks[2],
                         CAudioSignalSource* microphone);
 
-// Adds the deck channels, the preview (when not null) and the samplers as
-// inputs, sets the microphone channel as the auxiliary and the master
-// channel as the master chain, then 128 fader and crossfader steps, curve 50,
-// deck 0 left and deck 1 right. Returns false when an input could not be
-// added (logged; the rest is still wired).
+// Adds the deck channels (roles deck A and deck B), the preview (when not
+// null) and the samplers (role other) as inputs, sets the microphone channel
+// as the auxiliary and the master channel as the master chain, then 128
+// fader and crossfader steps, curve 50, deck A left and deck B right. Returns false when an input
+// could not be added (logged; the rest is still wired).
 bool WireMixer(MixerRig& rig, CAudioSignalSource* preview, CAudioSignalSource* const* samplers,
                int samplerCount);
 

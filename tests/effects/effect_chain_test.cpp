@@ -1,15 +1,16 @@
-// The base effect's dry/wet mixing and the chain's copy-on-write lists: the
-// audio side runs in a real-time scope (allocation aborts), the GUI side
-// changes the chain while a second thread renders it.
+// How an effect is switched (dry/wet path, switch requests, a chain entry's
+// own switch, the fade over the switching block) and the chain's
+// copy-on-write lists: the audio side runs in a real-time scope (allocation
+// aborts), the GUI side changes the chain while a second thread renders it.
 #include "effects/effect_chain.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <thread>
 
 #include "base/realtime.h"
-#include "effects/equalizer_iir.h"
 #include "tests/effects/test_effects.h"
 
 namespace vantaro {
@@ -17,92 +18,100 @@ namespace {
 
 using test::GainEffect;
 
-std::vector<float> Block(int frames, float value) {
-  return std::vector<float>(static_cast<size_t>(frames) * 2, value);
-}
-
-TEST(EffectProcessMixed, DryWetEdgesStartAndStopTheEffect) {
+TEST(EffectSwitch, DryWetPathSwitchRequestsAndFadesOverOneBlock) {
+  // A block of 1.0 through an effect that halves: the output is 1 - wet / 2.
+  struct Step {
+    float dryWet;
+    EffectSwitch request;
+    bool enabled;
+    EffectMix mix;
+    float first, last;  // the block's first and last frames
+    int active;
+  };
+  constexpr auto kDry = EffectMix::kByDryWet, kWet = EffectMix::kFullyWet;
+  const float fadeIn = 1.0f - 0.5f / 64;  // first frame of a fade from dry to fully wet
+  const Step steps[] = {
+      {0.02f, kSwitchByDryWet, true, kDry, 1.0f, 1.0f, 0},    // off: untouched
+      {0.98f, kSwitchByDryWet, true, kDry, fadeIn, 0.5f, 1},  // starts, fades in
+      {0.98f, kSwitchByDryWet, true, kDry, 0.5f, 0.5f, 1},    // fully wet
+      {0.25f, kSwitchByDryWet, true, kDry, 0.5f + 0.375f / 64, 0.875f, 1},
+      {0.25f, kSwitchByDryWet, true, kDry, 0.875f, 0.875f, 1},  // mixed
+      {0.25f, kSwitchOff, true, kDry, 0.875f + 0.125f / 64, 1.0f, 0},
+      {1.0f, kSwitchOff, true, kDry, 1.0f, 1.0f, 0},  // off whatever dry/wet
+      {0.02f, kSwitchOn, true, kDry, 1.0f - 0.01f / 64, 0.99f, 1},
+      {0.02f, kSwitchOn, true, kDry, 0.99f, 0.99f, 1},  // on whatever dry/wet
+      {0.02f, kSwitchByDryWet, true, kDry, 0.99f + 0.01f / 64, 1.0f, 0},
+      {1.0f, kSwitchByDryWet, false, kDry, 1.0f, 1.0f, 0},  // entry switched off
+      {1.0f, kSwitchByDryWet, true, kDry, fadeIn, 0.5f, 1},
+      {1.0f, kSwitchByDryWet, false, kDry, 0.5f + 0.5f / 64, 1.0f, 0},
+      {0.0f, kSwitchByDryWet, true, kWet, 1.0f, 1.0f, 0},  // fully wet: stays off
+      {0.0f, kSwitchOn, true, kWet, fadeIn, 0.5f, 1},      // ...until switched on
+      {0.0f, kSwitchByDryWet, true, kWet, 0.5f, 0.5f, 1},  // ...and stays on
+  };
   GainEffect effect;
   effect.percent = 50;
-  std::vector<float> block = Block(64, 1.0f);
-
-  effect.SetDryWet(0.02f);  // at or below 0.025: dry, effect stays off
-  effect.ProcessMixed(block.data(), 64, 120.0f);
-  EXPECT_EQ(block, Block(64, 1.0f));
-  EXPECT_EQ(effect.IsActive(), 0);
-  EXPECT_EQ(effect.starts, 0);
-
-  effect.SetDryWet(0.98f);  // above 0.975: fully wet, in place
-  effect.ProcessMixed(block.data(), 64, 120.0f);
-  EXPECT_EQ(block, Block(64, 0.5f));
-  EXPECT_EQ(effect.IsActive(), 1);
-  EXPECT_EQ(effect.starts, 1);
-
-  effect.SetDryWet(0.25f);  // mixed: 0.5 * (0.25 * 0.5 + 0.75)
-  effect.ProcessMixed(block.data(), 64, 120.0f);
-  for (float v : block) ASSERT_FLOAT_EQ(v, 0.5f * 0.875f);
-  EXPECT_EQ(effect.starts, 1);
-
-  const int resetsBefore = effect.resets;
-  effect.SetDryWet(0.02f);  // turning it down stops and resets it, the block passes dry
-  std::vector<float> dry = Block(64, 0.3f);
-  effect.ProcessMixed(dry.data(), 64, 120.0f);
-  EXPECT_EQ(dry, Block(64, 0.3f));
-  EXPECT_EQ(effect.IsActive(), 0);
-  EXPECT_EQ(effect.resets, resetsBefore + 1);
+  float previous = 1.0f, largestStep = 0.0f;
+  for (const Step& s : steps) {
+    SCOPED_TRACE(testing::Message() << "step " << (&s - steps));
+    effect.SetDryWet(s.dryWet);
+    effect.RequestSwitch(s.request);
+    std::vector<float> block(64 * 2, 1.0f);
+    {
+      RealtimeScope audio;
+      effect.ProcessBlock(block.data(), 64, 120.0f, s.mix, s.enabled);
+    }
+    EXPECT_FLOAT_EQ(block[0], s.first);
+    EXPECT_FLOAT_EQ(block[126], s.last);
+    EXPECT_EQ(block[127], block[126]);
+    EXPECT_EQ(effect.IsActive(), s.active);
+    for (float v : block) {
+      largestStep = std::max(largestStep, std::fabs(v - previous));
+      previous = v;
+    }
+  }
+  // No switch and no dry/wet change steps the signal: the largest move is
+  // one frame of a fade from dry to fully wet.
+  EXPECT_LE(largestStep, 0.5f / 64 * 1.001f);
+  EXPECT_EQ(effect.starts, 4);
+  EXPECT_EQ(effect.resets, 4 + 3) << "a reset at each start and after each stop";
 }
 
-TEST(EffectChain, RunsEnabledEffectsInListOrderWithoutAllocating) {
-  test::RegisterTestEffects();
-  CEffectChain chain;
-  auto* a = static_cast<GainEffect*>(chain.AddEffect(GainEffect::kType, 1.0f));
-  auto* b = static_cast<GainEffect*>(chain.AddEffect(GainEffect::kType, 1.0f));
-  ASSERT_NE(a, nullptr);
-  ASSERT_NE(b, nullptr);
-  EXPECT_EQ(chain.AddEffect(12345, 1.0f), nullptr);  // unknown type
-  EXPECT_EQ(chain.Count(), 2);
-  // The equaliser is a chain type of its own.
-  CEffectChain eqChain;
-  EXPECT_NE(dynamic_cast<CEffectEqualizerIIR*>(eqChain.AddEffect(kEffectTypeEqualizerIIR, 1.0f)),
-            nullptr);
-  EXPECT_EQ(eqChain.Entry(0)->name, "Equalizer");
-  a->percent = 50;
-  b->percent = 10;
-  std::vector<float> block = Block(128, 1.0f);
-  {
-    RealtimeScope audio;
-    chain.Process(block.data(), 128, 133.0f);
-  }
-  for (float v : block) ASSERT_FLOAT_EQ(v, 0.05f);
-  EXPECT_FLOAT_EQ(b->lastBpm, 133.0f);
-
-  chain.Entry(0)->enabled.store(false);
-  block = Block(128, 1.0f);
-  {
-    RealtimeScope audio;
-    chain.Process(block.data(), 128, 120.0f);
-  }
-  for (float v : block) ASSERT_FLOAT_EQ(v, 0.1f);
-
-  EXPECT_TRUE(chain.Move(1, 0));
-  EXPECT_EQ(chain.Entry(0)->effect.get(), b);
-  EXPECT_FALSE(chain.Move(0, 2));
-  EXPECT_FALSE(chain.Remove(2));
-  EXPECT_TRUE(chain.Remove(0));
-  EXPECT_EQ(chain.Entry(0)->effect.get(), a);
-}
-
-TEST(EffectChain, ARemovedEffectDiesOnTheGuiSideOnceTheAudioSideLetsGo) {
+TEST(EffectChain, EditsRunWithoutAllocatingAndFreeOnTheGuiSide) {
   test::RegisterTestEffects();
   const int aliveBefore = GainEffect::alive.load();
   {
     CEffectChain chain;
-    chain.AddEffect(GainEffect::kType, 1.0f);
-    chain.AddEffect(GainEffect::kType, 1.0f);
+    auto* a = static_cast<GainEffect*>(chain.AddEffect(GainEffect::kType, 1.0f));
+    auto* b = static_cast<GainEffect*>(chain.AddEffect(GainEffect::kType, 1.0f));
+    ASSERT_NE(b, nullptr);
+    EXPECT_EQ(chain.AddEffect(12345, 1.0f), nullptr);  // unknown type
     EXPECT_EQ(GainEffect::alive.load(), aliveBefore + 2);
+    a->percent = 50;
+    b->percent = 10;
+    // The second block of each setting: the first fades the change in.
+    auto run = [&chain](float bpm) {
+      std::vector<float> block(128 * 2);
+      RealtimeScope audio;
+      for (int i = 0; i < 2; ++i) {
+        std::fill(block.begin(), block.end(), 1.0f);
+        chain.Process(block.data(), 128, bpm);
+      }
+      return block;
+    };
+    for (float v : run(133.0f)) ASSERT_FLOAT_EQ(v, 0.05f);
+    EXPECT_FLOAT_EQ(b->lastBpm, 133.0f);
+    chain.Entry(0)->enabled.store(false);
+    for (float v : run(120.0f)) ASSERT_FLOAT_EQ(v, 0.1f);
+    EXPECT_EQ(a->IsActive(), 0);
+
+    EXPECT_TRUE(chain.Move(1, 0));
+    EXPECT_EQ(chain.Entry(0)->effect.get(), b);
+    EXPECT_FALSE(chain.Move(0, 2));
+    EXPECT_FALSE(chain.Remove(2));
     // A copy held by the GUI keeps the entry alive across the removal.
     auto held = chain.Entry(0);
-    chain.Remove(0);
+    EXPECT_TRUE(chain.Remove(0));
+    EXPECT_EQ(chain.Entry(0)->effect.get(), a);
     EXPECT_EQ(chain.CollectRetired(), 0);
     EXPECT_EQ(GainEffect::alive.load(), aliveBefore + 2);
     held.reset();
@@ -112,35 +121,27 @@ TEST(EffectChain, ARemovedEffectDiesOnTheGuiSideOnceTheAudioSideLetsGo) {
 }
 
 TEST(EffectChain, ChangesWhileAnotherThreadRendersNeverTearTheList) {
-  test::RegisterTestEffects();
   CEffectChain chain;
-  std::atomic<bool> stop{false};
+  std::atomic<bool> stop{false}, badBlock{false};
   std::atomic<long> blocks{0};
-  std::atomic<bool> badBlock{false};
   std::thread audio([&] {
     RealtimeScope scope;
     float block[256 * 2];
-    while (!stop.load()) {
-      for (float& v : block) v = 1.0f;
+    for (; !stop.load(); blocks.fetch_add(1)) {
+      std::fill(std::begin(block), std::end(block), 1.0f);
       chain.Process(block, 256, 120.0f);
-      // Every effect halves: the result is a power of two, the same for
-      // every sample of the block (no list change inside a block).
-      const float first = block[0];
-      for (float v : block)
-        if (v != first) badBlock.store(true);
-      int exponent;
-      if (std::frexp(first, &exponent) != 0.5f) badBlock.store(true);
-      blocks.fetch_add(1);
+      // Every effect passes the signal as it is, faded or not: anything
+      // else is an effect read after it was freed or a torn entry.
+      if (std::any_of(std::begin(block), std::end(block), [](float v) { return v != 1.0f; }))
+        badBlock.store(true);
     }
   });
   for (int round = 0; round < 300; ++round) {
-    auto effect = std::make_shared<GainEffect>();
-    effect->percent = 50;
-    effect->SetDryWet(1.0f);
     auto entry = std::make_shared<TEffectChainEntry>();
-    entry->type = GainEffect::kType;
-    entry->effect = std::move(effect);
+    entry->effect = std::make_shared<GainEffect>();
+    entry->effect->SetDryWet(round % 2 ? 1.0f : 0.5f);
     chain.Add(std::move(entry));
+    chain.Entry(0)->enabled.store(round % 3 != 0);
     if (chain.Count() > 4) chain.Remove(round % 3);
     if (round % 50 == 0) chain.Clear();
   }

@@ -1,7 +1,6 @@
 #pragma once
 // Test sources for the mixer: deterministic signals whose every sample the
-// test can compute, and a harness that renders through the audio callback
-// and the offline device exactly as a sound card pulls it.
+// test can compute, and the mixer built and wired as the program builds it.
 
 #include <gtest/gtest.h>
 
@@ -10,17 +9,18 @@
 #include <vector>
 
 #include "base/audio_signal_source.h"
-#include "devices/offline_device.h"
+#include "base/realtime.h"
 #include "effects/effect.h"
-#include "engine/audio_render.h"
 #include "engine/mixer.h"
 #include "engine/mixer_channel.h"
+#include "engine/mixer_setup.h"
 #include "tests/support/test_support.h"
 
 namespace vantaro::test {
 
 // A sine (or, with hz 0, a constant `level`) that counts its frames, so that
-// Sample() gives exactly what Render wrote at any frame.
+// Sample() gives exactly what Render wrote at any frame. SyncPhase calls go
+// to `syncLog` as id * 10 + phase, when one is given.
 class SignalSource : public CAudioSignalSource {
  public:
   SignalSource(double hz, float level) : hz_(hz), level_(level) {}
@@ -29,11 +29,7 @@ class SignalSource : public CAudioSignalSource {
     return static_cast<float>(level_ * std::sin(2.0 * M_PI * hz_ * frame / 44100.0));
   }
   void Render(float* buffer, int frames) override {
-    for (int i = 0; i < frames; ++i) {
-      const float v = Sample(position_ + i);
-      buffer[i * 2] = v;
-      buffer[i * 2 + 1] = v;
-    }
+    for (int i = 0; i < frames; ++i) buffer[i * 2] = buffer[i * 2 + 1] = Sample(position_ + i);
     position_ += frames;
   }
   void Render16(std::int16_t*, int) override {}
@@ -41,77 +37,36 @@ class SignalSource : public CAudioSignalSource {
   std::int32_t GetPosition() override { return static_cast<std::int32_t>(position_); }
   std::int32_t GetLength() override { return 0x7fffffff; }
   void SyncPhase(int phase) override {
-    if (syncLog && *syncCount < 64) syncLog[(*syncCount)++] = id * 10 + phase;
+    if (syncLog) syncLog->push_back(id * 10 + phase);
   }
 
   long position_ = 0;
   int id = 0;
-  int* syncLog = nullptr;  // shared fixed log: id * 10 + phase
-  int* syncCount = nullptr;
+  std::vector<int>* syncLog = nullptr;  // reserved by the test: no allocation
 
  private:
   double hz_;
   float level_;
 };
 
-// Multiplies by a fixed factor (a master-chain or slot effect for tests).
+// Multiplies by a fixed factor (a slot or chain effect for tests). Its
+// block count is plain state that Process and Reset share, as a real
+// effect's delay lines are: the thread sanitizer sees a Reset off the audio
+// thread.
 class ScaleEffect : public CEffect {
  public:
   explicit ScaleEffect(float factor) : factor_(factor) {}
   void Prepare() override {}
-  void Reset() override {}
+  void Reset() override { blocks_ = 0; }
   void Process(float* buffer, int frames, float) override {
     for (int i = 0; i < frames * 2; ++i) buffer[i] *= factor_;
+    ++blocks_;
   }
 
  private:
   float factor_;
+  long blocks_ = 0;
 };
-
-// Two deck channels on test sources, wired as the program wires its mixer:
-// capacity 22050, 128 steps, curve 50, deck 0 left and deck 1 right.
-struct MixerHarness {
-  explicit MixerHarness(double hzA = 440.0, float levelA = 0.5f, double hzB = 1000.0,
-                        float levelB = 0.5f, int blockFrames = 256, int channels = 2)
-      : sourceA(hzA, levelA),
-        sourceB(hzB, levelB),
-        channelA(&sourceA, false),
-        channelB(&sourceB, false),
-        mixer(22050),
-        renderer(std::make_unique<AudioRenderer>()),
-        device(*renderer, blockFrames, channels) {
-    sourceA.id = 0;
-    sourceB.id = 1;
-    mixer.AddInput(&channelA);
-    mixer.AddInput(&channelB);
-    mixer.SetFaderSteps(128);
-    mixer.SetCrossSteps(128);
-    mixer.SetCrossCurve(50);
-    mixer.SetCrossSide(0, 0);
-    mixer.SetCrossSide(1, 1);
-    renderer->mix = &mixer;
-  }
-  std::vector<float> Render(long frames) { return device.RenderToMemory(frames); }
-
-  SignalSource sourceA, sourceB;
-  CZKMixerChannel channelA, channelB;
-  CMixer mixer;
-  std::unique_ptr<AudioRenderer> renderer;
-  OfflineDevice device;
-};
-
-inline double ToDb(double ratio) {
-  return 20.0 * std::log10(ratio);
-}
-
-constexpr int kRampDone = 1024;  // frames after which every fader ramp has ended
-
-// Level in dB at the master, against a sine of peak 0.5, of `frames`
-// rendered after `settle` frames.
-inline double MasterLevelDb(MixerHarness& h, long settle = kRampDone, long frames = 44100) {
-  h.Render(settle);
-  return ToDb(Rms(h.Render(frames), 2, 0) / (0.5 / std::sqrt(2.0)));
-}
 
 // A chain entry running `effect` fully wet.
 inline std::shared_ptr<TEffectChainEntry> WetEntry(std::shared_ptr<CEffect> effect) {
@@ -121,16 +76,46 @@ inline std::shared_ptr<TEffectChainEntry> WetEntry(std::shared_ptr<CEffect> effe
   return entry;
 }
 
-// Lets the ramps end, then expects the next `frames` at the master to be
-// `source` alone, bit for bit on both sides.
-inline void ExpectMasterIs(MixerHarness& h, const SignalSource& source, int frames) {
-  h.Render(kRampDone);
-  const long first = source.position_;
-  const std::vector<float> out = h.Render(frames);
-  for (int i = 0; i < frames; ++i) {
-    ASSERT_EQ(out[i * 2], source.Sample(first + i)) << "frame " << i;
-    ASSERT_EQ(out[i * 2 + 1], source.Sample(first + i)) << "frame " << i;
+constexpr int kRampDone = 1024;  // frames after which every fader ramp has ended
+
+// The mixer as the program builds and wires it (MixerRig): decks A (left)
+// and B (right) on a sine or a constant (hz 0), the mic at 0.125, the
+// preview at 1/32 when asked, and `samplerCount` samplers, sampler i at
+// 2^-(6 + i). With the constants, powers of two, every sum is exact.
+struct MixerHarness {
+  explicit MixerHarness(double hzA = 0.0, float levelA = 0.5f, double hzB = 0.0,
+                        float levelB = 0.25f, bool withPreview = false, int samplerCount = 0)
+      : deckA(hzA, levelA), deckB(hzB, levelB), mic(0.0, 0.125f), preview(0.0, 1.0f / 32) {
+    CAudioSignalSource* decks[2] = {&deckA, &deckB};
+    CAudioSignalSource* samplerPointers[8];
+    for (int i = 0; i < samplerCount; ++i) {
+      samplers.push_back(std::make_unique<SignalSource>(0.0, std::ldexp(1.0f, -6 - i)));
+      samplerPointers[i] = samplers[i].get();
+    }
+    EXPECT_TRUE(CreateMixerObjects(rig, decks, &mic));
+    EXPECT_TRUE(WireMixer(rig, withPreview ? &preview : nullptr, samplerPointers, samplerCount));
   }
-}
+  CMixer& mixer() { return *rig.mixer; }
+  CZKMixerChannel& channelA() { return *rig.deckChannel[0]; }
+  // Renders `frames` (at most kMaxFrames) of the normal mix into `master`
+  // and `monitor`, or of the external one into the four stems.
+  void Render(int frames) {
+    RealtimeScope audio;
+    rig.mixer->RenderMix(bus[0].data(), bus[1].data(), frames);
+  }
+  void RenderExternal(int frames) {
+    RealtimeScope audio;
+    rig.mixer->RenderExternal(bus[0].data(), bus[1].data(), bus[2].data(), bus[3].data(), frames);
+  }
+
+  static constexpr int kMaxFrames = 22050;
+  SignalSource deckA, deckB, mic, preview;
+  std::vector<std::unique_ptr<SignalSource>> samplers;
+  MixerRig rig;
+  // master and monitor, or deck A, deck B, others and monitor.
+  std::vector<float> bus[4] = {
+      std::vector<float>(kMaxFrames * 2), std::vector<float>(kMaxFrames * 2),
+      std::vector<float>(kMaxFrames * 2), std::vector<float>(kMaxFrames * 2)};
+};
 
 }  // namespace vantaro::test
