@@ -1,7 +1,8 @@
 #pragma once
 // The analysis band filters: a six-pole Chebyshev low-pass or high-pass with
 // 0.5 percent pass-band ripple, three cascaded second-order sections designed
-// by the bilinear method. The analysis chain runs a low-pass at 215 Hz and a
+// by the bilinear method. The cut-off is the -3 dB point; the ripple holds
+// below about 0.8 of it. The analysis chain runs a low-pass at 215 Hz and a
 // high-pass at 132 Hz, which leaves the bass band that carries the beat.
 //
 // Output is the filtered signal times 1/6 (0.1666667): the band level of the
