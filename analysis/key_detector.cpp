@@ -136,9 +136,7 @@ MusicalKey KeyScorer::BestKey(double& accuracy) const {
   return candidates.back().key;
 }
 
-KeyDetector::KeyDetector() : window_(kWindow) {
-  Start(0, 176400);
-}
+KeyDetector::KeyDetector() : window_(kWindow), scorer_(std::make_unique<KeyScorer>(0.0)) {}
 
 void KeyDetector::Start(std::int64_t totalBytes, int bytesPerSecond) {
   rate_ = std::max(bytesPerSecond / 4, 2);
@@ -146,7 +144,7 @@ void KeyDetector::Start(std::int64_t totalBytes, int bytesPerSecond) {
   windowSeconds_ = double(kWindow) / rate_;
   elapsed_ = 0;
   filled_ = 0;
-  kernels_ = KernelsFor(rate_ / 2);
+  kernels_.reset();
   scorer_ = std::make_unique<KeyScorer>(windowSeconds_);
   halfTaken_ = false;
   firstHalfKey_ = {};
@@ -172,6 +170,8 @@ void KeyDetector::FeedFloat(const float* samples, int frames, int channels) {
 }
 
 void KeyDetector::ProcessWindow() {
+  // Built on the first window, so that a detector never fed costs nothing.
+  if (!kernels_) kernels_ = KernelsFor(rate_ / 2);
   Chroma chroma{};
   const float* kernel = kernels_->data();
   for (int o = 0; o < kScales; ++o) {
