@@ -3,6 +3,7 @@
 #include <glib.h>
 #include <unistd.h>
 #include <wx/defs.h>
+#include <wx/log.h>
 #include <wx/snglinst.h>
 #include <wx/utils.h>
 
@@ -151,6 +152,15 @@ int AnalysePaths(const CommandLine& command) {
   return status;
 }
 
+// Two writers of db.vtx would lose each other's results: the window program
+// and this command share one instance lock (per data root with VANTARO_HOME).
+bool TakeInstanceLock(wxSingleInstanceChecker& instance, const std::string& documents) {
+  const char* home = std::getenv("VANTARO_HOME");
+  instance.Create("XVT-" + wxGetUserId(),
+                  home && *home ? wxString::FromUTF8(documents) : wxString());
+  return !instance.IsAnotherRunning();
+}
+
 }  // namespace
 
 bool IsAnalyseCommand(int argc, char** argv) {
@@ -164,17 +174,17 @@ int RunAnalyseCommand(int argc, char** argv) {
     return kExitFailed;
   }
   SetDebugLogEcho(false);  // debug lines go to the log file only
-  // Two writers of db.vtx would lose each other's results: the window
-  // program and this command share its instance lock.
+  wxLog::EnableLogging(false);
+  // A new VANTARO_HOME is made here: the lock below and the data root live in it.
+  const std::string documents = DocumentsRoot();
+  std::error_code error;
+  std::filesystem::create_directories(documents, error);
   wxSingleInstanceChecker instance;
-  const char* home = std::getenv("VANTARO_HOME");
-  instance.Create("XVT-" + wxGetUserId(), home && *home ? wxString::FromUTF8(home) : wxString());
-  if (instance.IsAnotherRunning()) {
+  if (!TakeInstanceLock(instance, documents)) {
     std::fprintf(stderr, "vantaro: Vantaro DJ is running; close it before analysing files\n");
     return kExitFailed;
   }
-  const DataFolders folders =
-      BuildDataFolders({ExecutableFolder(), DocumentsRoot(), "", ""}, nullptr);
+  const DataFolders folders = BuildDataFolders({ExecutableFolder(), documents, "", ""}, nullptr);
   if (!folders.dataRootUsable) {
     std::fprintf(stderr, "vantaro: cannot create the data folder %s\n", folders.dataRoot.c_str());
     return kExitFailed;

@@ -12,6 +12,7 @@
 #include "analysis/stripe_file.h"
 #include "base/debug_log.h"
 #include "library/song_database.h"
+#include "tests/analysis/analysis_folder.h"
 #include "tests/analysis/test_tracks.h"
 
 namespace vantaro {

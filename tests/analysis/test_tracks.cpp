@@ -4,12 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <string>
 
 #include "analysis/analysis_chain.h"
 #include "codecs/codec_set.h"
-#include "library/song_database.h"
 #include "tests/support/test_support.h"
 
 namespace vantaro::test {
@@ -146,15 +144,6 @@ std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high
 bool EncodeMp3(const std::string& wav, const std::string& mp3) {
   return RunCommand("ffmpeg -v error -y -i '" + wav + "' -codec:a libmp3lame -b:a 128k '" + mp3 +
                     "'") == 0;
-}
-
-void AnalysisFolder::SetUp() {
-  std::filesystem::create_directory(Stripes());
-  LoadSongDatabase(dir.File("db.vtx"));
-}
-
-void AnalysisFolder::TearDown() {
-  SaveSongDatabase(dir.File("db.vtx"));
 }
 
 }  // namespace vantaro::test

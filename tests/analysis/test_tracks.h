@@ -3,12 +3,8 @@
 // loops at a given tempo, silence and tones, written as 16-bit WAV through
 // the program's own WAV writer (or as MP3 by ffmpeg).
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
-
-#include "tests/support/test_support.h"
 
 namespace vantaro::test {
 
@@ -48,15 +44,5 @@ std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high
 
 // `wav` encoded by ffmpeg as MP3 at `mp3`; false when ffmpeg failed.
 bool EncodeMp3(const std::string& wav, const std::string& mp3);
-
-// A temporary data folder with a Stripes folder and a loaded song database
-// (saved and closed at the end).
-class AnalysisFolder : public ::testing::Test {
- protected:
-  void SetUp() override;
-  void TearDown() override;
-  std::string Stripes() const { return dir.Path() + "/Stripes/"; }
-  TempDir dir;
-};
 
 }  // namespace vantaro::test

@@ -18,6 +18,7 @@
 #include "analysis/stripe_file.h"
 #include "codecs/base_codec.h"
 #include "library/song_database.h"
+#include "tests/analysis/analysis_folder.h"
 #include "tests/analysis/test_tracks.h"
 
 namespace vantaro {
