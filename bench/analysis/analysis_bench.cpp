@@ -31,7 +31,7 @@ const std::string& MinuteFile(bool mp3) {
   }();
   static const std::string compressed = [] {
     const std::string path = dir.File("minute.mp3");
-    test::EncodeMp3(wav, path);
+    test::RunCommand("ffmpeg -v error -i '" + wav + "' -b:a 128k '" + path + "'");
     return path;
   }();
   return mp3 ? compressed : wav;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <random>
 #include <string>
 
 #include "analysis/analysis_chain.h"
@@ -15,38 +16,11 @@ namespace {
 
 constexpr double kRate = 44100;
 
-// A small fixed noise source, so that every run makes the same files.
-struct Noise {
-  std::uint32_t state = 12345;
-  float Next() {
-    state = state * 1664525u + 1013904223u;
-    return static_cast<float>(state >> 8) / 8388608.0f - 1.0f;
-  }
-};
-
-void AddClick(std::vector<float>& out, long at) {
-  for (long i = 0; i < 0.06 * kRate && at + i < long(out.size()); ++i) {
-    const double t = i / kRate;
-    out[at + i] += static_cast<float>(0.8 * std::sin(2 * M_PI * 170 * t) * std::exp(-t / 0.02));
-  }
-}
-
-void AddDrums(std::vector<float>& out, long at, int beat, long period, Noise& noise) {
-  double phase = 0;
-  for (long i = 0; i < 0.15 * kRate && at + i < long(out.size()); ++i) {
-    const double t = i / kRate;
-    phase += 2 * M_PI * (60 + 110 * std::exp(-t / 0.04)) / kRate;
-    out[at + i] += static_cast<float>(0.7 * std::sin(phase) * std::exp(-t / 0.08));
-  }
-  for (int half = 0; half < 2; ++half) {
-    const long hat = at + half * period / 2;
-    for (long i = 0; i < 0.02 * kRate && hat + i < long(out.size()); ++i)
-      out[hat + i] += 0.15f * noise.Next() * static_cast<float>(std::exp(-i / (0.005 * kRate)));
-  }
-  if (beat % 2 == 1) {
-    for (long i = 0; i < 0.1 * kRate && at + i < long(out.size()); ++i)
-      out[at + i] += 0.3f * noise.Next() * static_cast<float>(std::exp(-i / (0.03 * kRate)));
-  }
+// Adds `seconds` of `wave(t)` fading as exp(-t / decay) from frame `at`.
+template <typename Wave>
+void AddBurst(std::vector<float>& out, long at, double seconds, double decay, Wave wave) {
+  for (long i = 0; i < seconds * kRate && at + i < long(out.size()); ++i)
+    out[at + i] += static_cast<float>(wave(i / kRate) * std::exp(-i / kRate / decay));
 }
 
 bool InBreak(const TrackSpec& spec, long frame) {
@@ -69,60 +43,47 @@ std::vector<long> BeatFrames(const TrackSpec& spec) {
 std::vector<float> MakeTrack(const TrackSpec& spec) {
   std::vector<float> out(static_cast<size_t>(std::lround(spec.seconds * kRate)), 0.0f);
   const long period = std::lround(60.0 * kRate / spec.bpm);
-  Noise noise;
+  std::minstd_rand random(12345);  // fully specified: every run makes the same files
+  auto noise = [&random] { return 2.0 * random() / std::minstd_rand::max() - 1; };
   int beat = 0;
   for (long at : BeatFrames(spec)) {
-    if (spec.beat == Beat::kClick)
-      AddClick(out, at);
-    else
-      AddDrums(out, at, beat++, period, noise);
+    if (spec.beat == Beat::kClick) {
+      AddBurst(out, at, 0.06, 0.02, [](double t) { return 0.8 * std::sin(2 * M_PI * 170 * t); });
+      continue;
+    }
+    // A kick falling from 170 to 60 Hz, hats on the eighths, a snare on the
+    // off beats.
+    AddBurst(out, at, 0.15, 0.08, [](double t) {
+      return 0.7 * std::sin(2 * M_PI * (60 * t + 4.4 * (1 - std::exp(-t / 0.04))));
+    });
+    for (long hat : {at, at + period / 2})
+      AddBurst(out, hat, 0.02, 0.005, [&](double) { return 0.15 * noise(); });
+    if (beat++ % 2) AddBurst(out, at, 0.1, 0.03, [&](double) { return 0.3 * noise(); });
   }
   for (float& v : out) v = static_cast<float>(std::clamp(v * spec.gain, -1.0, 1.0));
   return out;
 }
 
-bool WriteWav(const std::string& path, const std::vector<float>& mono, int rate, int channels,
-              int bits) {
+bool WriteWav(const std::string& path, const std::vector<float>& mono, int rate, int channels) {
+  std::vector<std::int16_t> samples;
+  for (float v : mono)
+    samples.insert(samples.end(), channels, std::int16_t(std::lround(v * 32767)));
   CCodecSet set(100);
-  TCodecFormat format{rate, channels, bits, bits, 0, 0};
+  TCodecFormat format{rate, channels, 16, 16, 0, 0};
   if (!set.Open(path, format, kCodecWrite, 4096)) return false;
-  std::string bytes;
-  bytes.reserve(mono.size() * channels * bits / 8);
-  for (float v : mono) {
-    const long q = std::lround(v * (bits == 8 ? 127.0 : 32767.0));
-    for (int c = 0; c < channels; ++c) {
-      if (bits == 8) {
-        bytes += static_cast<char>(q + 128);
-      } else {
-        bytes += static_cast<char>(q & 0xff);
-        bytes += static_cast<char>((q >> 8) & 0xff);
-      }
-    }
-  }
-  const int frameBytes = channels * bits / 8;
-  const long frames = static_cast<long>(mono.size());
-  for (long at = 0; at < frames; at += 4096)
-    set.PutSamples(bytes.data() + at * frameBytes, static_cast<int>(std::min(4096L, frames - at)));
+  for (long at = 0, frames = long(mono.size()); at < frames; at += 4096)
+    set.PutSamples(samples.data() + at * channels, int(std::min(4096L, frames - at)));
   set.Close();
   return true;
 }
 
-bool WriteSilentWav(const std::string& path, int seconds, int extraFrames, int rate) {
-  return WriteWav(path, std::vector<float>(size_t(seconds) * rate + extraFrames, 0.0f), rate, 1, 8);
-}
-
-std::vector<float> StripeOf(const std::vector<float>& mono) {
+std::vector<float> StripeOf(std::vector<float> mono) {
   AnalysisChain chain;
-  const int seconds = static_cast<int>((mono.size() + kSecondFrames - 1) / kSecondFrames);
-  std::vector<float> stripe(size_t(seconds) * kStripePerSecond + 1, 0.0f);
-  std::vector<float> second(kSecondFrames);
-  for (int j = 0; j < seconds; ++j) {
-    const size_t first = size_t(j) * kSecondFrames;
-    const size_t count = std::min<size_t>(kSecondFrames, mono.size() - first);
-    std::fill(second.begin(), second.end(), 0.0f);
-    std::copy(mono.begin() + first, mono.begin() + first + count, second.begin());
-    chain.FeedSecond(second.data(), static_cast<int>(count), stripe.data() + j * kStripePerSecond);
-  }
+  const int seconds = static_cast<int>(mono.size() / kSecondFrames);
+  std::vector<float> stripe(size_t(seconds) * kStripePerSecond + 1);
+  for (int j = 0; j < seconds; ++j)
+    chain.FeedSecond(mono.data() + size_t(j) * kSecondFrames, kSecondFrames,
+                     stripe.data() + j * kStripePerSecond);
   stripe.pop_back();
   return stripe;
 }
@@ -136,14 +97,9 @@ std::vector<float> ReadStripeFile(const std::string& path) {
 
 std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high) {
   std::vector<int> marks;
-  for (size_t i = 0; i < stripe.size(); ++i)
-    if (stripe[i] > low && stripe[i] < high) marks.push_back(static_cast<int>(i));
+  for (int i = 0; i < int(stripe.size()); ++i)
+    if (stripe[i] > low && stripe[i] < high) marks.push_back(i);
   return marks;
-}
-
-bool EncodeMp3(const std::string& wav, const std::string& mp3) {
-  return RunCommand("ffmpeg -v error -y -i '" + wav + "' -codec:a libmp3lame -b:a 128k '" + mp3 +
-                    "'") == 0;
 }
 
 }  // namespace vantaro::test

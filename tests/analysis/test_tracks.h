@@ -1,7 +1,7 @@
 #pragma once
 // Test tracks for the analysis tests, made here: click tracks and drum
 // loops at a given tempo, silence and tones, written as 16-bit WAV through
-// the program's own WAV writer (or as MP3 by ffmpeg).
+// the program's own WAV writer.
 
 #include <string>
 #include <vector>
@@ -26,23 +26,17 @@ std::vector<float> MakeTrack(const TrackSpec& spec);
 // The frames at which MakeTrack's beats start.
 std::vector<long> BeatFrames(const TrackSpec& spec);
 
-// Writes mono samples at `rate` as a 16-bit (or 8-bit) WAV of `channels`
-// equal channels through the codec set; false on failure.
+// Writes mono samples at `rate` as a 16-bit WAV of `channels` equal
+// channels through the codec set; false on failure.
 bool WriteWav(const std::string& path, const std::vector<float>& mono, int rate = 44100,
-              int channels = 2, int bits = 16);
-// A silent WAV of `seconds` (+ `extraFrames`) at a low rate, 8-bit mono, so
-// that a 20-minute file stays small.
-bool WriteSilentWav(const std::string& path, int seconds, int extraFrames, int rate);
-// The stripe the analysis chain makes of mono samples at 44100 Hz, whole
-// seconds (seconds * 441 samples, the last second padded with silence).
-std::vector<float> StripeOf(const std::vector<float>& mono);
+              int channels = 2);
+// The stripe the analysis chain makes of whole seconds of mono samples at
+// 44100 Hz (seconds * 441 samples).
+std::vector<float> StripeOf(std::vector<float> mono);
 // The floats of a stripe file.
 std::vector<float> ReadStripeFile(const std::string& path);
 // Indexes of the stripe samples in the beat-mark band (50..60) or the loss
 // band (60..70).
 std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high);
-
-// `wav` encoded by ffmpeg as MP3 at `mp3`; false when ffmpeg failed.
-bool EncodeMp3(const std::string& wav, const std::string& mp3);
 
 }  // namespace vantaro::test
