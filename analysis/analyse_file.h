@@ -45,6 +45,9 @@ struct AnalyseOptions {
   bool findKey = false;       // run the key detector and store `pitch_key`
   bool store = true;          // write the stripe file and the database record
   std::string stripesFolder;  // ends with a separator
+  // A pause after each one-second read, in milliseconds: the background
+  // worker gives a deck load waiting on the codec lock its turn.
+  int pauseAfterReadMs = 0;
 };
 
 struct AnalyseOutcome {

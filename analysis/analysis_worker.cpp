@@ -12,6 +12,9 @@ namespace vantaro {
 namespace {
 
 constexpr auto kPauseBetweenPaths = std::chrono::milliseconds(10);
+// After each one-second read: a deck load waiting on the codec lock gets it
+// before the worker's next read, even on a busy machine.
+constexpr int kPauseAfterReadMs = 2;
 
 // A CD track's path ends in "$" and names no file on disk.
 bool Present(const std::string& path) {
@@ -67,6 +70,7 @@ void AnalysisWorker::RunStep() {
     }
     AnalyseOptions options;
     options.stripesFolder = stripesFolder_;
+    options.pauseAfterReadMs = kPauseAfterReadMs;
     const AnalyseOutcome outcome = AnalyseFile(set_, path, options, &stop_);
     // A file that failed or was cut off leaves no mark: it is tried again
     // when next queued.
