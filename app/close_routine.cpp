@@ -15,7 +15,9 @@ namespace {
 
 void StopTimedThreads() {
   Program& program = TheProgram();
-  // Reverse order of creation: background, jog, screen.
+  // Reverse order of creation: background, jog, screen. A file in analysis
+  // stops at its next second.
+  if (program.analysisWorker) program.analysisWorker->RequestStop();
   for (auto* thread :
        {&program.backgroundTickThread, &program.jogTickThread, &program.screenTickThread}) {
     if (*thread) (*thread)->Stop();

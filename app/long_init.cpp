@@ -143,6 +143,13 @@ void LoadEffectChains() {
   DebugLog("init 19: %d effect files read", read);
 }
 
+// Hand-off of the analysis worker's results (background tick thread): the
+// GuiSyncAction ring to the GUI thread joins here once it exists; until then
+// results reach the song database and the log only.
+void PostAnalysisResultToGui(const AnalysisMessage& message) {
+  DebugLog("analysis: %s %.1f BPM, %d ms", message.path.c_str(), message.bpm, message.durationMs);
+}
+
 void CreateTimedThreads(ZKMainWindow* mainWindow) {
   Program& program = TheProgram();
   // The window outlives the tick thread: the close routine stops the thread
@@ -154,8 +161,11 @@ void CreateTimedThreads(ZKMainWindow* mainWindow) {
         for (auto& deck : program.decks)
           if (deck) deck->ScratchTick(CSoundSource::kJogIdleLimit);
       });
+  program.analysisWorker =
+      std::make_unique<AnalysisWorker>(program.folders.stripes, &PostAnalysisResultToGui, nullptr);
   program.backgroundTickThread =
-      std::make_unique<TimedThread>("background-tick", kBackgroundTickMs, kPriorityIdle, [] {});
+      std::make_unique<TimedThread>("background-tick", kBackgroundTickMs, kPriorityIdle,
+                                    [&program] { program.analysisWorker->RunStep(); });
   program.screenTickThread->Start();
   program.jogTickThread->Start();
   program.backgroundTickThread->Start();

@@ -1,8 +1,10 @@
 // The `vantaro` executable: blocks the close signals before any thread
-// exists, starts their watcher, and runs the application.
+// exists, then runs the `--analyse` command or starts the signal watcher and
+// runs the application.
 
 #include <wx/app.h>
 
+#include "app/analyse_command.h"
 #include "app/signal_watcher.h"
 #include "app/vantaro_app.h"
 #include "base/debug_log.h"
@@ -11,6 +13,7 @@ wxIMPLEMENT_APP_NO_MAIN(vantaro::VantaroApp);
 
 int main(int argc, char** argv) {
   vantaro::BlockCloseSignals();
+  if (vantaro::IsAnalyseCommand(argc, argv)) return vantaro::RunAnalyseCommand(argc, argv);
   vantaro::StartSignalWatcher([](int signal) {
     // The watcher thread: log, then leave the close to the GUI thread.
     vantaro::DebugLog("signal %d: closing", signal);

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "analysis/analysis_worker.h"
 #include "app/cpu_usage.h"
 #include "app/data_folders.h"
 #include "app/screen_tick.h"
@@ -48,6 +49,9 @@ struct Program {
   std::unique_ptr<CSoundSource> decks[2];
   MixerRig mixerRig;
 
+  // The file analysis worker, run by the background tick (declared first:
+  // it outlives the thread).
+  std::unique_ptr<AnalysisWorker> analysisWorker;
   // Timed worker threads, created last in the long initialisation.
   std::unique_ptr<TimedThread> screenTickThread;
   std::unique_ptr<TimedThread> jogTickThread;

@@ -16,6 +16,10 @@ std::mutex& LogMutex() {
   static std::mutex mutex;
   return mutex;
 }
+bool& EchoToStandardError() {
+  static bool echo = true;
+  return echo;
+}
 std::string& LogPath() {
   static std::string path;
   return path;
@@ -41,6 +45,11 @@ void SetDebugLogFolder(const std::string& folder) {
   LogPath() = path + "vantaro.log";
 }
 
+void SetDebugLogEcho(bool toStandardError) {
+  std::lock_guard<std::mutex> lock(LogMutex());
+  EchoToStandardError() = toStandardError;
+}
+
 std::string DebugLogPath() {
   std::lock_guard<std::mutex> lock(LogMutex());
   return LogPath();
@@ -55,7 +64,7 @@ void DebugLog(const char* format, ...) {
   va_end(args);
 
   std::lock_guard<std::mutex> lock(LogMutex());
-  std::fprintf(stderr, "-- xvt: %s\n", text);
+  if (EchoToStandardError()) std::fprintf(stderr, "-- xvt: %s\n", text);
   if (LogPath().empty()) return;
   RotateIfLarge(LogPath());
   if (FILE* file = std::fopen(LogPath().c_str(), "a")) {

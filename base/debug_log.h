@@ -14,6 +14,10 @@ namespace vantaro {
 // called, lines go to standard error only. An empty folder stops file output.
 void SetDebugLogFolder(const std::string& folder);
 
+// Whether lines also go to standard error (default on). A command-line run
+// turns it off so that its own output stays readable.
+void SetDebugLogEcho(bool toStandardError);
+
 // printf-style; a trailing newline is added.
 void DebugLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
