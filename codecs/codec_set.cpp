@@ -44,6 +44,14 @@ int CreateDecoders(int codecId, CBaseCodec** codecs, int maxCodecs) {
   return count;
 }
 
+// True when the samples `codec` delivers in `source` can be turned into
+// floats: a whole number of bytes per sample, of a width and coding that
+// WidenToFloat reads.
+bool CanConvert(const CBaseCodec& codec, const TCodecFormat& source) {
+  return source.channels > 0 && codec.frameSize % source.channels == 0 &&
+         CanWidenToFloat(codec.frameSize / source.channels, codec.floatSamples != 0);
+}
+
 std::unique_ptr<int32_t[]> AllocateWords(int64_t words) {
   int32_t* block = new (std::nothrow) int32_t[static_cast<size_t>(words)];
   if (block) std::memset(block, 0, static_cast<size_t>(words) * 4);
@@ -126,7 +134,14 @@ int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int
     CodecLockGuard lock;
     for (int i = 0; i < codecCount && accepted < 0; ++i) {
       sourceFormat = format;  // a refusing codec may have touched it
-      if (codecs[i]->Open(resolved, sourceFormat, mode)) accepted = i;
+      if (!codecs[i]->Open(resolved, sourceFormat, mode)) continue;
+      if (mode == kCodecWrite || CanConvert(*codecs[i], sourceFormat)) {
+        accepted = i;
+      } else {
+        DebugLog("codec set: %s delivers %d-bit samples that cannot be converted: %s",
+                 codecs[i]->GetName(), sourceFormat.bitsPerSample, resolved.c_str());
+        codecs[i]->Close();
+      }
     }
   }
   if (accepted < 0) {
@@ -155,8 +170,8 @@ bool CCodecSet::AllocateBuffers() {
   // Checked first, so that the products below cannot overflow.
   if (m >= kMaxBufferWords || c >= kMaxBufferWords) return false;
   chunkFrames = c * (m + 1);
-  // Stored samples wider than 32 bits are read raw, so the read buffer also
-  // holds (m + 1) stored frames; the short path converts through
+  // Stored samples wider than 4 bytes narrow to floats in place, so the read
+  // buffer also holds (m + 1) stored frames; the short path converts through
   // convertBuffer, which holds at least maxFrames target frames of two or
   // more channels.
   const int64_t storedWords = ((m + 1) * codecs[currentCodec]->frameSize + 3) / 4;
@@ -227,9 +242,9 @@ int CCodecSet::GetFloatSamples(float* buffer, int frames, int64_t startFrame) {
   // Only what was delivered is converted: the cleared tail must stay 0.0f
   // (an unsigned 8-bit zero byte would widen to full scale).
   const int64_t samples = int64_t{std::max(delivered, 0)} * sourceChannels;
-  const int bits = sourceFormat.bitsPerSample;
-  if (codec->IsBigEndian() == 1) SwapSampleBytes(stored, samples, bits);
-  WidenToFloat(stored, samples, bits, codec->unsigned8 != 0, codec->float32 != 0);
+  const int sampleBytes = codec->frameSize / sourceChannels;
+  if (codec->IsBigEndian() == 1) SwapSampleBytes(stored, samples, sampleBytes);
+  WidenToFloat(stored, samples, sampleBytes, codec->unsigned8 != 0, codec->floatSamples != 0);
 
   float* widened = reinterpret_cast<float*>(readBuffer.get());
   FitChannels(widened, sourceFrames, sourceChannels, targetChannels);
@@ -240,6 +255,7 @@ int CCodecSet::GetFloatSamples(float* buffer, int frames, int64_t startFrame) {
   } else {
     ResampleLinear(widened, sourceFrames, buffer, frames, targetChannels);
   }
+  KeepSamplesFinite(buffer, int64_t{frames} * targetChannels);
   return static_cast<int>(ConvertFrameCount(delivered, targetRate, sourceRate));
 }
 
@@ -247,11 +263,12 @@ int CCodecSet::GetShortSamples(int16_t* buffer, int frames, int64_t startFrame) 
   if (!AcceptsRead(buffer, frames, startFrame)) return 0;
   CBaseCodec* codec = codecs[currentCodec];
   if (sourceFormat.sampleRate == targetFormat.sampleRate &&
-      sourceFormat.channels == targetFormat.channels && sourceFormat.bitsPerSample == 16) {
+      sourceFormat.channels == targetFormat.channels && sourceFormat.bitsPerSample == 16 &&
+      codec->frameSize == 2 * sourceFormat.channels) {
     const int delivered = codec->GetSamples(buffer, frames, startFrame);
     if (delivered > 0 && codec->IsBigEndian() == 1) {
       SwapSampleBytes(reinterpret_cast<uint8_t*>(buffer),
-                      int64_t{delivered} * sourceFormat.channels, 16);
+                      int64_t{delivered} * sourceFormat.channels, 2);
     }
     return delivered;
   }
