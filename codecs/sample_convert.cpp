@@ -150,8 +150,12 @@ void ResampleLinear(const float* in, int64_t inFrames, float* out, int64_t outFr
     int64_t p = static_cast<int64_t>(position);
     if (p >= inFrames) p = inFrames - 1;  // guards rounding of a huge step
     const float f = static_cast<float>(position - static_cast<double>(p));
+    // Past the last input frame lies nothing of this read: when upsampling,
+    // the outputs just below the end hold the last frame instead of leaning
+    // towards a cleared or stale one (a click at every block join).
+    const int64_t next = std::min(p + 1, inFrames - 1);
     for (int c = 0; c < channels; ++c) {
-      out[i * channels + c] = in[p * channels + c] * (1.0f - f) + in[(p + 1) * channels + c] * f;
+      out[i * channels + c] = in[p * channels + c] * (1.0f - f) + in[next * channels + c] * f;
     }
   }
   for (int c = 0; c < channels; ++c) {

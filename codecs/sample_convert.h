@@ -51,8 +51,7 @@ void FitChannels(float* samples, int64_t frames, int sourceChannels, int targetC
 
 // Linear interpolation of `inFrames` interleaved frames onto `outFrames`:
 // output i takes position i * (inFrames / outFrames); the very last output
-// frame is the last input frame. `in` must hold inFrames + 1 frames (the
-// extra frame is read by interpolation just below the end).
+// frame is the last input frame, and no output reads past it.
 void ResampleLinear(const float* in, int64_t inFrames, float* out, int64_t outFrames, int channels);
 
 }  // namespace vantaro
