@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <new>
-#include <vector>
 
 #include "base/debug_log.h"
 #include "codecs/codec_lock.h"
@@ -95,7 +93,7 @@ const char* CCodecSet::CurrentCodecName() const {
 // Applies the path rules: "kv:/" for the FFmpeg layer's own scheme, the .cdg
 // neighbour of an .mp3, and unpacking of a .zip. Returns the path to offer to
 // the codecs; "" when an archive could not be unpacked.
-std::string CCodecSet::ResolvePath(const std::string& path, std::vector<std::string>& unpacked) {
+std::string CCodecSet::ResolvePath(const std::string& path) {
   std::string resolved = path;
   const std::string lower = LowerCasePath(path);
   if (EndsWith(lower, ".mpe") || EndsWith(lower, ".m3e")) resolved = "kv:/" + resolved;
@@ -111,8 +109,7 @@ std::string CCodecSet::ResolvePath(const std::string& path, std::vector<std::str
     }
   }
   if (EndsWith(lower, "zip")) {
-    resolved = UnpackArchive(path, TemporaryFolder(), unpacked);
-    if (resolved.empty()) return "";
+    resolved = archive_.Unpack(path, TemporaryFolder());
     tempPath = resolved;
   }
   return resolved;
@@ -126,8 +123,7 @@ int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int
              format.channels, path.c_str());
     return 0;
   }
-  std::vector<std::string> unpacked;
-  const std::string resolved = ResolvePath(path, unpacked);
+  const std::string resolved = ResolvePath(path);
   targetFormat = format;
   int accepted = -1;
   if (!resolved.empty()) {
@@ -146,8 +142,8 @@ int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int
   }
   if (accepted < 0) {
     DebugLog("no suitable codec found");
-    for (const std::string& file : unpacked) std::remove(file.c_str());
-    if (!unpacked.empty()) tempPath.clear();
+    archive_.Remove();
+    tempPath.clear();
     return 0;
   }
   currentCodec = accepted;
@@ -196,13 +192,10 @@ void CCodecSet::Close() {
   readBufferWords_ = 0;
   convertBufferWords_ = 0;
   chunkFrames = 0;
-  if (EndsWith(LowerCasePath(tempPath), "cdg")) {
-    std::remove(tempPath.c_str());
-    const std::string stem = tempPath.substr(0, tempPath.size() - 3);
-    std::remove((stem + "mp3").c_str());
-    std::remove((stem + "MP3").c_str());
-    tempPath.clear();
-  }
+  // Everything an archive unpacked goes, not only a karaoke pair: the
+  // private folder is this set's alone.
+  archive_.Remove();
+  tempPath.clear();
 }
 
 float CCodecSet::GetSeconds() {
