@@ -34,6 +34,8 @@ constexpr int kMaxDecodeErrors = 64;
 // few frames; a larger gap is a stream that ended early and is not padded.
 constexpr int64_t kMaxEndPadFrames = 64;
 constexpr int kBytesPerSample = 2;
+// Largest block libav may allocate at once (see PrepareFFmpegLibraries).
+constexpr size_t kLargestLibraryBlockBytes = size_t{256} << 20;
 
 // A channel layout swresample can work with: the stream's own when it names
 // its channels, else the default order for that many channels.
@@ -110,9 +112,16 @@ void SetFFmpegInterrupt(bool abort) {
 
 void PrepareFFmpegLibraries() {
   static std::once_flag once;
-  // The library's own lines would come once per broken packet; the reader
-  // logs one line per file instead.
-  std::call_once(once, [] { av_log_set_level(AV_LOG_FATAL); });
+  std::call_once(once, [] {
+    // The library's own lines would come once per broken packet; the reader
+    // logs one line per file instead.
+    av_log_set_level(AV_LOG_FATAL);
+    // The demuxers allocate what a header claims before reading it (a WAV
+    // LIST chunk of 1.6 GB is zero-filled whole): no single block of the
+    // library may pass this, so such a file fails to open instead of taking
+    // the machine's memory. Decoded 8K video frames stay well below it.
+    av_max_alloc(kLargestLibraryBlockBytes);
+  });
 }
 
 FFmpegAudioStream::FFmpegAudioStream() = default;

@@ -47,7 +47,8 @@ inline constexpr int kFFmpegOutputRate = 44100;
 // device read short.
 void SetFFmpegInterrupt(bool abort);
 
-// Quiets libav's own log (fatal errors only), once per process. Any thread.
+// Quiets libav's own log (fatal errors only) and caps the size of any one
+// block libav allocates (256 MB), once per process. Any thread.
 void PrepareFFmpegLibraries();
 
 class FFmpegAudioStream {
