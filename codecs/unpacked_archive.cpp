@@ -214,8 +214,10 @@ bool ProcessIsAlive(long pid) {
 int SweepUnpackLeftovers(const std::string& temporaryFolder) {
   std::error_code error;
   int removed = 0;
-  for (const auto& item : std::filesystem::directory_iterator(temporaryFolder, error)) {
-    const std::string name = item.path().filename().string();
+  // Walked with error codes throughout: nothing here may throw at start-up.
+  for (std::filesystem::directory_iterator item(temporaryFolder, error), end; !error && item != end;
+       item.increment(error)) {
+    const std::string name = item->path().filename().string();
     const long pid = ProcessOfFolder(name);
     if (pid <= 0 || ProcessIsAlive(pid)) continue;
     const std::string path = temporaryFolder + name;
