@@ -172,7 +172,7 @@ std::string CUnpackedArchive::Unpack(const std::string& archivePath,
     DebugLog("archive %s needs %llu bytes, too few are free in %s", archivePath.c_str(),
              static_cast<unsigned long long>(stated), temporaryFolder.c_str());
   } else if ((chosen = ExtractFiles(zip, entries, folder_, limitBytes)).empty()) {
-    DebugLog("archive %s cannot be unpacked: damaged, or larger than it states",
+    DebugLog("archive %s cannot be unpacked: damaged, larger than it states, or a name twice",
              archivePath.c_str());
   }
   unzClose(zip);
