@@ -67,7 +67,8 @@ std::string Sample(double value, int bits, bool bigEndian) {
 // Every depth a native reader opens is read at full scale, and nothing a
 // float file holds reaches a reader of the set (the analysis in floats, the
 // deck in 16 bits) as NaN, infinity or a sample far past full scale: those
-// are silence, or the largest sample.
+// are silence, or the largest sample. 16-bit files in the deck's own format
+// are read straight into its buffer, swapped where they are big-endian.
 TEST(NativeFiles, EveryDepthIsConvertedAndFinite) {
   constexpr int kFrames = 512;
   const double inf = std::numeric_limits<double>::infinity();
@@ -89,15 +90,16 @@ TEST(NativeFiles, EveryDepthIsConvertedAndFinite) {
     const std::vector<double>& values = bits > 0 ? plain : crafted;
     std::string data;
     for (int i = 0; i < kFrames; ++i) {
-      data += Sample(values[i % values.size()], bits, !wav);
-      if (wav && bits == 8) data.back() ^= '\x80';  // unsigned
+      std::string sample = Sample(values[i % values.size()], bits, !wav);
+      if (wav && bits == 8) sample[0] ^= '\x80';  // unsigned
+      data += sample + sample;                    // the same on both channels
     }
     const uint32_t size = static_cast<uint32_t>(data.size()),
                    depth = bits > 0 ? bits : 32 - 32 * bits;
     const std::string file =
-        wav    ? WavFile(bits > 0 ? 1 : 3, 1, 44100, depth, size, data)
-        : aiff ? AiffFile(1, kFrames, bits, 44100, size + 8, data)
-               : AuFile(24, size, bits > 0 ? bits / 8 + 1 : 6 - bits, 44100, 1, data);
+        wav    ? WavFile(bits > 0 ? 1 : 3, 2, 44100, depth, size, data)
+        : aiff ? AiffFile(2, kFrames, bits, 44100, size + 8, data)
+               : AuFile(24, size, bits > 0 ? bits / 8 + 1 : 6 - bits, 44100, 2, data);
     test::WriteFile(dir.File(name), file);
     WriteSeed("depth-" + name, file);
     CCodecSet set(30);
