@@ -18,6 +18,7 @@
 #include "app/settings.h"
 #include "base/debug_log.h"
 #include "base/thread_priority.h"
+#include "codecs/unpacked_archive.h"
 #include "devices/output_devices.h"
 #include "effects/processor_features.h"
 #include "engine/audio_render.h"
@@ -79,6 +80,7 @@ void LoadDatabaseAndQuietScreenSaver() {
     wxTheApp->CallAfter([message] { ShowMessage(wxString::FromUTF8(message)); });
   program.screenSaverInhibited = InhibitScreenSaver(&program.screenSaverCookie);
   DebugLog("init 7: screen saver %s", program.screenSaverInhibited ? "inhibited" : "left alone");
+  SweepUnpackLeftovers();
 }
 
 void CreateAudioObjects() {

@@ -84,11 +84,11 @@ class CBaseCodec {
   int sampleRate = 0;      // frames per second of the open stream, 0 while closed
 
   // How the codec set reads stored samples whose width alone does not say
-  // their coding. The defaults (8-bit unsigned, 32-bit float) fit WAV and the
-  // compressed readers; a reader of signed 8-bit or 32-bit integer samples
-  // clears the flag at Open.
-  int unsigned8 = 1;  // 1: 8-bit samples are unsigned, 0: signed
-  int float32 = 1;    // 1: 32-bit samples are IEEE floats, 0: signed integers
+  // their coding (the width is frameSize / channels bytes). The defaults,
+  // unsigned 8-bit and integer samples, fit WAV and the compressed readers;
+  // a reader of signed 8-bit or of float samples sets its flag at Open.
+  int unsigned8 = 1;     // 1: 8-bit samples are unsigned, 0: signed
+  int floatSamples = 0;  // 1: 4- and 8-byte samples are IEEE floats
 };
 
 }  // namespace vantaro

@@ -4,6 +4,11 @@
 
 namespace vantaro {
 
+namespace {
+// True while this thread holds the lock through a CodecLockGuard.
+thread_local bool tHoldsCodecLock = false;
+}  // namespace
+
 std::mutex& GlobalCodecLock() {
   static std::mutex lock;
   return lock;
@@ -12,10 +17,24 @@ std::mutex& GlobalCodecLock() {
 CodecLockGuard::CodecLockGuard() {
   AssertNotRealtime("global codec lock");
   GlobalCodecLock().lock();
+  tHoldsCodecLock = true;
 }
 
 CodecLockGuard::~CodecLockGuard() {
+  tHoldsCodecLock = false;
   GlobalCodecLock().unlock();
+}
+
+CodecLockRelease::CodecLockRelease() : released_(tHoldsCodecLock) {
+  if (!released_) return;
+  tHoldsCodecLock = false;
+  GlobalCodecLock().unlock();
+}
+
+CodecLockRelease::~CodecLockRelease() {
+  if (!released_) return;
+  GlobalCodecLock().lock();
+  tHoldsCodecLock = true;
 }
 
 }  // namespace vantaro

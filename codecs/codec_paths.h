@@ -1,11 +1,10 @@
 #pragma once
-// Path rules of the codec layer: lower-casing, ending tests, and unpacking a
-// karaoke archive into the temporary folder.
+// Path rules of the codec layer: lower-casing, ending tests, the temporary
+// folder.
 //
 // Threads: any but the audio thread (file-system calls).
 
 #include <string>
-#include <vector>
 
 namespace vantaro {
 
@@ -21,13 +20,5 @@ bool PathExists(const std::string& path);
 
 // The temporary folder, always with a "/" at its end.
 std::string TemporaryFolder();
-
-// Unpacks every file of the zip archive at `archivePath` into `folder` (which
-// ends in "/"), each under the last component of its stored name. Fills
-// `unpacked` with the paths written. Returns the path to open: the first
-// ".cdg" file if the archive has one, else the first file; "" when the
-// archive cannot be read or holds no file. Logs one line on failure.
-std::string UnpackArchive(const std::string& archivePath, const std::string& folder,
-                          std::vector<std::string>& unpacked);
 
 }  // namespace vantaro

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <new>
-#include <vector>
 
 #include "base/debug_log.h"
 #include "codecs/codec_lock.h"
@@ -42,6 +40,14 @@ int CreateDecoders(int codecId, CBaseCodec** codecs, int maxCodecs) {
   add(new CDecoderAu(codecId));
   add(new CDecoderFFMpeg(codecId));
   return count;
+}
+
+// True when the samples `codec` delivers in `source` can be turned into
+// floats: a whole number of bytes per sample, of a width and coding that
+// WidenToFloat reads.
+bool CanConvert(const CBaseCodec& codec, const TCodecFormat& source) {
+  return source.channels > 0 && codec.frameSize % source.channels == 0 &&
+         CanWidenToFloat(codec.frameSize / source.channels, codec.floatSamples != 0);
 }
 
 std::unique_ptr<int32_t[]> AllocateWords(int64_t words) {
@@ -87,7 +93,7 @@ const char* CCodecSet::CurrentCodecName() const {
 // Applies the path rules: "kv:/" for the FFmpeg layer's own scheme, the .cdg
 // neighbour of an .mp3, and unpacking of a .zip. Returns the path to offer to
 // the codecs; "" when an archive could not be unpacked.
-std::string CCodecSet::ResolvePath(const std::string& path, std::vector<std::string>& unpacked) {
+std::string CCodecSet::ResolvePath(const std::string& path) {
   std::string resolved = path;
   const std::string lower = LowerCasePath(path);
   if (EndsWith(lower, ".mpe") || EndsWith(lower, ".m3e")) resolved = "kv:/" + resolved;
@@ -103,8 +109,7 @@ std::string CCodecSet::ResolvePath(const std::string& path, std::vector<std::str
     }
   }
   if (EndsWith(lower, "zip")) {
-    resolved = UnpackArchive(path, TemporaryFolder(), unpacked);
-    if (resolved.empty()) return "";
+    resolved = archive_.Unpack(path, TemporaryFolder());
     tempPath = resolved;
   }
   return resolved;
@@ -118,21 +123,27 @@ int CCodecSet::Open(const std::string& path, TCodecFormat& format, int mode, int
              format.channels, path.c_str());
     return 0;
   }
-  std::vector<std::string> unpacked;
-  const std::string resolved = ResolvePath(path, unpacked);
+  const std::string resolved = ResolvePath(path);
   targetFormat = format;
   int accepted = -1;
   if (!resolved.empty()) {
     CodecLockGuard lock;
     for (int i = 0; i < codecCount && accepted < 0; ++i) {
       sourceFormat = format;  // a refusing codec may have touched it
-      if (codecs[i]->Open(resolved, sourceFormat, mode)) accepted = i;
+      if (!codecs[i]->Open(resolved, sourceFormat, mode)) continue;
+      if (mode == kCodecWrite || CanConvert(*codecs[i], sourceFormat)) {
+        accepted = i;
+      } else {
+        DebugLog("codec set: %s delivers %d-bit samples that cannot be converted: %s",
+                 codecs[i]->GetName(), sourceFormat.bitsPerSample, resolved.c_str());
+        codecs[i]->Close();
+      }
     }
   }
   if (accepted < 0) {
     DebugLog("no suitable codec found");
-    for (const std::string& file : unpacked) std::remove(file.c_str());
-    if (!unpacked.empty()) tempPath.clear();
+    archive_.Remove();
+    tempPath.clear();
     return 0;
   }
   currentCodec = accepted;
@@ -155,8 +166,8 @@ bool CCodecSet::AllocateBuffers() {
   // Checked first, so that the products below cannot overflow.
   if (m >= kMaxBufferWords || c >= kMaxBufferWords) return false;
   chunkFrames = c * (m + 1);
-  // Stored samples wider than 32 bits are read raw, so the read buffer also
-  // holds (m + 1) stored frames; the short path converts through
+  // Stored samples wider than 4 bytes narrow to floats in place, so the read
+  // buffer also holds (m + 1) stored frames; the short path converts through
   // convertBuffer, which holds at least maxFrames target frames of two or
   // more channels.
   const int64_t storedWords = ((m + 1) * codecs[currentCodec]->frameSize + 3) / 4;
@@ -181,13 +192,10 @@ void CCodecSet::Close() {
   readBufferWords_ = 0;
   convertBufferWords_ = 0;
   chunkFrames = 0;
-  if (EndsWith(LowerCasePath(tempPath), "cdg")) {
-    std::remove(tempPath.c_str());
-    const std::string stem = tempPath.substr(0, tempPath.size() - 3);
-    std::remove((stem + "mp3").c_str());
-    std::remove((stem + "MP3").c_str());
-    tempPath.clear();
-  }
+  // Everything an archive unpacked goes, not only a karaoke pair: the
+  // private folder is this set's alone.
+  archive_.Remove();
+  tempPath.clear();
 }
 
 float CCodecSet::GetSeconds() {
@@ -227,9 +235,9 @@ int CCodecSet::GetFloatSamples(float* buffer, int frames, int64_t startFrame) {
   // Only what was delivered is converted: the cleared tail must stay 0.0f
   // (an unsigned 8-bit zero byte would widen to full scale).
   const int64_t samples = int64_t{std::max(delivered, 0)} * sourceChannels;
-  const int bits = sourceFormat.bitsPerSample;
-  if (codec->IsBigEndian() == 1) SwapSampleBytes(stored, samples, bits);
-  WidenToFloat(stored, samples, bits, codec->unsigned8 != 0, codec->float32 != 0);
+  const int sampleBytes = codec->frameSize / sourceChannels;
+  if (codec->IsBigEndian() == 1) SwapSampleBytes(stored, samples, sampleBytes);
+  WidenToFloat(stored, samples, sampleBytes, codec->unsigned8 != 0, codec->floatSamples != 0);
 
   float* widened = reinterpret_cast<float*>(readBuffer.get());
   FitChannels(widened, sourceFrames, sourceChannels, targetChannels);
@@ -240,6 +248,7 @@ int CCodecSet::GetFloatSamples(float* buffer, int frames, int64_t startFrame) {
   } else {
     ResampleLinear(widened, sourceFrames, buffer, frames, targetChannels);
   }
+  KeepSamplesFinite(buffer, int64_t{frames} * targetChannels);
   return static_cast<int>(ConvertFrameCount(delivered, targetRate, sourceRate));
 }
 
@@ -247,11 +256,12 @@ int CCodecSet::GetShortSamples(int16_t* buffer, int frames, int64_t startFrame) 
   if (!AcceptsRead(buffer, frames, startFrame)) return 0;
   CBaseCodec* codec = codecs[currentCodec];
   if (sourceFormat.sampleRate == targetFormat.sampleRate &&
-      sourceFormat.channels == targetFormat.channels && sourceFormat.bitsPerSample == 16) {
+      sourceFormat.channels == targetFormat.channels && sourceFormat.bitsPerSample == 16 &&
+      codec->frameSize == 2 * sourceFormat.channels) {
     const int delivered = codec->GetSamples(buffer, frames, startFrame);
     if (delivered > 0 && codec->IsBigEndian() == 1) {
       SwapSampleBytes(reinterpret_cast<uint8_t*>(buffer),
-                      int64_t{delivered} * sourceFormat.channels, 16);
+                      int64_t{delivered} * sourceFormat.channels, 2);
     }
     return delivered;
   }

@@ -11,9 +11,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "codecs/base_codec.h"
+#include "codecs/unpacked_archive.h"
 
 namespace vantaro {
 
@@ -60,8 +60,8 @@ class CCodecSet {
   // Seconds as the current codec counts them; 0 when closed.
   float GetSeconds();
 
-  // No-op unless open. Closes the codec, frees the buffers, and removes a
-  // karaoke pair unpacked from an archive.
+  // No-op unless open. Closes the codec, frees the buffers, and removes
+  // everything unpacked from an archive.
   void Close();
 
   // Appends `codec` behind the codecs made by the constructor; the set owns
@@ -83,7 +83,7 @@ class CCodecSet {
   const std::string& TempPath() const { return tempPath; }
 
  private:
-  std::string ResolvePath(const std::string& path, std::vector<std::string>& unpacked);
+  std::string ResolvePath(const std::string& path);
   bool AllocateBuffers();
   bool AcceptsRead(const void* buffer, int frames, int64_t startFrame) const;
 
@@ -99,6 +99,7 @@ class CCodecSet {
   int currentCodec = -1;
   CBaseCodec* codecs[kMaxCodecs] = {};
   std::string tempPath;
+  CUnpackedArchive archive_;  // what the last Open unpacked, removed at Close
 };
 
 }  // namespace vantaro

@@ -22,7 +22,6 @@ bool CDecoderAIF::ReadHeader(FILE* file, THeader& header) {
   uint8_t form[12];
   if (std::fread(form, 1, sizeof(form), file) != sizeof(form)) return false;
   if (!IsChunkId(form, "FORM") || !IsChunkId(form + 8, "AIFF")) return false;
-  header.float32 = 0;
   double rate = 0.0;
   bool haveSound = false;
   int64_t position = 12;

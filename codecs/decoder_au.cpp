@@ -66,7 +66,7 @@ bool CDecoderAu::ReadHeader(FILE* file, THeader& header) {
   header.format.channels = static_cast<int32_t>(channels);
   header.format.bitsPerSample = bits;
   header.unsigned8 = 0;
-  header.float32 = encoding == 6 ? 1 : 0;
+  header.floatSamples = encoding == 6 || encoding == 7 ? 1 : 0;
   return true;
 }
 

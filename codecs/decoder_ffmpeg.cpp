@@ -62,7 +62,6 @@ std::string CDecoderFFMpeg::PlainPath(const std::string& path) {
 int CDecoderFFMpeg::Open(const std::string& path, TCodecFormat& format, int mode) {
   (void)mode;
   if (opened || !AcceptsPath(path)) return 0;
-  std::lock_guard<std::mutex> guard(lock_);
   const std::string plain = PlainPath(path);
   std::string error;
   if (!stream_.Open(plain, error)) {
@@ -169,7 +168,6 @@ float CDecoderFFMpeg::GetSeconds() {
 
 void CDecoderFFMpeg::Close() {
   if (!opened) return;
-  std::lock_guard<std::mutex> guard(lock_);
   opened = 0;
   stream_.Close();
   pending_.reset();

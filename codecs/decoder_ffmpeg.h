@@ -22,12 +22,15 @@
 //    and GetFrames()/GetSeconds() are corrected to the frames delivered, so a
 //    reader that stops at the first short read plays the file to its real end.
 //
-// Threads: Open and Close take the decoder's own lock; GetSamples runs under
-// the global codec lock of CCodecSet. Never the audio thread.
+// Threads: one owner at a time, never the audio thread. Through a codec set,
+// Open, GetSamples and Close run under the global codec lock, except the
+// length scan of Open, which lets it go (see CountPacketFrames). The decoder
+// has no lock of its own: it would guard nothing its one owner does not
+// already order, and holding it across that scan would take the two locks
+// in both orders.
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "base/byte_ring.h"
@@ -76,7 +79,6 @@ class CDecoderFFMpeg : public CBaseCodec {
   int64_t DecodeInto(uint8_t* out, int64_t bytes);
 
   TCodecFormat format_;
-  std::mutex lock_;
   FFmpegAudioStream stream_;
   std::unique_ptr<ByteRing> pending_;
   int64_t leadBytes_ = 0;  // leading silence of a read from 0, whole frames

@@ -31,7 +31,7 @@ bool CDecoderWAV::ReadHeader(FILE* file, THeader& header) {
   const uint32_t rate = ReadLE32(head + 24);
   header.format.sampleRate = rate > INT32_MAX ? 0 : static_cast<int32_t>(rate);
   header.format.bitsPerSample = ReadLE16(head + 34);
-  header.float32 = tag == 3 ? 1 : 0;
+  header.floatSamples = tag == 3 ? 1 : 0;
 
   // Chunks are walked up to "data"; every step moves forward by at least 8
   // bytes, so a lying size ends the walk at the end of the file.

@@ -14,6 +14,7 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
+#include "codecs/codec_lock.h"
 #include "codecs/codec_set.h"
 
 namespace vantaro {
@@ -33,15 +34,8 @@ constexpr int kMaxDecodeErrors = 64;
 // few frames; a larger gap is a stream that ended early and is not padded.
 constexpr int64_t kMaxEndPadFrames = 64;
 constexpr int kBytesPerSample = 2;
-
-AVFormatContext* OpenInput(const std::string& path) {
-  AVFormatContext* format = avformat_alloc_context();
-  if (!format) return nullptr;
-  format->interrupt_callback.callback = InterruptCallback;
-  format->interrupt_callback.opaque = nullptr;
-  if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) return nullptr;
-  return format;
-}
+// Largest block libav may allocate at once (see PrepareFFmpegLibraries).
+constexpr size_t kLargestLibraryBlockBytes = size_t{256} << 20;
 
 // A channel layout swresample can work with: the stream's own when it names
 // its channels, else the default order for that many channels.
@@ -68,9 +62,18 @@ void PacketSkips(const AVPacket* packet, int64_t& atStart, int64_t& atEnd) {
 // Sums the durations of the packets of stream `index` without decoding them,
 // less the samples the decoder will drop. Result in source frames, -1 when a
 // packet carries no duration or the file cannot be read again.
+//
+// This reads the whole file, so it runs without the global codec lock: on a
+// slow disk a long mix would otherwise stall every other deck's store
+// thread. That is safe because the scan opens the file a second time with a
+// format context and packet of its own and touches no decoder state at all,
+// and the codec set whose Open called it is used by this thread alone until
+// Open returns.
 int64_t CountPacketFrames(const std::string& path, int index, int sourceRate, int fallbackFrameSize,
                           int64_t& firstSkip) {
-  AVFormatContext* format = OpenInput(path);
+  CodecLockRelease unlocked;
+  FFmpegFileInput input;
+  AVFormatContext* format = input.Open(path, InterruptCallback);
   if (!format) return -1;
   int64_t total = -1;
   AVPacket* packet = av_packet_alloc();
@@ -98,7 +101,6 @@ int64_t CountPacketFrames(const std::string& path, int index, int sourceRate, in
       total = std::max<int64_t>(0, av_rescale_q(durationTicks, timeBase, sampleBase) - skipped);
   }
   av_packet_free(&packet);
-  avformat_close_input(&format);
   return total;
 }
 
@@ -110,9 +112,16 @@ void SetFFmpegInterrupt(bool abort) {
 
 void PrepareFFmpegLibraries() {
   static std::once_flag once;
-  // The library's own lines would come once per broken packet; the reader
-  // logs one line per file instead.
-  std::call_once(once, [] { av_log_set_level(AV_LOG_FATAL); });
+  std::call_once(once, [] {
+    // The library's own lines would come once per broken packet; the reader
+    // logs one line per file instead.
+    av_log_set_level(AV_LOG_FATAL);
+    // The demuxers allocate what a header claims before reading it (a WAV
+    // LIST chunk of 1.6 GB is zero-filled whole): no single block of the
+    // library may pass this, so such a file fails to open instead of taking
+    // the machine's memory. Decoded 8K video frames stay well below it.
+    av_max_alloc(kLargestLibraryBlockBytes);
+  });
 }
 
 FFmpegAudioStream::FFmpegAudioStream() = default;
@@ -123,7 +132,7 @@ FFmpegAudioStream::~FFmpegAudioStream() {
 
 bool FFmpegAudioStream::Open(const std::string& path, std::string& error) {
   Close();
-  format_ = OpenInput(path);
+  format_ = input_.Open(path, InterruptCallback);
   if (!format_) {
     error = "cannot be opened";
     return false;
@@ -370,7 +379,8 @@ void FFmpegAudioStream::Close() {
   av_frame_free(&frame_);
   av_packet_free(&packet_);
   avcodec_free_context(&codec_);
-  if (format_) avformat_close_input(&format_);
+  input_.Close();
+  format_ = nullptr;
   streamIndex_ = -1;
   channels_ = 0;
   sourceRate_ = 0;

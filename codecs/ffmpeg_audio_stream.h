@@ -8,7 +8,8 @@
 // Length contract (what CDecoderFFMpeg reports and the deck relies on):
 //  - Open() measures the stream's length. MPEG audio (MP3) states either
 //    whole packets (Xing/Info header) or only an estimate from the bit rate,
-//    so its packets are demuxed without decoding and their durations summed,
+//    so its packets are demuxed without decoding, through a second opening
+//    of the file and without the global codec lock, and their durations summed,
 //    less the samples the decoder is told to drop at the start and end
 //    (encoder delay and padding). Other containers state the length (Ogg
 //    Opus with its pre-skip, which is taken off); where none is stated the
@@ -27,6 +28,8 @@
 #include <string>
 #include <vector>
 
+#include "codecs/ffmpeg_file_input.h"
+
 struct AVFormatContext;
 struct AVCodecContext;
 struct AVFrame;
@@ -44,7 +47,8 @@ inline constexpr int kFFmpegOutputRate = 44100;
 // device read short.
 void SetFFmpegInterrupt(bool abort);
 
-// Quiets libav's own log (fatal errors only), once per process. Any thread.
+// Quiets libav's own log (fatal errors only) and caps the size of any one
+// block libav allocates (256 MB), once per process. Any thread.
 void PrepareFFmpegLibraries();
 
 class FFmpegAudioStream {
@@ -92,7 +96,8 @@ class FFmpegAudioStream {
   int FinishResampler();
   int ClampToExpected(int frames);
 
-  AVFormatContext* format_ = nullptr;
+  FFmpegFileInput input_;
+  AVFormatContext* format_ = nullptr;  // owned by input_
   AVCodecContext* codec_ = nullptr;
   AVFrame* frame_ = nullptr;
   AVPacket* packet_ = nullptr;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <climits>
 
+#include "base/debug_log.h"
 #include "codecs/codec_paths.h"
+#include "codecs/sample_convert.h"
 
 namespace vantaro {
 
@@ -47,6 +49,15 @@ int CNativeFileCodec::OpenForReading(const std::string& path, TCodecFormat& resu
     std::fclose(file);
     return 0;
   }
+  // Samples the codec set could not turn into floats would reach it raw, and
+  // raw bytes read as floats can be NaN: refused here, so the next decoder
+  // may try the file.
+  if (!CanWidenToFloat(storedFrame / f.channels, header.floatSamples != 0)) {
+    DebugLog("%s: %d-bit %s samples are not read", path.c_str(), f.bitsPerSample,
+             header.floatSamples ? "float" : "integer");
+    std::fclose(file);
+    return 0;
+  }
   const int64_t available = std::max<int64_t>(0, fileSize - header.dataStart);
   const int64_t bytes = std::clamp<int64_t>(header.dataBytes, 0, available);
   readFile = file;
@@ -62,7 +73,7 @@ int CNativeFileCodec::OpenForReading(const std::string& path, TCodecFormat& resu
   framesDone = 0;
   sampleRate = f.sampleRate;
   unsigned8 = header.unsigned8;
-  float32 = header.float32;
+  floatSamples = header.floatSamples;
   opened = 1;
   result = format;
   return 1;
@@ -147,7 +158,7 @@ void CNativeFileCodec::Close() {
   dataFrames = 0;
   readPosition = 0;
   unsigned8 = 1;
-  float32 = 1;
+  floatSamples = 0;
   opened = 0;
 }
 

@@ -42,7 +42,7 @@ class CNativeFileCodec : public CBaseCodec {
     int64_t dataStart = 0;
     int64_t dataBytes = 0;  // bytes of sample data the header claims
     int unsigned8 = 1;
-    int float32 = 1;
+    int floatSamples = 0;
   };
 
   // True when the lower-cased path's ending is one of this codec's.

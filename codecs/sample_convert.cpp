@@ -10,10 +10,9 @@ namespace vantaro {
 static_assert(std::endian::native == std::endian::little,
               "the codec layer assumes a little-endian host");
 
-void SwapSampleBytes(uint8_t* data, int64_t count, int bits) {
-  if (bits != 16 && bits != 24 && bits != 32) return;
-  const int width = bits / 8;
-  for (int64_t i = 0; i < count; ++i) std::reverse(data + i * width, data + (i + 1) * width);
+void SwapSampleBytes(uint8_t* data, int64_t count, int bytes) {
+  if (bytes < 2 || bytes > 8) return;
+  for (int64_t i = 0; i < count; ++i) std::reverse(data + i * bytes, data + (i + 1) * bytes);
 }
 
 float Int24ToFloat(const uint8_t* p) {
@@ -24,10 +23,21 @@ float Int24ToFloat(const uint8_t* p) {
   return static_cast<float>(v) * (1.0f / 8388608.0f);
 }
 
+bool CanWidenToFloat(int bytes, bool isFloat) {
+  return isFloat ? (bytes == 4 || bytes == 8) : (bytes >= 1 && bytes <= 8);
+}
+
 namespace {
+
+constexpr double kInt32Scale = 1.0 / 2147483648.0;
 
 void StoreFloat(uint8_t* data, int64_t index, float value) {
   std::memcpy(data + index * 4, &value, 4);
+}
+
+float FiniteSample(double v) {
+  if (!std::isfinite(v)) return 0.0f;
+  return static_cast<float>(std::clamp(v, double{-kLargestSample}, double{kLargestSample}));
 }
 
 // Widens `count` samples of type T to floats in place, a block at a time from
@@ -48,45 +58,68 @@ void WidenBlocksBackwards(uint8_t* data, int64_t count, Convert convert) {
   }
 }
 
+// Samples wider than their float narrow in place from the first to the last:
+// sample i is read whole before its float is stored at 4 * i, and later
+// samples start at bytes * i or beyond, past every float stored so far.
+void NarrowForwards(uint8_t* data, int64_t count, int bytes, bool isFloat) {
+  for (int64_t i = 0; i < count; ++i) {
+    const uint8_t* p = data + i * bytes;
+    float value;
+    if (isFloat) {
+      double v;
+      std::memcpy(&v, p, 8);
+      value = FiniteSample(v);
+    } else {
+      int32_t top;
+      std::memcpy(&top, p + bytes - 4, 4);
+      value = static_cast<float>(top * kInt32Scale);
+    }
+    StoreFloat(data, i, value);
+  }
+}
+
 }  // namespace
 
-bool WidenToFloat(uint8_t* data, int64_t count, int bits, bool unsigned8, bool float32) {
-  switch (bits) {
-    case 8:
+bool WidenToFloat(uint8_t* data, int64_t count, int bytes, bool unsigned8, bool isFloat) {
+  if (!CanWidenToFloat(bytes, isFloat)) return false;
+  switch (bytes) {
+    case 1:
       for (int64_t i = count - 1; i >= 0; --i) {
         const int v = unsigned8 ? data[i] - 128 : static_cast<int8_t>(data[i]);
         StoreFloat(data, i, static_cast<float>(v) * 0.0078125f);
       }
       return true;
-    case 16:
+    case 2:
       WidenBlocksBackwards<int16_t>(data, count,
                                     [](int16_t v) { return static_cast<float>(v) * 3.0518e-5f; });
       return true;
-    case 24:
-      for (int64_t i = count - 1; i >= 0; --i) {
-        const float v = Int24ToFloat(data + i * 3);
-        StoreFloat(data, i, v);
-      }
+    case 3:
+      for (int64_t i = count - 1; i >= 0; --i) StoreFloat(data, i, Int24ToFloat(data + i * 3));
       return true;
-    case 32:
-      if (float32) {
-        // A damaged float file may hold NaN or infinity; one such sample
-        // would poison every filter and mixer state downstream.
-        for (int64_t i = 0; i < count; ++i) {
+    case 4:
+      for (int64_t i = 0; i < count; ++i) {
+        if (isFloat) {
           float v;
           std::memcpy(&v, data + i * 4, 4);
-          if (!std::isfinite(v)) StoreFloat(data, i, 0.0f);
-        }
-      } else {
-        for (int64_t i = 0; i < count; ++i) {
+          StoreFloat(data, i, FiniteSample(v));
+        } else {
           int32_t v;
           std::memcpy(&v, data + i * 4, 4);
-          StoreFloat(data, i, static_cast<float>(static_cast<double>(v) * (1.0 / 2147483648.0)));
+          StoreFloat(data, i, static_cast<float>(v * kInt32Scale));
         }
       }
       return true;
     default:
-      return false;
+      NarrowForwards(data, count, bytes, isFloat);
+      return true;
+  }
+}
+
+void KeepSamplesFinite(float* samples, int64_t count) {
+  for (int64_t i = 0; i < count; ++i) {
+    const float v = samples[i];
+    // One comparison pair lets ordinary samples through; NaN fails both.
+    if (!(v >= -kLargestSample && v <= kLargestSample)) samples[i] = FiniteSample(v);
   }
 }
 
@@ -117,8 +150,12 @@ void ResampleLinear(const float* in, int64_t inFrames, float* out, int64_t outFr
     int64_t p = static_cast<int64_t>(position);
     if (p >= inFrames) p = inFrames - 1;  // guards rounding of a huge step
     const float f = static_cast<float>(position - static_cast<double>(p));
+    // Past the last input frame lies nothing of this read: when upsampling,
+    // the outputs just below the end hold the last frame instead of leaning
+    // towards a cleared or stale one (a click at every block join).
+    const int64_t next = std::min(p + 1, inFrames - 1);
     for (int c = 0; c < channels; ++c) {
-      out[i * channels + c] = in[p * channels + c] * (1.0f - f) + in[(p + 1) * channels + c] * f;
+      out[i * channels + c] = in[p * channels + c] * (1.0f - f) + in[next * channels + c] * f;
     }
   }
   for (int c = 0; c < channels; ++c) {

@@ -1,13 +1,13 @@
 #include "tests/codecs/codec_test_files.h"
 
 #include <zip.h>
+#include <zlib.h>
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 
+#include "base/debug_log.h"
 #include "codecs/byte_order.h"
-#include "tests/support/test_support.h"
 
 namespace vantaro::test {
 
@@ -15,181 +15,95 @@ bool MakeSoxTone(const std::string& path, int rate, int channels, const std::str
                  double seconds) {
   std::string tones;
   for (int c = 0; c < channels; ++c) tones += " sine " + std::to_string(300 + 150 * c);
-  const std::string command = "sox -D -n -r " + std::to_string(rate) + " -c " +
-                              std::to_string(channels) + " " + soxFormat + " '" + path +
-                              "' synth " + std::to_string(seconds) + tones + " vol 0.7 2>&1";
-  std::string output;
-  return RunCommand(command, &output) == 0;
-}
-
-std::vector<float> SoxDecode(const std::string& path, const std::string& inputOptions) {
-  const std::string raw = path + ".reference.f32";
-  std::vector<float> samples;
-  if (RunCommand("sox " + inputOptions + " '" + path + "' -t f32 '" + raw + "' 2>/dev/null") != 0)
-    return samples;
-  const std::string bytes = ReadFile(raw);
-  std::remove(raw.c_str());
-  samples.resize(bytes.size() / 4);
-  std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
-  return samples;
-}
-
-std::string Soxi(const std::string& option, const std::string& path) {
-  std::string output;
-  if (RunCommand("soxi " + option + " '" + path + "' 2>/dev/null", &output) != 0) return "";
-  while (!output.empty() && (output.back() == '\n' || output.back() == ' ')) output.pop_back();
-  return output;
-}
-
-bool RewriteAsPlainWav(const std::string& in, const std::string& out, int tag) {
-  const std::string file = ReadFile(in);
-  if (file.size() < 12 || file.compare(0, 4, "RIFF") != 0) return false;
-  size_t position = 12;
-  int channels = 0, bits = 0;
-  uint32_t rate = 0;
-  while (position + 8 <= file.size()) {
-    const std::string id = file.substr(position, 4);
-    const uint32_t size = LE32At(file, position + 4);
-    if (id == "fmt ") {
-      channels = LE16At(file, position + 10);
-      rate = LE32At(file, position + 12);
-      bits = LE16At(file, position + 22);
-    } else if (id == "data") {
-      const std::string data = file.substr(position + 8, size);
-      WriteFile(out, WavFile(tag, channels, rate, bits, static_cast<uint32_t>(data.size()), data));
-      return channels > 0;
-    }
-    position += 8 + size + (size & 1);
-  }
-  return false;
+  return RunCommand("sox -D -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) +
+                    " " + soxFormat + " '" + path + "' synth " + std::to_string(seconds) + tones +
+                    " vol 0.7 2>&1") == 0;
 }
 
 std::vector<float> ReadAllFloats(CCodecSet& set, const TCodecFormat& format, int block) {
-  std::vector<float> all;
-  std::vector<float> buffer(static_cast<size_t>(block) * format.channels);
+  std::vector<float> all, buffer(static_cast<size_t>(block) * format.channels);
   for (int64_t start = 0; start < format.frames; start += block) {
-    const int got = set.GetFloatSamples(buffer.data(), block, start);
-    const int64_t keep = std::min<int64_t>(got, format.frames - start);
+    const int64_t keep =
+        std::min<int64_t>(set.GetFloatSamples(buffer.data(), block, start), format.frames - start);
     if (keep <= 0) break;
     all.insert(all.end(), buffer.begin(), buffer.begin() + keep * format.channels);
   }
   return all;
 }
 
-double LargestDifference(const std::vector<float>& a, const std::vector<float>& b,
-                         size_t lengthSlack) {
-  const size_t longer = std::max(a.size(), b.size()), shorter = std::min(a.size(), b.size());
-  if (longer - shorter > lengthSlack || shorter == 0)
-    return std::numeric_limits<double>::infinity();
-  double largest = 0;
-  for (size_t i = 0; i < shorter; ++i) largest = std::max(largest, std::fabs(double(a[i]) - b[i]));
-  return largest;
-}
-
-std::vector<float> Channel(const std::vector<float>& samples, int channels, int channel) {
-  std::vector<float> out;
-  for (size_t i = channel; i < samples.size(); i += channels) out.push_back(samples[i]);
-  return out;
-}
-
-bool MakeZip(const std::string& archive, const std::vector<std::string>& files) {
+bool MakeZip(const std::string& archive, const std::vector<ZipEntry>& entries) {
   zipFile zip = zipOpen64(archive.c_str(), APPEND_STATUS_CREATE);
-  if (!zip) return false;
-  bool ok = true;
-  for (const std::string& path : files) {
-    const std::string name = path.substr(path.find_last_of('/') + 1);
-    const std::string bytes = ReadFile(path);
-    zip_fileinfo info = {};
+  bool ok = zip != nullptr;
+  for (const ZipEntry& e : entries) {
+    // Written raw (stored), so that the stated size can be any number.
+    const auto* bytes = reinterpret_cast<const Bytef*>(e.bytes.data());
+    const auto size = static_cast<unsigned>(e.bytes.size());
     ok = ok &&
-         zipOpenNewFileInZip64(zip, name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr,
-                               Z_DEFLATED, Z_DEFAULT_COMPRESSION, 0) == ZIP_OK &&
-         zipWriteInFileInZip(zip, bytes.data(), static_cast<unsigned>(bytes.size())) == ZIP_OK &&
-         zipCloseFileInZip(zip) == ZIP_OK;
+         zipOpenNewFileInZip2_64(zip, e.name.c_str(), nullptr, nullptr, 0, nullptr, 0, nullptr, 0,
+                                 0, 1, 0) == ZIP_OK &&
+         zipWriteInFileInZip(zip, bytes, size) == ZIP_OK &&
+         zipCloseFileInZipRaw64(zip, e.statedBytes < 0 ? size : e.statedBytes,
+                                crc32(0, bytes, size)) == ZIP_OK;
   }
-  return zipClose(zip, nullptr) == ZIP_OK && ok;
+  return zip && zipClose(zip, nullptr) == ZIP_OK && ok;
 }
 
-namespace {
-void AppendBytes(std::string& s, uint32_t v, int width, bool bigEndian) {
+LogCapture::LogCapture() {
+  SetDebugLogFolder(folder_.Path());
+}
+LogCapture::~LogCapture() {
+  SetDebugLogFolder("");
+}
+std::string LogCapture::Text() const {
+  return ReadFile(folder_.File("vantaro.log"));
+}
+
+void AppendBytes(std::string& s, uint64_t v, int width, bool bigEndian) {
   for (int i = 0; i < width; ++i)
     s += static_cast<char>(v >> (8 * (bigEndian ? width - 1 - i : i)));
-}
-const uint8_t* At(const std::string& s, size_t offset) {
-  return reinterpret_cast<const uint8_t*>(s.data() + offset);
-}
-}  // namespace
-
-void AppendLE16(std::string& s, uint32_t v) {
-  AppendBytes(s, v, 2, false);
-}
-void AppendLE32(std::string& s, uint32_t v) {
-  AppendBytes(s, v, 4, false);
-}
-void AppendBE16(std::string& s, uint32_t v) {
-  AppendBytes(s, v, 2, true);
-}
-void AppendBE32(std::string& s, uint32_t v) {
-  AppendBytes(s, v, 4, true);
-}
-uint32_t LE32At(const std::string& s, size_t o) {
-  return ReadLE32(At(s, o));
-}
-uint32_t BE32At(const std::string& s, size_t o) {
-  return ReadBE32(At(s, o));
-}
-uint16_t LE16At(const std::string& s, size_t o) {
-  return ReadLE16(At(s, o));
-}
-uint16_t BE16At(const std::string& s, size_t o) {
-  return ReadBE16(At(s, o));
 }
 
 std::string WavFile(int tag, int channels, uint32_t rate, int bits, uint32_t dataSize,
                     const std::string& data) {
-  std::string s = "RIFF";
-  AppendLE32(s, 36 + dataSize);
-  s += "WAVEfmt ";
-  AppendLE32(s, 16);
-  AppendLE16(s, tag);
-  AppendLE16(s, channels);
-  AppendLE32(s, rate);
   const uint32_t block = (bits + 7) / 8 * channels;
-  AppendLE32(s, block * rate);
-  AppendLE16(s, block);
-  AppendLE16(s, bits);
+  std::string s = "RIFF";
+  AppendBytes(s, 36 + dataSize, 4, false);
+  s += "WAVEfmt ";
+  for (auto [value, width] : {std::pair<uint32_t, int>{16, 4},
+                              {tag, 2},
+                              {channels, 2},
+                              {rate, 4},
+                              {block * rate, 4},
+                              {block, 2},
+                              {bits, 2}})
+    AppendBytes(s, value, width, false);
   s += "data";
-  AppendLE32(s, dataSize);
+  AppendBytes(s, dataSize, 4, false);
   return s + data;
 }
 
 std::string AiffFile(int channels, uint32_t frames, int bits, uint32_t rate, uint32_t ssndSize,
                      const std::string& data, uint32_t commSize) {
   std::string s = "FORM";
-  AppendBE32(s, 4 + 8 + commSize + 16 + static_cast<uint32_t>(data.size()));
+  AppendBytes(s, 4 + 8 + commSize + 16 + data.size(), 4, true);
   s += "AIFFCOMM";
-  AppendBE32(s, commSize);
-  AppendBE16(s, channels);
-  AppendBE32(s, frames);
-  AppendBE16(s, bits);
+  for (auto [value, width] :
+       {std::pair<uint32_t, int>{commSize, 4}, {channels, 2}, {frames, 4}, {bits, 2}})
+    AppendBytes(s, value, width, true);
   uint8_t extended[10];
   WriteExtended80(extended, rate);
   s.append(reinterpret_cast<char*>(extended), 10);
-  if (commSize > 18) s.append(commSize - 18, '\0');
+  s.append(commSize - 18, '\0');
   s += "SSND";
-  AppendBE32(s, ssndSize);
-  AppendBE32(s, 0);
-  AppendBE32(s, 0);
-  return s + data;
+  AppendBytes(s, ssndSize, 4, true);
+  return s + std::string(8, '\0') + data;
 }
 
 std::string AuFile(uint32_t offset, uint32_t dataSize, uint32_t encoding, uint32_t rate,
                    uint32_t channels, const std::string& data) {
   std::string s = ".snd";
-  AppendBE32(s, offset);
-  AppendBE32(s, dataSize);
-  AppendBE32(s, encoding);
-  AppendBE32(s, rate);
-  AppendBE32(s, channels);
+  for (uint32_t field : {offset, dataSize, encoding, rate, channels})
+    AppendBytes(s, field, 4, true);
   return s + data;
 }
 

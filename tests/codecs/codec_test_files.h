@@ -1,59 +1,50 @@
 #pragma once
-// Test files for the codec tests: sound files made by sox, sox's own decoding
-// of them as the reference, header surgery for crafted files, and whole-file
-// reads through a codec set.
+// Test files for the codec tests: tones made by sox, crafted headers and
+// archives, whole-file reads through a codec set, and the debug log of a test.
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "codecs/codec_set.h"
+#include "tests/support/test_support.h"
 
 namespace vantaro::test {
 
 // A tone file made by sox: each channel c gets a sine of 300 + 150 * c Hz at
-// 0.7 of full scale, `seconds` long. `soxFormat` holds the sox output options
-// (e.g. "-b 24", "-e floating-point -b 32"). Returns false when sox fails.
+// 0.7 of full scale. `soxFormat` holds the sox output options (e.g. "-b 24",
+// "-t wavpcm"). Returns false when sox fails.
 bool MakeSoxTone(const std::string& path, int rate, int channels, const std::string& soxFormat,
                  double seconds = 0.25);
-
-// The samples of `path` as sox decodes them: interleaved 32-bit floats.
-// `inputOptions` go before the input file (e.g. "--ignore-length").
-std::vector<float> SoxDecode(const std::string& path, const std::string& inputOptions = "");
-
-// Output of `soxi <option> path`, trimmed ("" on failure).
-std::string Soxi(const std::string& option, const std::string& path);
-
-// Rewrites a RIFF WAVE file of any "fmt " chunk size (sox writes extensible
-// headers for 24/32-bit integer and more than two channels) as a plain
-// 44-byte-header file with tag `tag` and the same samples.
-bool RewriteAsPlainWav(const std::string& in, const std::string& out, int tag);
 
 // Every frame of an open codec set as floats, read in blocks of `block`
 // target frames from start to `format.frames`.
 std::vector<float> ReadAllFloats(CCodecSet& set, const TCodecFormat& format, int block = 4096);
 
-// Largest absolute difference between two sample vectors over the shorter
-// length; +infinity when the lengths differ by more than `lengthSlack`.
-double LargestDifference(const std::vector<float>& a, const std::vector<float>& b,
-                         size_t lengthSlack = 0);
+// One entry of a test archive, stored. A `statedBytes` of -1 states the true
+// size; any other value is written into the archive as the unpacked size.
+struct ZipEntry {
+  std::string name;
+  std::string bytes;
+  int64_t statedBytes = -1;
+};
+// Writes a zip archive at `archive`. Returns false on any error.
+bool MakeZip(const std::string& archive, const std::vector<ZipEntry>& entries);
 
-// Channel `channel` of an interleaved buffer.
-std::vector<float> Channel(const std::vector<float>& samples, int channels, int channel);
+// The debug log of a test: lines logged while the object lives go to a file
+// of its own, read by Text().
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  std::string Text() const;
 
-// Writes a zip archive at `archive` holding each file of `files` under its
-// name without folder (deflated). Returns false on any error.
-bool MakeZip(const std::string& archive, const std::vector<std::string>& files);
+ private:
+  TempDir folder_;
+};
 
-// Little helpers for building headers byte by byte.
-void AppendLE16(std::string& s, uint32_t v);
-void AppendLE32(std::string& s, uint32_t v);
-void AppendBE16(std::string& s, uint32_t v);
-void AppendBE32(std::string& s, uint32_t v);
-uint32_t LE32At(const std::string& s, size_t offset);
-uint32_t BE32At(const std::string& s, size_t offset);
-uint16_t LE16At(const std::string& s, size_t offset);
-uint16_t BE16At(const std::string& s, size_t offset);
+// Appends the `width` low bytes of `v` in the given byte order.
+void AppendBytes(std::string& s, uint64_t v, int width, bool bigEndian);
 
 // A plain WAV header (44 bytes) with the given fields, followed by `data`.
 std::string WavFile(int tag, int channels, uint32_t rate, int bits, uint32_t dataSize,

@@ -6,6 +6,7 @@
 //   bits 2-3: target rate (44100, 22050, 48000, 11025)
 //   bits 4-5: target channels (2, 1, 5, 2)
 //   bit 6:    read 16-bit samples instead of floats
+//   bit 7:    the bytes are a zip archive for the codec set to unpack
 
 #include <cstdint>
 #include <string>
@@ -27,12 +28,17 @@ inline int TargetChannelsOf(uint8_t selector) {
 inline bool ReadsShorts(uint8_t selector) {
   return (selector >> 6) & 1;
 }
+inline bool IsArchive(uint8_t selector) {
+  return (selector >> 7) & 1;
+}
 
-// Selector for a file of the given ending read as 44100 Hz stereo floats.
+// Selector for a file of the given ending (".zip": an archive) read as
+// 44100 Hz stereo floats.
 inline uint8_t SelectorFor(const std::string& ending) {
   if (ending == ".aiff") return 1;
   if (ending == ".au") return 2;
   if (ending == ".aif") return 3;
+  if (ending == ".zip") return 0x80;
   return 0;
 }
 

@@ -1,6 +1,7 @@
-// libFuzzer target: the WAV, AIFF and Au header parsers, and the codec set's
-// open and reads, on arbitrary file bytes. Any crash, sanitizer report, read
-// outside a buffer or endless loop is a finding.
+// libFuzzer target: the WAV, AIFF and Au header parsers, the unpacking of a
+// karaoke archive, and the codec set's open and reads, on arbitrary file
+// bytes. Any crash, sanitizer report, read outside a buffer or endless loop
+// is a finding.
 
 #include <unistd.h>
 
@@ -90,7 +91,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ReadWithDecoder(aif, aifPath);
   ReadWithDecoder(au, auPath);
 
-  const std::string setPath = base + "-set" + vantaro::fuzz::EndingOf(selector);
+  const std::string setPath =
+      base + "-set" +
+      (vantaro::fuzz::IsArchive(selector) ? ".zip" : vantaro::fuzz::EndingOf(selector));
   if (WriteBytes(setPath, file, fileSize)) ReadWithCodecSet(setPath, selector);
   return 0;
 }
