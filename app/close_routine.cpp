@@ -15,6 +15,8 @@ namespace {
 
 void StopTimedThreads() {
   Program& program = TheProgram();
+  for (auto& deck : program.decks)
+    if (deck) deck->SetJogTick(nullptr);
   // Reverse order of creation: background, jog, screen.
   for (auto* thread :
        {&program.backgroundTickThread, &program.jogTickThread, &program.screenTickThread}) {

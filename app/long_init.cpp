@@ -150,6 +150,9 @@ void CreateTimedThreads(ZKMainWindow* mainWindow) {
         for (auto& deck : program.decks)
           if (deck) deck->ScratchTick(CSoundSource::kJogIdleLimit);
       });
+  // A hand command wakes the jog tick at once.
+  for (auto& deck : program.decks)
+    if (deck) deck->SetJogTick(program.jogTickThread.get());
   program.backgroundTickThread =
       std::make_unique<TimedThread>("background-tick", kBackgroundTickMs, kPriorityIdle, [] {});
   program.screenTickThread->Start();

@@ -220,9 +220,11 @@ TEST_F(DeckStore, SeekWaitsForItsBlockAndIsRefusedWhenItCannotApply) {
   EXPECT_DOUBLE_EQ(deck.GetExactPosition(), 3 * 44100 + 17);
 
   deck.BeginScratch(0, false);
+  deck.ScratchTick(CSoundSource::kJogIdleLimit);
   deck.SeekRequest(10);
   EXPECT_FALSE(deck.IsSeekPending()) << "refused while scratching";
   deck.EndScratch();
+  deck.ScratchTick(CSoundSource::kJogIdleLimit);
 }
 
 TEST_F(DeckStore, LoadFailuresLeaveAnEmptyDeckMarkedFailed) {

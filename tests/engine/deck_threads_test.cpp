@@ -1,8 +1,9 @@
 // The deck across its threads: the audio thread renders without pause while
-// the store thread loads, seeks and unloads, and the test thread acts as
-// the GUI. Run under the thread sanitizer (filter DeckThreads*) and under
-// the address sanitizer, these prove that the render never reads a block
-// that is being freed and that every shared word is properly ordered.
+// the store thread loads, seeks and unloads, the jog thread applies the
+// hands' commands, and the test thread acts as the GUI. Run under the thread
+// sanitizer (filter DeckThreads*) and under the address sanitizer, these
+// prove that no block is read after it is freed, that no hand command is
+// lost, and that every shared word is properly ordered.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,6 +11,9 @@
 #include <functional>
 #include <thread>
 
+#include "base/thread_priority.h"
+#include "base/timed_thread.h"
+#include "library/song_record.h"
 #include "tests/engine/deck_test_rig.h"
 #include "tests/support/test_support.h"
 
@@ -29,18 +33,29 @@ bool WaitFor(const std::function<bool()>& condition, int limitMs = 60000) {
   return condition();
 }
 
-// The audio thread: renders 50 ms blocks through the offline device, paced by
-// `pauseMs` after each block, and keeps the measurements of the last block.
+bool Near(double value, double expected, double tolerance) {
+  return value > expected - tolerance && value < expected + tolerance;
+}
+
+// The audio thread: renders 100 ms blocks through the offline device and,
+// as the mixer channel does, asks each deck for its tempo after the block.
+// Keeps the measurements of the last block.
 class RenderLoop {
  public:
-  RenderLoop(DeckRig& rig, int pauseMs) {
-    thread_ = std::thread([this, &rig, pauseMs] {
+  RenderLoop(DeckRig& rig, int decks, int pauseMs) {
+    thread_ = std::thread([this, &rig, decks, pauseMs] {
       while (!stop_.load()) {
-        const std::vector<float> out = rig.Render(2205);
+        const std::vector<float> out = rig.Render(4410);
+        for (int d = 0; d < decks; ++d) {
+          const float bpm = rig.Deck(d).GetBPM();
+          if (bpm != 0.0f && bpm != 120.0f) oddTempo_.store(true);
+        }
         peak_.store(test::Peak(out, 2, 0));
         frequency_.store(test::ToneFrequency(out, 2, 0));
-        blocks_.fetch_add(1);
-        if (pauseMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
+        // Pauses of 0, half and all of `pauseMs` in turn, so that other
+        // threads meet the loop both inside and between renders.
+        const long block = blocks_.fetch_add(1);
+        std::this_thread::sleep_for(std::chrono::microseconds(pauseMs * 500 * (block % 3)));
       }
     });
   }
@@ -50,24 +65,21 @@ class RenderLoop {
   }
   double Peak() const { return peak_.load(); }
   double Frequency() const { return frequency_.load(); }
-  long Blocks() const { return blocks_.load(); }
+  bool SawOddTempo() const { return oddTempo_.load(); }
   // True once a block rendered after this call satisfies `condition`.
   bool WaitForBlock(const std::function<bool()>& condition) {
-    const long after = Blocks() + 1;
-    return WaitFor([&] { return Blocks() > after && condition(); });
+    const long after = blocks_.load() + 1;
+    return WaitFor([&] { return blocks_.load() > after && condition(); });
   }
 
  private:
   std::thread thread_;
   std::atomic<bool> stop_{false};
+  std::atomic<bool> oddTempo_{false};
   std::atomic<double> peak_{0.0};
   std::atomic<double> frequency_{0.0};
   std::atomic<long> blocks_{0};
 };
-
-bool Near(double value, double expected, double tolerance) {
-  return value > expected - tolerance && value < expected + tolerance;
-}
 
 // A rig whose decks run their own store threads (stopped by the decks'
 // destructors), and sine songs written for them.
@@ -86,28 +98,26 @@ class DeckThreads : public ::testing::Test {
   }
 
   TempDir dir_;
-  DeckRig rig_;
+  DeckRig rig_{4410};  // long renders: other threads meet them often
 };
 
 TEST_F(DeckThreads, LoadWhilePlaying) {
   const std::string songs[2] = {Sine("a.wav", 6, 440), Sine("b.wav", 6, 1000)};
   CSoundSource& deck = StartedDeck();
-  RenderLoop audio(rig_, 2);
-
-  ASSERT_EQ(deck.LoadSong(songs[0], true, nullptr, false), 1);
-  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
-  EXPECT_TRUE(deck.IsPlaying());
-
-  ASSERT_EQ(deck.LoadSong(songs[1], true, nullptr, false), 1);
-  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 1000, 5); }));
-  EXPECT_EQ(deck.GetLength(), 6 * 44100);
-  // Loads back to back while the render runs flat out.
-  for (int i = 0; i < 4; ++i) {
-    ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending(); }));
-    deck.LoadSong(songs[1 - i % 2], true, nullptr, false);
+  RenderLoop audio(rig_, 1, 2);
+  for (int i = 0; i < 6; ++i) {
+    if (i >= 2) {
+      ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending(); }));
+    }
+    ASSERT_EQ(deck.LoadSong(songs[i % 2], true, nullptr, false), 1) << i;
+    // The first two are heard out; the rest come back to back.
+    if (i < 2 || i == 5) {
+      const double hz = i % 2 ? 1000 : 440;
+      ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), hz, 5); })) << i;
+    }
   }
-  ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending() && deck.IsSongReady(); }));
-  ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
+  EXPECT_TRUE(deck.IsPlaying());
+  EXPECT_EQ(deck.GetLength(), 6 * 44100);
 }
 
 TEST_F(DeckThreads, SeekToTheFarEndOfATenMinuteFileWhilePlaying) {
@@ -119,7 +129,7 @@ TEST_F(DeckThreads, SeekToTheFarEndOfATenMinuteFileWhilePlaying) {
   ASSERT_EQ(test::RunCommand("sox '" + body + "' '" + tail + "' '" + song + "'"), 0);
 
   CSoundSource& deck = StartedDeck(0, false);
-  RenderLoop audio(rig_, 5);
+  RenderLoop audio(rig_, 1, 5);
   ASSERT_EQ(deck.LoadSong(song, true, nullptr, false), 1);
   ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 440, 5); }));
   ASSERT_EQ(deck.GetLength(), 600 * 44100);
@@ -130,69 +140,66 @@ TEST_F(DeckThreads, SeekToTheFarEndOfATenMinuteFileWhilePlaying) {
   ASSERT_TRUE(WaitFor([&] { return deck.GetExactPosition() >= target; }));
   ASSERT_TRUE(audio.WaitForBlock([&] { return Near(audio.Frequency(), 1000, 5); }));
   EXPECT_TRUE(deck.IsPlaying());
-  EXPECT_GT(deck.GetPosition(), 590 * 44100);
 }
 
-TEST_F(DeckThreads, UnloadInTheMiddleOfARender) {
-  const std::string song = Sine("a.wav", 8, 440);
-  CSoundSource& deck = StartedDeck();
-  RenderLoop audio(rig_, 0);  // no pause: renders overlap every unload
-  for (int round = 0; round < 5; ++round) {
-    ASSERT_EQ(deck.LoadSong(song, true, nullptr, false), 1);
+// The tempo read that follows every render, and the render itself, against
+// a store thread that frees the blocks under them; the other deck decodes
+// at the same time (through the one codec lock) and plays on throughout.
+TEST_F(DeckThreads, UnloadRacesTheRenderAndItsTempoRead) {
+  const std::string song = Sine("a.wav", 4, 440);
+  TZKSongRecord record;
+  record.bpm = 120.0f;  // every block carries the tempo
+  CSoundSource& deck = StartedDeck(0);
+  CSoundSource& other = StartedDeck(1);
+  RenderLoop audio(rig_, 2, 0);
+  ASSERT_EQ(other.LoadSong(Sine("b.wav", 30, 1000, 4000), true, &record, false), 1);
+  for (int round = 0; round < 50; ++round) {
+    ASSERT_EQ(deck.LoadSong(song, true, &record, false), 1);
     ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() > 0.4; })) << round;
+    // Anywhere in the render loop's cycle, not just after a block.
+    std::this_thread::sleep_for(std::chrono::microseconds(round * 797 % 5000));
     deck.RequestUnload();
     ASSERT_TRUE(WaitFor([&] { return !deck.IsSongLoaded() && deck.BlockCount() == 0; })) << round;
-    ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() == 0.0; })) << round;
-    EXPECT_FALSE(deck.IsBlockPresent(0));
+    ASSERT_TRUE(audio.WaitForBlock([&] { return audio.Peak() < 0.2; })) << round;
   }
+  EXPECT_FALSE(audio.SawOddTempo());
+  EXPECT_EQ(deck.GetBPM(), 0.0f);
+  EXPECT_EQ(other.GetBPM(), 120.0f);
+  EXPECT_TRUE(other.IsPlaying()) << "the other deck played on";
 }
 
-TEST_F(DeckThreads, TwoDecksLoadAndPlayTogether) {
-  const std::string a = Sine("a.wav", 5, 440, 12000), b = Sine("b.wav", 7, 1000, 12000);
-  CSoundSource& left = StartedDeck(0);
-  CSoundSource& right = StartedDeck(1);
-  RenderLoop audio(rig_, 2);
-  // Both store threads decode at once, through the one codec lock.
-  ASSERT_EQ(left.LoadSong(a, true, nullptr, false), 1);
-  ASSERT_EQ(right.LoadSong(b, true, nullptr, false), 1);
-  ASSERT_TRUE(WaitFor([&] { return left.GetDecodedPercent() == 100; }));
-  ASSERT_TRUE(WaitFor([&] { return right.GetDecodedPercent() == 100; }));
-  EXPECT_EQ(left.GetLength(), 5 * 44100);
-  EXPECT_EQ(right.GetLength(), 7 * 44100);
-  const double leftAt = left.GetExactPosition(), rightAt = right.GetExactPosition();
-  ASSERT_TRUE(audio.WaitForBlock([&] {
-    return left.GetExactPosition() > leftAt + 44100 && right.GetExactPosition() > rightAt + 44100;
-  }));
-  EXPECT_GT(audio.Peak(), 0.5) << "both tones in the mix";
-}
-
-TEST_F(DeckThreads, ScratchFromTheGuiWhileTheJogTickAndTheRenderRun) {
+// Jog steps from the GUI thread while the jog tick (woken by each command)
+// and the render run: none may be lost, so the steps and their opposite
+// bring the hand back to the exact frame it started from.
+TEST_F(DeckThreads, NoJogStepIsLostBetweenTheGuiAndTheJogThread) {
   CSoundSource& deck = StartedDeck(0, false);
-  ASSERT_EQ(deck.LoadSong(Sine("a.wav", 10, 440), true, nullptr, false), 1);
-  ASSERT_TRUE(WaitFor([&] { return deck.IsSongReady() && deck.IsPlaying(); }));
-  RenderLoop audio(rig_, 1);
-  std::atomic<bool> stop{false};
-  std::thread jogTick([&] {
-    while (!stop.load()) {
-      deck.ScratchTick(CSoundSource::kJogIdleLimit);
-      deck.PeriodicUpdate();
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  ASSERT_EQ(deck.LoadSong(Sine("a.wav", 60, 440), false, nullptr, false), 1);
+  ASSERT_TRUE(WaitFor([&] { return deck.IsSongReady(); }));
+  deck.SeekRequest(30 * 44100);
+  ASSERT_TRUE(WaitFor([&] { return deck.GetExactPosition() == 30 * 44100; }));
+  // A limit no test run reaches: the scratch must not end between steps.
+  TimedThread jogTick("jog-tick", 25, kPriorityNormal, [&] { deck.ScratchTick(1 << 30); });
+  ASSERT_TRUE(jogTick.Start());
+  deck.SetJogTick(&jogTick);
+  RenderLoop audio(rig_, 1, 1);
+
+  std::thread gui([&] {
+    deck.Jog(0, 0, 0, true, 10);  // touch: the scratch starts where the deck stands
+    int sum = 0;
+    for (int i = 0; i < 3000; ++i) {
+      const int step = (i % 7) - 3 + (i % 2);  // -3..4, never a zero step
+      if (step == 0) continue;
+      deck.Jog(step, kJogRelativeStep, kJogRelative3, false, 10);
+      sum += step;
     }
+    deck.Jog(-sum, kJogRelativeStep, kJogRelative3, false, 10);
   });
-  for (int round = 0; round < 100; ++round) {
-    deck.BeginScratch(0, round % 2 == 0);
-    for (int move = 1; move <= 5; ++move) {
-      deck.MoveScratch(round % 2 ? -move * 3 : move * 40);
-      std::this_thread::sleep_for(std::chrono::microseconds(300));
-    }
-    deck.Jog(70, 0, kJogRelative3, false, 10);
-    deck.EndScratch();
-    if (round % 10 == 0) deck.SeekRequest(44100.0 * (round % 7));
-  }
-  stop.store(true);
-  jogTick.join();
-  EXPECT_FALSE(deck.IsScratching());
-  EXPECT_TRUE(deck.IsPlaying()) << "a playing deck plays on after every scratch";
+  gui.join();
+  EXPECT_TRUE(WaitFor([&] { return deck.GetScratchTarget() == 30 * 44100; }, 20000))
+      << "the hand points at " << deck.GetScratchTarget();
+  EXPECT_TRUE(deck.IsScratching());
+  deck.SetJogTick(nullptr);
+  jogTick.Stop();
 }
 
 }  // namespace
