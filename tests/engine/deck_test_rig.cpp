@@ -8,21 +8,6 @@
 
 namespace vantaro::test {
 
-namespace {
-
-bool WriteStereoWav(const std::string& path, const std::vector<std::int16_t>& samples) {
-  // The program's own WAV writer makes the test files.
-  CCodecSet writer(100);
-  TCodecFormat format{44100, 2, 16, 16, 0, 0};
-  const int frames = static_cast<int>(samples.size() / 2);
-  if (!writer.Open(path, format, kCodecWrite, std::max(frames, 1))) return false;
-  const bool written = frames == 0 || writer.PutSamples(samples.data(), frames) == frames;
-  writer.Close();
-  return written;
-}
-
-}  // namespace
-
 std::vector<std::int16_t> MakeSignal(std::int64_t frames,
                                      const std::function<std::int16_t(std::int64_t, int)>& value) {
   std::vector<std::int16_t> samples(static_cast<std::size_t>(frames) * 2);
@@ -74,8 +59,14 @@ std::vector<float> LeftChannel(const std::vector<float>& stereo, long first, lon
 }
 
 std::string DeckTest::Song(const std::vector<std::int16_t>& samples) {
+  // The program's own WAV writer makes the test files.
   const std::string path = dir.File("song" + std::to_string(++songs_) + ".wav");
-  EXPECT_TRUE(WriteStereoWav(path, samples));
+  const int frames = static_cast<int>(samples.size() / 2);
+  CCodecSet writer(100);
+  TCodecFormat format{44100, 2, 16, 16, 0, 0};
+  EXPECT_TRUE(writer.Open(path, format, kCodecWrite, std::max(frames, 1)));
+  EXPECT_TRUE(frames == 0 || writer.PutSamples(samples.data(), frames) == frames);
+  writer.Close();
   return path;
 }
 

@@ -24,6 +24,11 @@ namespace vantaro::test {
 // `frames` frames whose left and right values come from `value(frame, channel)`.
 std::vector<std::int16_t> MakeSignal(std::int64_t frames,
                                      const std::function<std::int16_t(std::int64_t, int)>& value);
+// A recognisable value per frame, a line on either side of 32000 frames:
+// left counts frames modulo 32000, right is its negative.
+inline std::int16_t Ramp(std::int64_t frame, int channel) {
+  return static_cast<std::int16_t>((frame % 32000) * (channel ? -1 : 1));
+}
 // A sine of `hz` and `amplitude` (stored units) on both channels.
 std::vector<std::int16_t> MakeSine(std::int64_t frames, double hz, double amplitude);
 // Left channel of an interleaved stereo buffer, frames [first, first + count).
