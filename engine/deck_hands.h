@@ -13,8 +13,8 @@
 // Threads:
 //  - BeginScratch ... ScreenTick, EndBends, SetWake: the GUI thread, the
 //    ring's one writer. A command that finds the ring full waits for the jog
-//    thread (at most a second); with no jog thread to wait for it is dropped
-//    with a line in the debug log.
+//    thread (at most a second); with no jog thread to wait for it is dropped,
+//    and the first drop is logged.
 //  - Tick: the jog thread, the ring's one reader (tests call it directly).
 //  - ScratchTarget: any thread.
 //
@@ -127,6 +127,7 @@ class DeckHands {
   ByteRing ring_;
   std::atomic<TimedThread*> wake_{nullptr};
   std::atomic<double> target_{0.0};
+  bool dropLogged_ = false;  // GUI thread: a full ring is reported once
 
   // Jog thread only.
   bool scratchRelative_ = false, scratchExternal_ = false;

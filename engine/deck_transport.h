@@ -22,8 +22,8 @@
 //  - Play, SetPitch, SetDirection, SetBrake, SetSpeed, SetExternalSpeed and
 //    the other setters: GUI thread. SetPitch also on the jog thread (bends).
 //  - TakeHold, LetGo, RequestSpeed, SetGlide: the hands, on the jog thread.
-//  - SetPosition, ResetForLoad, Play(1) after a load, PublishTempo: the
-//    store thread.
+//  - SetPosition, ResetForLoad, Play(1) after a load: the store thread.
+//    PublishTempo: the store thread, and whoever reports the song's tempo.
 //  - Getters: any thread.
 //
 // Where the others join: the cue and loop controls own DeckCueWords and run
