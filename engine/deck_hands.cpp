@@ -35,8 +35,7 @@ void DeckHands::Post(const Command& command) {
   TimedThread* jog = wake_.load();
   for (int waited = 0; !ring_.Write(&command, sizeof command); ++waited) {
     if (!jog || waited >= kFullWaitMs) {
-      if (!dropLogged_)
-        DebugLog("deck hands: commands dropped, the jog thread does not take them");
+      if (!dropLogged_) DebugLog("deck hands: commands dropped, the jog thread does not take them");
       dropLogged_ = true;
       return;
     }
