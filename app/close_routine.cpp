@@ -15,6 +15,8 @@ namespace {
 
 void StopTimedThreads() {
   Program& program = TheProgram();
+  for (auto& deck : program.decks)
+    if (deck) deck->SetJogTick(nullptr);
   // Reverse order of creation: background, jog, screen. A file in analysis
   // stops at its next second.
   if (program.analysisWorker) program.analysisWorker->RequestStop();

@@ -163,6 +163,9 @@ void CreateTimedThreads(ZKMainWindow* mainWindow) {
         for (auto& deck : program.decks)
           if (deck) deck->ScratchTick(CSoundSource::kJogIdleLimit);
       });
+  // A hand command wakes the jog tick at once.
+  for (auto& deck : program.decks)
+    if (deck) deck->SetJogTick(program.jogTickThread.get());
   program.analysisWorker =
       std::make_unique<AnalysisWorker>(program.folders.stripes, &PostAnalysisResultToGui, nullptr);
   program.backgroundTickThread =

@@ -82,8 +82,8 @@ class DeckBlockStore {
     return block->samples + (frame - index * kBlockFrames) * 2;
   }
   // Brackets one render call. Real-time safe (two atomic increments).
-  void EnterRender() { renderSequence_.fetch_add(1, std::memory_order_seq_cst); }
-  void LeaveRender() { renderSequence_.fetch_add(1, std::memory_order_release); }
+  void EnterRender() const { renderSequence_.fetch_add(1, std::memory_order_seq_cst); }
+  void LeaveRender() const { renderSequence_.fetch_add(1, std::memory_order_release); }
   // Brackets a read by another thread (stretch or analysis reader).
   void EnterReader() const { readersInside_.fetch_add(1, std::memory_order_seq_cst); }
   void LeaveReader() const { readersInside_.fetch_sub(1, std::memory_order_release); }
@@ -92,7 +92,7 @@ class DeckBlockStore {
   std::atomic<DeckBlock*> table_[kMaxBlocks];
   std::atomic<std::int32_t> state_[kMaxBlocks];
   // Odd while a render is inside; advanced twice per render.
-  std::atomic<std::uint64_t> renderSequence_{0};
+  mutable std::atomic<std::uint64_t> renderSequence_{0};
   mutable std::atomic<int> readersInside_{0};
 };
 

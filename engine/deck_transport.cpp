@@ -1,17 +1,19 @@
 // The deck's transport: the frame loop that moves the position at a ramped
-// speed and interpolates the output, and the requests (play, pitch,
-// direction, brake, external speed) that steer it.
+// speed and interpolates the output, the play word, and the requests (play,
+// pitch, direction, brake, external speed) that steer it.
 //
 // The render works on local copies of the position and the speed state and
 // publishes them at the end of the block. The position is published with a
 // compare-and-swap against the value it started from, so a jump made by
 // another thread during the block (a seek served by the store thread, a skip)
 // wins over the render's own advance.
+#include "engine/deck_transport.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 
-#include "engine/sound_source.h"
+#include "engine/deck_store.h"
 
 namespace vantaro {
 namespace {
@@ -31,7 +33,7 @@ void ZeroFrames(Sample* out, int frames) {
 
 // A value in stored 16-bit units to the output sample type.
 inline void Put(float& out, float stored) {
-  out = stored * CSoundSource::kSampleScale;
+  out = stored * DeckTransport::kSampleScale;
 }
 inline void Put(std::int16_t& out, float stored) {
   const float rounded = std::nearbyint(stored);
@@ -40,7 +42,7 @@ inline void Put(std::int16_t& out, float stored) {
 
 // Frames i-2, i-1, i and i+1 of the song as stored-unit floats, left and
 // right interleaved. Frames of absent blocks read as zero; near the song's
-// edges the index wraps by the song length.
+// edges the index wraps by the song length. Inside the render bracket only.
 inline void FetchFour(const DeckBlockStore& store, std::int64_t i, std::int64_t total, float y[8]) {
   const std::int64_t first = i - 2;
   if (first >= 0 && i + 1 < total) {
@@ -76,43 +78,14 @@ inline float Hermite(float f, float y0, float y1, float y2, float y3) {
 // Marks the audio thread's presence for the block store's grace period.
 class RenderBracket {
  public:
-  explicit RenderBracket(DeckBlockStore& store) : store_(store) { store_.EnterRender(); }
+  explicit RenderBracket(const DeckBlockStore& store) : store_(store) { store_.EnterRender(); }
   ~RenderBracket() { store_.LeaveRender(); }
 
  private:
-  DeckBlockStore& store_;
+  const DeckBlockStore& store_;
 };
 
 }  // namespace
-
-void CSoundSource::Render(float* buffer, int frames) {
-  RenderFrames<float, true>(buffer, frames);
-}
-
-void CSoundSource::Render16(std::int16_t* buffer, int frames) {
-  RenderFrames<std::int16_t, false>(buffer, frames);
-}
-
-int CSoundSource::FadeCountFor(double speed) const {
-  const double magnitude = std::fabs(speed);
-  if (!scratching.load(std::memory_order_relaxed) && !brakeOn.load(std::memory_order_relaxed) &&
-      magnitude > kEnvelopeFullSpeed && !externalSpeed.load(std::memory_order_relaxed))
-    return kFadeLength;
-  return static_cast<int>(std::lrint(std::min(magnitude, 1.0) * kFadeLength));
-}
-
-// Per-frame increment of a ramp over `difference`, chosen by what asked for
-// it. At the song's edges an ordinary or glide ramp jumps at once.
-double CSoundSource::RampStep(double difference, double target, double position) const {
-  if (externalSpeed.load(std::memory_order_relaxed)) return difference / kExternalRampFrames;
-  if (brakeOn.load(std::memory_order_relaxed)) return difference / kBrakeRampFrames;
-  const bool inside = position > 0.0 && position < totalFrames.load(std::memory_order_relaxed) - 1;
-  if (!inside) return difference;
-  if (glideOn.load(std::memory_order_relaxed)) return difference / kGlideRampFrames;
-  // 2000 frames for a start to speed 1, 500 for a stop.
-  const double t = std::clamp(std::fabs(target) * 10.0, 2.0, 8.0);
-  return difference / (t * 250.0);
-}
 
 // The render's working copy of the transport, published at the end of a
 // block.
@@ -123,15 +96,115 @@ struct DeckRenderState {
   double step;
   int fade;  // envelope count, 0..kFadeLength
   float gain;
+  bool wakeStore;  // the position wrapped: the store must look again
   void SetFade(int count) {
     fade = count;
-    gain = static_cast<float>(count) / CSoundSource::kFadeLength;
+    gain = static_cast<float>(count) / DeckTransport::kFadeLength;
   }
 };
 
-int CSoundSource::CheckBlocks(double position, double speed, int n) const {
-  const int count = blockCount.load(std::memory_order_relaxed);
-  const double last = totalFrames.load(std::memory_order_relaxed) - 1.0;
+DeckTransport::DeckTransport(const DeckStore& store) : store_(store) {}
+
+template <typename Change>
+std::uint64_t DeckTransport::Transition(Change change) {
+  std::uint64_t old = playWord_.load();
+  for (;;) {
+    std::uint64_t next = (old & ~kStateBits) | (change(old & kStateBits) & kStateBits);
+    if (PlayState(next) != PlayState(old)) next += kOneChange;
+    if (playWord_.compare_exchange_weak(old, next)) return old;
+  }
+}
+
+std::uint64_t DeckTransport::PlayNews(bool& playState) const {
+  const std::uint64_t word = playWord_.load();
+  playState = PlayState(word);
+  return word / kOneChange;
+}
+
+void DeckTransport::Play(int value) {
+  if (cues_.cueHeld.load() && IsPlaying()) {
+    cues_.cueHeld.store(false);
+    return;
+  }
+  bool now = false;
+  const std::uint64_t old = Transition([&](std::uint64_t bits) {
+    now = value == -1 ? !PlayState(bits) : value != 0;
+    // Under the hand the platter turns as the deck plays, and keeps doing
+    // so when let go.
+    if (bits & kScratching) bits = now ? (bits | kResume) : (bits & ~kResume);
+    return now ? (bits | kPlaying) : (bits & ~kPlaying);
+  });
+  if (PlayState(old) && !now) {
+    jogTouch_.store(false);
+    if (cues_.cueMode.load() == 1) cues_.cuePoint.store(GetPosition());
+  }
+  if (now) cues_.mustSetCue.store(false);
+}
+
+bool DeckTransport::TakeHold() {
+  speedRequested_.store(0.0);
+  const std::uint64_t old = Transition([](std::uint64_t bits) {
+    const std::uint64_t resume = (bits & kPlaying) ? kResume : 0;
+    return kPlaying | kScratching | resume;
+  });
+  const bool wasPlaying = (old & kPlaying) != 0;
+  if (!wasPlaying) stopNow_.store(true);
+  return wasPlaying;
+}
+
+void DeckTransport::LetGo(bool start) {
+  speedRequested_.store(pitchSpeed_.load());
+  Transition([start](std::uint64_t bits) {
+    const bool resume = start || (bits & kResume);
+    return resume ? kPlaying : 0;
+  });
+}
+
+void DeckTransport::ResetForLoad() {
+  Transition([](std::uint64_t) { return 0; });
+  freshSong_.store(true);
+  playPosition_.store(0.0);
+  speedCurrent_.store(0.0);
+  speedTarget_.store(0.0);
+  speedStep_.store(0.0);
+  speedRequested_.store(pitchSpeed_.load());
+  glideOn_.store(false);
+  stopNow_.store(false);
+  fadeCount_.store(kFadeLength);
+}
+
+bool DeckTransport::Render(float* buffer, int frames) {
+  return RenderFrames<float, true>(buffer, frames);
+}
+
+bool DeckTransport::Render16(std::int16_t* buffer, int frames) {
+  return RenderFrames<std::int16_t, false>(buffer, frames);
+}
+
+int DeckTransport::FadeCountFor(double speed) const {
+  const double magnitude = std::fabs(speed);
+  if (!IsScratching() && !brakeOn_.load(std::memory_order_relaxed) &&
+      magnitude > kEnvelopeFullSpeed && !externalSpeed_.load(std::memory_order_relaxed))
+    return kFadeLength;
+  return static_cast<int>(std::lrint(std::min(magnitude, 1.0) * kFadeLength));
+}
+
+// Per-frame increment of a ramp over `difference`, chosen by what asked for
+// it. At the song's edges an ordinary or glide ramp jumps at once.
+double DeckTransport::RampStep(double difference, double target, double position) const {
+  if (externalSpeed_.load(std::memory_order_relaxed)) return difference / kExternalRampFrames;
+  if (brakeOn_.load(std::memory_order_relaxed)) return difference / kBrakeRampFrames;
+  const bool inside = position > 0.0 && position < store_.TotalFrames() - 1;
+  if (!inside) return difference;
+  if (glideOn_.load(std::memory_order_relaxed)) return difference / kGlideRampFrames;
+  // 2000 frames for a start to speed 1, 500 for a stop.
+  const double t = std::clamp(std::fabs(target) * 10.0, 2.0, 8.0);
+  return difference / (t * 250.0);
+}
+
+int DeckTransport::CheckBlocks(double position, double speed, int n) const {
+  const int count = store_.BlockCount();
+  const double last = store_.TotalFrames() - 1.0;
   const double span = (n + kBlockCheckMargin) * std::fabs(speed);
   const double low = std::clamp(position - span, 0.0, last);
   const double high = std::clamp(position + span, 0.0, last);
@@ -139,41 +212,41 @@ int CSoundSource::CheckBlocks(double position, double speed, int n) const {
   const int lastBlock = std::clamp(static_cast<int>(high / kBlockFrames), 0, count - 1);
   for (int b = firstBlock; b <= lastBlock; ++b) {
     if (b >= kMaxBlocks) return 2;
-    if (loadRequest.load(std::memory_order_relaxed) || !store_.Block(b)) return 1;
+    if (store_.IsLoadPending() || !store_.Blocks().Block(b)) return 1;
   }
   return 0;
 }
 
 // A paused deck held by the hand drags its cue point along.
-void CSoundSource::FollowCueUnderTheHand(double position) {
-  if (!scratching.load() || scratchResume.load()) return;
-  if (cueMode.load() == 2) {
-    mustSetCue.store(true);
+void DeckTransport::FollowCueUnderTheHand(double position) {
+  if (!IsScratching() || ScratchResume()) return;
+  if (cues_.cueMode.load() == 2) {
+    cues_.mustSetCue.store(true);
     return;
   }
-  const std::int32_t cue = cuePoint.load();
+  const std::int32_t cue = cues_.cuePoint.load();
   if (cue >= 0 && std::fabs(position - cue) < kBlockFrames)
-    cuePoint.store(static_cast<std::int32_t>(std::floor(position)));
+    cues_.cuePoint.store(static_cast<std::int32_t>(std::floor(position)));
 }
 
 // One frame's speed: an immediate stop, the glide clamp, the brake, a new
 // ramp when the request moved, and one ramp step.
-void CSoundSource::StepSpeed(DeckRenderState& s) {
-  if (stopNow.load(std::memory_order_relaxed)) {
-    stopNow.store(false, std::memory_order_relaxed);
+void DeckTransport::StepSpeed(DeckRenderState& s) {
+  if (stopNow_.load(std::memory_order_relaxed)) {
+    stopNow_.store(false, std::memory_order_relaxed);
     s.target = s.current = 0.0;
     s.SetFade(FadeCountFor(s.current));
   }
-  const bool glide = glideOn.load(std::memory_order_relaxed);
+  const bool glide = glideOn_.load(std::memory_order_relaxed);
   if (glide) {
     s.current = std::clamp(s.current, -kGlideMaxSpeed, kGlideMaxSpeed);
     s.SetFade(FadeCountFor(s.current));
   }
   // A held brake asks for a standstill whatever else was requested.
   const bool braking =
-      brakeOn.load(std::memory_order_relaxed) && !externalSpeed.load(std::memory_order_relaxed);
-  if (braking && glide) glideOn.store(false);
-  const double requested = braking ? 0.0 : speedRequested.load(std::memory_order_relaxed);
+      brakeOn_.load(std::memory_order_relaxed) && !externalSpeed_.load(std::memory_order_relaxed);
+  if (braking && glide) glideOn_.store(false);
+  const double requested = braking ? 0.0 : speedRequested_.load(std::memory_order_relaxed);
   if (requested != s.target) {
     s.target = requested;
     s.step = RampStep(s.target - s.current, s.target, s.position);
@@ -183,8 +256,8 @@ void CSoundSource::StepSpeed(DeckRenderState& s) {
   if ((s.step > 0.0 && s.current > s.target) || (s.step < 0.0 && s.current < s.target) ||
       s.step == 0.0)
     s.current = s.target;
-  if (glideOn.load(std::memory_order_relaxed) && std::fabs(s.target - s.current) < kGlideDone) {
-    glideOn.store(false, std::memory_order_relaxed);
+  if (glideOn_.load(std::memory_order_relaxed) && std::fabs(s.target - s.current) < kGlideDone) {
+    glideOn_.store(false, std::memory_order_relaxed);
     s.current = s.target;
   }
   s.SetFade(FadeCountFor(s.current));
@@ -192,89 +265,96 @@ void CSoundSource::StepSpeed(DeckRenderState& s) {
 
 // End of the song: false when the deck ran off an edge with repeat off
 // (the position then rests on that edge); with repeat it wraps round.
-bool CSoundSource::StayInsideTheSong(DeckRenderState& s, bool repeat) {
-  if (loopOn.load(std::memory_order_relaxed) && !scratching.load(std::memory_order_relaxed))
-    return true;
-  const double last = totalFrames.load(std::memory_order_relaxed) - 1.0;
+bool DeckTransport::StayInsideTheSong(DeckRenderState& s, bool repeat) {
+  if (cues_.loopOn.load(std::memory_order_relaxed) && !IsScratching()) return true;
+  const double last = store_.TotalFrames() - 1.0;
   if (s.position > last) {
     if (!repeat) {
       s.position = last;
       return false;
     }
     s.position = 0.0;
-    storeThread_.Wake();
+    s.wakeStore = true;
   } else if (s.position < 0.0) {
     if (!repeat) {
       s.position = 0.0;
       return false;
     }
     s.position = last;
-    storeThread_.Wake();
+    s.wakeStore = true;
   }
   return true;
 }
 
 // A stop ends in a 10 ms fade of the held last frame instead of a click.
 template <typename Sample>
-void CSoundSource::TailFade(Sample* out, int from, int n, DeckRenderState& s) {
+void DeckTransport::TailFade(Sample* out, int from, int n, DeckRenderState& s) {
   for (int j = from; j < n; ++j) {
-    Put(out[j * 2], lastLeft * s.gain);
-    Put(out[j * 2 + 1], lastRight * s.gain);
+    Put(out[j * 2], lastLeft_ * s.gain);
+    Put(out[j * 2 + 1], lastRight_ * s.gain);
     if (s.fade > 0)
       s.SetFade(s.fade - 1);
     else
-      lastLeft = lastRight = 0.0f;
+      lastLeft_ = lastRight_ = 0.0f;
   }
 }
 
 template <typename Sample, bool kCubic>
-void CSoundSource::RenderFrames(Sample* out, int n) {
-  if (n <= 0 || !out) return;
-  RenderBracket bracket(store_);
-  if (n > kMaxRenderFrames || !songLoaded.load()) {
+bool DeckTransport::RenderFrames(Sample* out, int n) {
+  if (n <= 0 || !out) return false;
+  const DeckBlockStore& blocks = store_.Blocks();
+  RenderBracket bracket(blocks);
+  const double startPosition = playPosition_.load();
+  // The mixer asks for the tempo after the render: it is read here, where
+  // the block under the position cannot be freed.
+  PublishTempo(store_.TempoAt(startPosition));
+  if (n > kMaxRenderFrames || !store_.IsSongLoaded()) {
     ZeroFrames(out, n);
-    return;
+    return false;
   }
-  const std::int64_t total = totalFrames.load(std::memory_order_relaxed);
-  const double startPosition = playPosition.load();
+  // The key lock's high-quality path chooses itself here, before the
+  // ordinary path runs.
+  const std::int64_t total = store_.TotalFrames();
   DeckRenderState s{startPosition,
-                    speedCurrent.load(std::memory_order_relaxed),
-                    speedTarget.load(std::memory_order_relaxed),
-                    speedStep.load(std::memory_order_relaxed),
+                    speedCurrent_.load(std::memory_order_relaxed),
+                    speedTarget_.load(std::memory_order_relaxed),
+                    speedStep_.load(std::memory_order_relaxed),
                     0,
-                    0.0f};
-  s.SetFade(fadeCount.load(std::memory_order_relaxed));
+                    0.0f,
+                    false};
+  s.SetFade(fadeCount_.load(std::memory_order_relaxed));
   FollowCueUnderTheHand(s.position);
 
   if (const int missing = CheckBlocks(s.position, s.current, n)) {
     ZeroFrames(out, n);
     if (missing == 1) {
-      lastLeft = lastRight = 0.0f;
+      lastLeft_ = lastRight_ = 0.0f;
       // The clock keeps running so the deck does not lag behind its timeline.
-      if (playing.load() && songReady.load() && !loadRequest.load() && !stopNow.load()) {
+      if (IsPlaying() && store_.IsSongReady() && !store_.IsLoadPending() && !stopNow_.load()) {
         double expected = startPosition;
-        playPosition.compare_exchange_strong(expected, s.position + n * s.current);
+        playPosition_.compare_exchange_strong(expected, s.position + n * s.current);
       }
     }
-    storeThread_.Wake();
-    return;
+    return true;
   }
 
-  if (playing.load()) s.SetFade(FadeCountFor(s.current));
-  const bool repeat = repeatOn.load(std::memory_order_relaxed);
+  if (IsPlaying()) s.SetFade(FadeCountFor(s.current));
+  const bool repeat = cues_.repeatOn.load(std::memory_order_relaxed);
   bool reachedEnd = false;
   int k = 0;
-  for (; k < n && playing.load(std::memory_order_relaxed); ++k) {
+  for (; k < n && IsPlaying(); ++k) {
     StepSpeed(s);
+    // The key lock's cheap path steps by one frame here instead.
     s.position += s.current;
     if (!StayInsideTheSong(s, repeat)) {
       reachedEnd = true;
       break;
     }
+    // The loop step of the cue and loop controls runs here.
     const double whole = std::floor(s.position);
     const float fraction = static_cast<float>(s.position - whole);
     float y[8];
-    FetchFour(store_, static_cast<std::int64_t>(whole), total, y);
+    FetchFour(blocks, static_cast<std::int64_t>(whole), total, y);
     float left, right;
     if constexpr (kCubic) {
       left = Hermite(fraction, y[0], y[2], y[4], y[6]);
@@ -283,130 +363,95 @@ void CSoundSource::RenderFrames(Sample* out, int n) {
       left = y[2] + fraction * (y[4] - y[2]);
       right = y[3] + fraction * (y[5] - y[3]);
     }
-    lastLeft = left * s.gain;
-    lastRight = right * s.gain;
-    Put(out[k * 2], lastLeft);
-    Put(out[k * 2 + 1], lastRight);
+    lastLeft_ = left * s.gain;
+    lastRight_ = right * s.gain;
+    Put(out[k * 2], lastLeft_);
+    Put(out[k * 2 + 1], lastRight_);
   }
   TailFade(out, k, n, s);
 
   // At the end of the song the deck stops; a hand on the platter keeps it.
-  if (reachedEnd && !scratching.load(std::memory_order_relaxed))
-    playing.store(false, std::memory_order_relaxed);
-  if (!playing.load(std::memory_order_relaxed)) s.current = s.target = s.step = 0.0;
+  // The change is counted in the play word and reported off this thread.
+  if (reachedEnd)
+    Transition([](std::uint64_t bits) { return (bits & kScratching) ? bits : bits & ~kPlaying; });
+  if (!IsPlaying()) s.current = s.target = s.step = 0.0;
 
-  speedCurrent.store(s.current, std::memory_order_relaxed);
-  speedTarget.store(s.target, std::memory_order_relaxed);
-  speedStep.store(s.step, std::memory_order_relaxed);
-  fadeCount.store(s.fade, std::memory_order_relaxed);
+  speedCurrent_.store(s.current, std::memory_order_relaxed);
+  speedTarget_.store(s.target, std::memory_order_relaxed);
+  speedStep_.store(s.step, std::memory_order_relaxed);
+  fadeCount_.store(s.fade, std::memory_order_relaxed);
   double expected = startPosition;
-  playPosition.compare_exchange_strong(expected, s.position);
+  playPosition_.compare_exchange_strong(expected, s.position);
+  return s.wakeStore;
 }
 
-template void CSoundSource::RenderFrames<float, true>(float*, int);
-template void CSoundSource::RenderFrames<std::int16_t, false>(std::int16_t*, int);
-
-float CSoundSource::GetBPM() {
-  if (!songLoaded.load(std::memory_order_relaxed)) return 0.0f;
-  const double position = playPosition.load(std::memory_order_relaxed);
-  const DeckBlock* block = store_.Block(static_cast<int>(std::max(0.0, position) / kBlockFrames));
-  if (block && block->tempoValid.load(std::memory_order_relaxed))
-    return block->tempo.load(std::memory_order_relaxed);
-  // A block without a tempo of its own (a streamed block not yet analysed)
-  // falls back on the song's tempo, 0 when unknown.
-  return songTempo.load(std::memory_order_relaxed);
+std::int32_t DeckTransport::GetPosition() const {
+  return static_cast<std::int32_t>(std::lrint(playPosition_.load(std::memory_order_relaxed) - 0.5));
 }
 
-std::int32_t CSoundSource::GetPosition() {
-  return static_cast<std::int32_t>(std::lrint(playPosition.load(std::memory_order_relaxed) - 0.5));
-}
-
-void CSoundSource::SyncPhase(int phase) {
-  // Beat phase (0) and beat lock (1) belong to the beat controls; a deck
-  // without them has nothing to refresh.
-  (void)phase;
-}
-
-void CSoundSource::SetPitch(int pitchUnits) {
-  pitch.store(pitchUnits);
-  const int dir = direction.load();
-  const double resting = dir + pitchUnits / 10000.0 * dir;
-  pitchSpeed.store(resting);
-  if (!scratching.load()) {
-    speedRequested.store(resting);
-    glideOn.store(false);
-    stretchSpeedRequested.store(resting);
+// The GUI (slider) and the jog thread (bends) both set the pitch: each writer
+// publishes again until the pitch and direction it derived the speed from are
+// still the current ones, so the last of two racing writers leaves a
+// consistent set.
+void DeckTransport::PublishRestingSpeed() {
+  for (;;) {
+    const int units = pitch_.load(), dir = direction_.load();
+    const double resting = dir + units / 10000.0 * dir;
+    pitchSpeed_.store(resting);
+    if (!IsScratching()) {
+      speedRequested_.store(resting);
+      glideOn_.store(false);
+      stretchSpeedRequested_.store(resting);
+    }
+    if (pitch_.load() == units && direction_.load() == dir) return;
   }
 }
 
-void CSoundSource::SetDirection(int newDirection) {
-  direction.store(newDirection < 0 ? -1 : 1);
-  SetPitch(pitch.load());
+void DeckTransport::SetPitch(int pitchUnits) {
+  pitch_.store(pitchUnits);
+  PublishRestingSpeed();
 }
 
-int CSoundSource::GetPitch() const {
-  if (!externalSpeed.load()) return pitch.load();
-  const double requested = speedRequested.load();
+void DeckTransport::SetDirection(int newDirection) {
+  direction_.store(newDirection < 0 ? -1 : 1);
+  PublishRestingSpeed();
+}
+
+int DeckTransport::GetPitch() const {
+  if (!externalSpeed_.load()) return pitch_.load();
+  const double requested = speedRequested_.load();
   const double sign = requested < 0.0 ? -1.0 : 1.0;
   return static_cast<int>(std::lrint((requested - sign) * sign * 10000.0));
 }
 
-void CSoundSource::SetExternalSpeed(bool on) {
-  externalSpeed.store(on);
+void DeckTransport::SetExternalSpeed(bool on) {
+  externalSpeed_.store(on);
   if (!on) {
-    speedRequested.store(pitchSpeed.load());
-    stretchSpeedRequested.store(pitchSpeed.load());
+    speedRequested_.store(pitchSpeed_.load());
+    stretchSpeedRequested_.store(pitchSpeed_.load());
   }
 }
 
-void CSoundSource::SetSpeed(double speed) {
-  speedRequested.store(speed);
-  stretchSpeedRequested.store(speed);
+void DeckTransport::SetSpeed(double speed) {
+  speedRequested_.store(speed);
+  stretchSpeedRequested_.store(speed);
 }
 
-void CSoundSource::SetBrake(bool on) {
-  brakeOn.store(on);
+void DeckTransport::SetBrake(bool on) {
+  brakeOn_.store(on);
   if (!on) {
-    glideOn.store(false);
-    speedRequested.store(pitchSpeed.load());
+    glideOn_.store(false);
+    speedRequested_.store(pitchSpeed_.load());
   }
 }
 
-void CSoundSource::Play(int value) {
-  if (cueHeld.load() && playing.load()) {
-    cueHeld.store(false);
-    return;
-  }
-  // While a hand holds the platter the deck must keep turning under it:
-  // play and pause decide what happens when the scratch ends.
-  if (scratching.load()) {
-    const bool old = scratchResume.load();
-    scratchResume.store(value == -1 ? !old : value != 0);
-    return;
-  }
-  const bool old = playing.load();
-  const bool now = value == -1 ? !old : value != 0;
-  if (old && !now) {
-    jogTouch.store(false);
-    if (cueMode.load() == 1) cuePoint.store(GetPosition());
-  }
-  if (now) mustSetCue.store(false);
-  playing.store(now);
-}
-
-void CSoundSource::NotifyPlayState(bool nowPlaying) {
-  int state = 0;
-  if (nowPlaying) state = everPlayed.exchange(true) ? 1 : 2;
-  if (playStateCallback_) playStateCallback_(deckIndex, state, playStateUser_);
-}
-
-void CSoundSource::SkipFrames(float frames) {
-  const double total = totalFrames.load();
-  double position = playPosition.load();
+void DeckTransport::SkipFrames(float frames) {
+  const double total = store_.TotalFrames();
+  double position = playPosition_.load();
   for (;;) {
     const double moved = position + frames;
     if (moved < 0.0 || moved >= total) return;  // would leave the song
-    if (playPosition.compare_exchange_weak(position, moved)) return;
+    if (playPosition_.compare_exchange_weak(position, moved)) return;
   }
 }
 

@@ -1,29 +1,36 @@
 #pragma once
-// CSoundSource: one deck. It is the store of one-second blocks that its own
-// store thread decodes ahead of the play position (deck_store_thread.cpp), the
-// transport that moves a double-precision position through them at a ramped
-// speed and interpolates the output (deck_transport.cpp), and the scratch,
-// jog, bend and hold-to-seek controls that steer that speed
-// (deck_scratch.cpp).
+// CSoundSource: one deck, and the one face that the mixer, the program and
+// the tests see. Inside it are three parts, each with its own header:
+//  - DeckStore (deck_store.h): the block table, the store thread that decodes
+//    one-second blocks ahead of the play position, load and unload, seeks.
+//  - DeckTransport (deck_transport.h): the position, the speed ramps, the
+//    play word, the render with its interpolation and envelope.
+//  - DeckHands (deck_hands.h): scratch, jog, bends and hold-to-seek, owned
+//    by the jog thread and fed by commands through a ring.
+// The cue and loop controls, the key lock and the analysis chain join these
+// parts where their headers say.
 //
 // Threads:
-//  - Render, Render16, SyncPhase: audio thread only; no allocation, no lock,
-//    no wait. A missing block renders silence with the clock running and
-//    wakes the store thread.
-//  - LoadSong, SeekRequest, Play, SetPitch and the other requests: GUI,
-//    script or jog thread. They only write atomic words that the render or
-//    the store thread picks up.
-//  - ScratchTick: the 25 ms jog thread. PeriodicUpdate: the screen tick.
+//  - Render, Render16, SyncPhase, GetBPM: the audio thread (GetBPM from any);
+//    no allocation, no lock, no wait. A missing block renders silence with
+//    the clock running and wakes the store thread.
+//  - Play, LoadSong, PeriodicUpdate, SlowPitchResetStep, the hand operations
+//    and the other requests: the GUI thread. The play-state callback runs
+//    there too, inside Play, LoadSong or PeriodicUpdate: once for each change
+//    of the play state, in order, wherever the change was made (a stop at
+//    the song's end on the audio thread is reported by the next of them).
+//  - ScratchTick: the jog thread (25 ms, woken by hand commands).
 //  - StoreThreadRun, DecodeBlock, EvictBlock: the store thread (tests call
 //    StoreThreadRun directly instead of starting the thread).
 // Positions and lengths are frames at 44100 Hz; pitch is in 1/10000; a stored
 // sample times 3e-5 is the float sample (full scale 0.98304).
 //
-// Wiring by the application: construct with the deck number and the data
-// root, StartStoreThread, hand the deck to its mixer channel; the jog tick
-// calls ScratchTick(kJogIdleLimit), the screen tick PeriodicUpdate. At close,
-// take the deck out of the audio path first (no Render may follow), then
-// delete it: the destructor stops the store thread and unloads the song.
+// Wiring by the program: construct with the deck number and the data root,
+// StartStoreThread, hand the deck to its mixer channel; give it the jog tick
+// thread (SetJogTick), which calls ScratchTick(kJogIdleLimit); the screen
+// tick calls PeriodicUpdate. At close, SetJogTick(nullptr) before the jog
+// thread stops, take the deck out of the audio path (no Render may follow),
+// then delete it: the destructor stops the store thread and unloads.
 
 #include <atomic>
 #include <cstdint>
@@ -33,190 +40,175 @@
 #include <vector>
 
 #include "base/audio_signal_source.h"
-#include "base/timed_thread.h"
-#include "engine/deck_block_store.h"
-#include "engine/deck_decoder.h"
+#include "engine/deck_hands.h"
+#include "engine/deck_store.h"
+#include "engine/deck_transport.h"
 
 namespace vantaro {
 
-struct TZKSongRecord;    // the song database's record of one track
-struct DeckRenderState;  // the render's working copy of the transport
-
-// What the screen tick shows (`uiState`), bits.
-enum DeckUiState {
-  kUiLoading = 1,
-  kUiReady = 2,
-  kUiFailed = 4,
-  kUiStripesProgressing = 8,
-  kUiTempoAnalysis = 16,
-  kUiAllDone = 32,
-};
-
-// Jog kinds of controllers (`Jog`'s `kind`); any other value is an absolute
-// 7-bit wheel.
-enum JogKind {
-  kJogTicks = 2,
-  kJogRelative3 = 32768,
-  kJogRelative6 = 65536,
-  kJogRelative6Alt = 1048576,
-};
-inline constexpr int kJogRelativeStep = -100;  // `previous` value: `value` is a signed step
-
-class CSoundSource;
-
-// Where the analysis chain (gain filters, stripe values, key filter, tempo)
-// attaches to the store: both calls come on the deck's store thread.
-struct DeckAnalysisFeed {
-  // The first decode of `block`: `frames` stereo frames of stored samples.
-  void (*blockDecoded)(CSoundSource& deck, int block, const std::int16_t* samples, int frames,
-                       void* user) = nullptr;
-  // Every block is decoded and the tempo is still unknown: start the tempo
-  // analysis; it reports back through SetSongTempo.
-  void (*songDecoded)(CSoundSource& deck, void* user) = nullptr;
-  void* user = nullptr;
-};
+struct TZKSongRecord;  // the song database's record of one track
+class TimedThread;
 
 class CSoundSource : public CAudioSignalSource {
  public:
   // state: 0 paused, 1 playing, 2 playing for the first time since the load.
   using PlayStateCallback = void (*)(int deck, int state, void* user);
-  // loaded: 1 after a load, 0 after an unload.
-  using LoadCallback = void (*)(int deck, int loaded, void* user);
+  using LoadCallback = DeckStore::LoadCallback;
 
-  static constexpr int kMaxRenderFrames = 4410;  // larger requests render silence
-  static constexpr int kFadeLength = 441;        // 10 ms output envelope
-  static constexpr float kSampleScale = 3e-5f;   // stored 16-bit sample to float
-  static constexpr int kStoreThreadPeriodMs = 250;
-  static constexpr int kJogIdleLimit = 7;  // ScratchTick's limit on the jog thread
+  static constexpr int kMaxRenderFrames = DeckTransport::kMaxRenderFrames;
+  static constexpr int kFadeLength = DeckTransport::kFadeLength;
+  static constexpr float kSampleScale = DeckTransport::kSampleScale;
+  static constexpr int kStoreThreadPeriodMs = DeckStore::kThreadPeriodMs;
+  static constexpr int kJogIdleLimit = DeckHands::kJogIdleLimit;
 
   // `dataRoot` ends with a separator; it names where the deck's files live.
   CSoundSource(int deckIndex, std::string dataRoot);
-  // Sets `closing`, stops the store thread, unloads. GUI thread.
-  ~CSoundSource() override;
+  ~CSoundSource() override = default;
   CSoundSource(const CSoundSource&) = delete;
   CSoundSource& operator=(const CSoundSource&) = delete;
 
   // ---- lifecycle (GUI thread) --------------------------------------------
-  bool StartStoreThread();                         // idle priority, 250 ms, woken by the render
-  void StopStoreThread();                          // the run in flight finishes first
-  void WakeStoreThread() { storeThread_.Wake(); }  // any thread, real-time safe
+  bool StartStoreThread() { return store_.StartThread(); }
+  void StopStoreThread() { store_.StopThread(); }
+  void WakeStoreThread() { store_.Wake(); }  // any thread, real-time safe
   // Replaces the decoder. Only while no store run can be in flight (before
   // StartStoreThread, or after StopStoreThread).
-  void UseDecoder(std::unique_ptr<DeckDecoder> decoder);
+  void UseDecoder(std::unique_ptr<DeckDecoder> decoder) { store_.UseDecoder(std::move(decoder)); }
   void SetPlayStateCallback(PlayStateCallback callback, void* user);
   // Called on the store thread after a load (1) or an unload (0).
-  void SetLoadCallback(LoadCallback callback, void* user);
+  void SetLoadCallback(LoadCallback callback, void* user) {
+    store_.SetLoadCallback(callback, user);
+  }
   // Before StartStoreThread.
-  void SetAnalysisFeed(const DeckAnalysisFeed& feed) { analysisFeed_ = feed; }
+  void SetAnalysisFeed(const DeckAnalysisFeed& feed) { store_.SetAnalysisFeed(feed); }
   // The song's tempo became known (database or finished analysis), in BPM.
-  void SetSongTempo(float bpm);
+  void SetSongTempo(float bpm) { store_.SetSongTempo(bpm); }
+  // The thread that calls ScratchTick, woken by each hand command; null
+  // before it stops.
+  void SetJogTick(TimedThread* jogTick) { hands_.SetWake(jogTick); }
 
   // ---- block store ---------------------------------------------------------
-  // GUI thread; no decoding here. Returns 0 while a load is already waiting.
+  // No decoding here. Returns 0 while a load is already waiting.
   int LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record, bool keepCue);
   // Asks the store thread to unload the song (close of a deck, eject).
-  void RequestUnload();
+  void RequestUnload() { store_.RequestUnload(); }
   // Store thread. 1 when decoded now; 0 when present already, out of range
   // or out of memory.
-  int DecodeBlock(int block);
+  int DecodeBlock(int block) { return store_.DecodeBlock(block); }
   // Store thread. True when the block was freed (or marked for the cache).
-  bool EvictBlock(int block, bool force);
+  bool EvictBlock(int block, bool force) { return store_.EvictBlock(block, force); }
   // One run of the store thread's routine.
-  void StoreThreadRun();
-  int GetDecodedPercent() const;
+  void StoreThreadRun() { store_.Run(); }
+  int GetDecodedPercent() const { return store_.GetDecodedPercent(); }
   // Percentage of background tempo analysis, 101 when none runs.
   int GetProgress() const { return 101; }
   // Any thread but the audio thread: `count` frames from `first` as
   // interleaved floats; absent blocks and frames outside the song read as 0.
   // Returns `count`.
-  int ReadFrames(std::int64_t first, int count, float* destination) const;
-  // Sample readers for analysis and correlation; the index wraps by the
-  // song length. 0 when absent or no song.
-  std::int16_t GetSample16(std::int64_t frame, int channel) const;
-  float GetSampleFloat(std::int64_t frame, int channel) const;
+  int ReadFrames(std::int64_t first, int count, float* destination) const {
+    return store_.ReadFrames(first, count, destination);
+  }
+  // Sample readers for analysis and correlation, inside the render or on the
+  // store thread; the index wraps by the song length. 0 when absent.
+  std::int16_t GetSample16(std::int64_t frame, int channel) const {
+    return store_.GetSample16(frame, channel);
+  }
+  float GetSampleFloat(std::int64_t frame, int channel) const {
+    return GetSample16(frame, channel) * kSampleScale;
+  }
   // Jump to `target` (frames) once its block is decoded. Ignored while a seek
   // waits, while scratching, before the song is ready or during a load.
-  void SeekRequest(double target);
+  void SeekRequest(double target) { store_.SeekRequest(target); }
 
-  int DeckIndex() const { return deckIndex; }
-  bool IsSongLoaded() const { return songLoaded.load(); }
-  bool IsSongReady() const { return songReady.load(); }
-  bool IsStreaming() const { return streamingMode.load(); }
-  bool IsLoadPending() const { return loadRequest.load(); }
-  bool IsSeekPending() const { return seekRequest.load(); }
-  int GetUiState() const { return uiState.load(); }
-  int BlockCount() const { return blockCount.load(); }
-  int BlockState(int block) const { return store_.State(block); }
-  bool IsBlockPresent(int block) const { return store_.IsPresent(block); }
+  int DeckIndex() const { return store_.DeckIndex(); }
+  bool IsSongLoaded() const { return store_.IsSongLoaded(); }
+  bool IsSongReady() const { return store_.IsSongReady(); }
+  bool IsStreaming() const { return store_.IsStreaming(); }
+  bool IsLoadPending() const { return store_.IsLoadPending(); }
+  bool IsSeekPending() const { return store_.IsSeekPending(); }
+  int GetUiState() const { return store_.GetUiState(); }
+  int BlockCount() const { return store_.BlockCount(); }
+  int BlockState(int block) const { return store_.Blocks().State(block); }
+  bool IsBlockPresent(int block) const { return store_.Blocks().IsPresent(block); }
   // Pinned blocks: the first, the last two, and the three around the cue.
-  bool IsBlockPinned(int block) const;
+  bool IsBlockPinned(int block) const { return store_.IsBlockPinned(block); }
   // Frames decoded into a present block, -1 when absent.
-  int BlockFramesDecoded(int block) const;
-  int StripeCount() const { return stripeCount.load(); }
+  int BlockFramesDecoded(int block) const { return store_.BlockFramesDecoded(block); }
+  int StripeCount() const { return store_.StripeCount(); }
   // The stripe arrays, guarded by StripeLock(); each holds StripeCount() + 1
   // values while a song is loaded, none otherwise.
-  std::mutex& StripeLock() { return stripeLock; }
-  const std::vector<float>& Stripes(int which) const { return stripes[which]; }
+  std::mutex& StripeLock() { return store_.StripeLock(); }
+  const std::vector<float>& Stripes(int which) const { return store_.Stripes(which); }
 
   // ---- transport -------------------------------------------------------------
   void Render(float* buffer, int frames) override;
   void Render16(std::int16_t* buffer, int frames) override;  // linear, stored units
-  float GetBPM() override;
-  std::int32_t GetPosition() override;  // rint(position - 0.5): the render plays one frame late
-  std::int32_t GetLength() override { return totalFrames.load(std::memory_order_relaxed); }
+  // The tempo under the position, as the last render (or load) found it.
+  float GetBPM() override { return transport_.GetBPM(); }
+  // rint(position - 0.5): the render plays one frame late.
+  std::int32_t GetPosition() override { return transport_.GetPosition(); }
+  std::int32_t GetLength() override { return store_.TotalFrames(); }
   void SyncPhase(int phase) override;
 
-  void SetPitch(int pitchUnits);
-  int GetPitch() const;
-  void SetDirection(int newDirection);  // +1 or -1
-  int GetDirection() const { return direction.load(); }
-  void SetExternalSpeed(bool on);
-  void SetSpeed(double speed);
-  void SetBrake(bool on);
-  void Play(int value);  // 1 play, 0 pause, -1 toggle
-  bool IsPlaying() const { return playing.load(); }
-  void SkipFrames(float frames);
-  void SetRepeat(bool on) { repeatOn.store(on); }
-  void SetKeyLock(bool on) { keyLockOn.store(on); }
-  void SetJogTouch(bool on) { jogTouch.store(on); }
-  void SetCuePoint(std::int32_t frame) { cuePoint.store(frame); }
-  std::int32_t GetCuePoint() const { return cuePoint.load(); }
-  void SetCueMode(int mode) { cueMode.store(mode); }
+  void SetPitch(int pitchUnits) { transport_.SetPitch(pitchUnits); }
+  int GetPitch() const { return transport_.GetPitch(); }
+  void SetDirection(int newDirection) { transport_.SetDirection(newDirection); }  // +1 or -1
+  int GetDirection() const { return transport_.GetDirection(); }
+  void SetExternalSpeed(bool on) { transport_.SetExternalSpeed(on); }
+  void SetSpeed(double speed) { transport_.SetSpeed(speed); }
+  void SetBrake(bool on) { transport_.SetBrake(on); }
+  // 1 play, 0 pause, -1 toggle; under a held platter too (see deck_transport.h).
+  void Play(int value);
+  // The transport runs (under a hand: the platter turns).
+  bool IsPlaying() const { return transport_.IsPlaying(); }
+  void SkipFrames(float frames) { transport_.SkipFrames(frames); }
+  void SetRepeat(bool on) { transport_.Cues().repeatOn.store(on); }
+  void SetKeyLock(bool on) { transport_.SetKeyLock(on); }
+  void SetJogTouch(bool on) { transport_.SetJogTouch(on); }
+  void SetCuePoint(std::int32_t frame) { transport_.Cues().cuePoint.store(frame); }
+  std::int32_t GetCuePoint() const { return transport_.Cues().cuePoint.load(); }
+  void SetCueMode(int mode) { transport_.Cues().cueMode.store(mode); }
 
   // Speed applied to the last frame, the speed asked for, and the exact
   // position (display and tests).
-  double GetSpeed() const { return speedCurrent.load(std::memory_order_relaxed); }
-  double GetRequestedSpeed() const { return speedRequested.load(std::memory_order_relaxed); }
-  double GetExactPosition() const { return playPosition.load(std::memory_order_relaxed); }
-  bool IsScratching() const { return scratching.load(); }
-  bool IsGliding() const { return glideOn.load(); }
-  bool IsBraking() const { return brakeOn.load(); }
+  double GetSpeed() const { return transport_.GetSpeed(); }
+  double GetRequestedSpeed() const { return transport_.GetRequestedSpeed(); }
+  double GetExactPosition() const { return transport_.GetExactPosition(); }
+  bool IsScratching() const { return transport_.IsScratching(); }
+  bool IsGliding() const { return transport_.IsGliding(); }
+  bool IsBraking() const { return transport_.IsBraking(); }
   // Output gain of the envelope, 0..1.
-  float GetEnvelopeGain() const {
-    return static_cast<float>(fadeCount.load(std::memory_order_relaxed)) / kFadeLength;
-  }
+  float GetEnvelopeGain() const { return transport_.GetEnvelopeGain(); }
 
+  // ---- hands (GUI thread; applied on the jog thread) ---------------------------
   // Mouse and on-screen wheel.
-  void BeginScratch(int wheel, bool relative);
-  void MoveScratch(int wheel);
-  void EndScratch();
+  void BeginScratch(int wheel, bool relative) { hands_.BeginScratch(wheel, relative); }
+  void MoveScratch(int wheel) { hands_.MoveScratch(wheel); }
+  void EndScratch() { hands_.EndScratch(); }
   // Controller jog; `previous` kJogRelativeStep means `value` is a signed step.
   // `elapsedMs` is the time since the last message.
-  void Jog(int value, int previous, int kind, bool forceScratch, int elapsedMs);
-  // Jog thread, every 25 ms, with kJogIdleLimit.
-  void ScratchTick(int idleLimit);
-  // Screen tick: bends, hold-to-seek, play-state news.
+  void Jog(int value, int previous, int kind, bool forceScratch, int elapsedMs) {
+    hands_.Jog(value, previous, kind, forceScratch, elapsedMs);
+  }
+  // Jog thread, every 25 ms and when woken, with kJogIdleLimit. `now` is
+  // when the tick runs (tests give their own clock).
+  void ScratchTick(int idleLimit, DeckClock::time_point now = DeckClock::now()) {
+    hands_.Tick(idleLimit, now);
+  }
+  // The frame the hand points at during the last scratch (display, tests).
+  double GetScratchTarget() const { return hands_.ScratchTarget(); }
+  // Screen tick: a step of the bends and hold-to-seek; play-state news.
   void PeriodicUpdate();
   // Actions: held bends, hold-to-seek buttons, pitch reset.
-  void BendDown(bool pressed);
-  void BendUp(bool pressed);
-  void HoldSeekBack(bool pressed);
-  void HoldSeekForward(bool pressed);
+  void BendDown(bool pressed) { hands_.BendDown(pressed); }
+  void BendUp(bool pressed) { hands_.BendUp(pressed); }
+  void HoldSeekBack(bool pressed) { hands_.HoldSeekBack(pressed); }
+  void HoldSeekForward(bool pressed) { hands_.HoldSeekForward(pressed); }
   void ResetPitch();
   // Screen tick, once in ten ticks (count 2): moves a slowly released pitch
   // one step of 10 towards 0; the last step clears the mark and the bends.
   void SlowPitchResetStep();
-  bool IsSlowResetRunning() const { return slowResetMark.load(); }
+  bool IsSlowResetRunning() const { return slowResetMark_.load(); }
 
   // Pitch slider limit (1/10000, symmetric) for a `ptchrg` value, and for
   // the present setting.
@@ -224,138 +216,17 @@ class CSoundSource : public CAudioSignalSource {
   static int CurrentPitchRangeUnits();
 
  private:
-  // deck_store_thread.cpp
-  void RunLoad(const std::string& path, float databaseTempo);
-  void Unload();
-  void ResetSpeedState();
-  void OrdinaryModeRun();
-  void StreamingModeRun();
-  bool ServeSeek();  // true when a seek was served (the run then ends)
-  int CurrentBlock() const;
-  bool StopWanted() const;
-  void EvictAllExceptAround(int keepCentre);
-  bool NeighbourhoodPresent(int centre) const;
-  void FreeRetiredBlocks() { store_.FreeRetired(retired_); }
-  void RunAnalysisFeed(int block, const DeckBlock& decoded);
-  void OnSongFullyDecoded();
+  // Calls the play-state callback once for each change not yet reported.
+  void ReportPlayNews();
 
-  // deck_transport.cpp
-  template <typename Sample, bool kCubic>
-  void RenderFrames(Sample* out, int frames);
-  // 0 ready, 1 a block is missing, 2 a block lies beyond the table.
-  int CheckBlocks(double position, double speed, int frames) const;
-  void FollowCueUnderTheHand(double position);
-  void StepSpeed(DeckRenderState& state);
-  bool StayInsideTheSong(DeckRenderState& state, bool repeat);
-  template <typename Sample>
-  void TailFade(Sample* out, int from, int frames, DeckRenderState& state);
-  int FadeCountFor(double speed) const;
-  double RampStep(double difference, double target, double position) const;
-  void NotifyPlayState(bool nowPlaying);
-
-  // deck_scratch.cpp
-  void TakeHoldForScratch();
-  void UpdateMouseScratchSpeed();
-  void UpdateJogScratchSpeed();
-  void EndJogScratch();
-  void StartBend(bool down);
-  void EndBend(bool down);
-  void RunBend();
-  void RunHoldSeek();
-  int JogDirectionAndMagnitude(int value, int previous, int kind, int elapsedMs, bool& backwards);
-
-  // ---- store ----
-  const int deckIndex;
-  const int blockFrames = kBlockFrames;
-  const std::string dataRoot_;
-  std::atomic<std::int32_t> blockCount{0};
-  std::atomic<std::int32_t> totalFrames{0};
-  DeckBlockStore store_;  // blockTable and blockState
-  std::atomic<bool> songLoaded{false};
-  std::atomic<bool> songReady{false};
-  std::atomic<bool> streamingMode{false};
-  bool cachePresent = false;  // always set by a load: the cache file is never used
-  std::atomic<bool> loadRequest{false};
-  std::atomic<bool> autoPlay{false};
-  std::atomic<bool> unloadRequest{false};
-  std::atomic<bool> closing{false};
-  std::atomic<bool> seekRequest{false};
-  std::atomic<double> seekTarget{0.0};
-  std::atomic<bool> threadBusy{false};
-  std::atomic<int> uiState{0};
-  std::atomic<bool> tempoKnown{false};  // from the database or a finished analysis
-  std::atomic<float> songTempo{0.0f};   // BPM; 0 unknown
-  std::atomic<std::int32_t> stripeCount{0};
-  std::mutex stripeLock;
-  std::vector<float> stripes[3];
-  std::mutex pendingMutex_;  // GUI hands the path to the store thread
-  std::string pendingPath_;
-  const TZKSongRecord* pendingRecord_ = nullptr;
-  float pendingTempo_ = 0.0f;                  // BPM the database knows for the pending song
-  const TZKSongRecord* songRecord_ = nullptr;  // store thread
-  std::unique_ptr<DeckDecoder> decoder_;
-  std::vector<DeckBlock*> retired_;  // store thread: blocks waiting for a grace period
-  DeckAnalysisFeed analysisFeed_;
-  bool tempoAnalysisStarted_ = false;  // store thread
-  bool tempoReady_ = false;            // store thread: the full decode's tempo step is done
-  TimedThread storeThread_;
-
-  // ---- transport ----
-  std::atomic<double> playPosition{0.0};
-  std::atomic<double> speedRequested{0.0};
-  std::atomic<double> speedTarget{0.0};
-  std::atomic<double> speedCurrent{0.0};
-  std::atomic<double> speedStep{0.0};
-  std::atomic<double> pitchSpeed{1.0};
-  std::atomic<double> stretchSpeedRequested{1.0};  // taken by the key-lock path
-  std::atomic<int> direction{1};
-  std::atomic<int> pitch{0};
-  std::atomic<bool> playing{false};
-  std::atomic<bool> everPlayed{false};  // for the "first start" play-state news
-  std::atomic<bool> brakeOn{false};
-  std::atomic<bool> glideOn{false};
-  std::atomic<bool> stopNow{false};
-  std::atomic<bool> externalSpeed{false};
-  std::atomic<int> fadeCount{kFadeLength};
-  std::atomic<bool> repeatOn{false};
-  std::atomic<bool> keyLockOn{false};
-  std::atomic<bool> loopOn{false};  // owned by the loop controls
-  std::atomic<bool> jogTouch{false};
-  std::atomic<bool> cueHeld{false};
-  std::atomic<bool> mustSetCue{false};
-  std::atomic<std::int32_t> cuePoint{-1};
-  std::atomic<int> cueMode{0};
-  float lastLeft = 0.0f, lastRight = 0.0f;  // audio thread only
-
-  // ---- scratch and jog ----
-  std::atomic<bool> scratching{false};
-  std::atomic<bool> scratchResume{false};
-  std::atomic<bool> scratchRelative{false};
-  std::atomic<bool> scratchExternal{false};
-  std::atomic<std::int32_t> scratchStartPos{0};
-  std::atomic<std::int32_t> scratchStartWheel{0};
-  std::atomic<std::int32_t> scratchLastWheel{0};
-  std::atomic<std::int32_t> scratchLastDelta{0};
-  std::atomic<std::int32_t> scratchAccum{0};
-  std::atomic<float> jogAccum{0.0f};
-  std::atomic<float> jogStep{0.0f};
-  std::atomic<int> jogIdle{0};
-  std::atomic<int> jogLastDir{-1};  // 0 forwards, 1 backwards, -1 none
-  std::atomic<int> jogLastMagnitude{0};
-
-  // ---- bends, hold-to-seek, slow reset (screen tick) ----
-  std::atomic<bool> bendDownOn{false}, bendUpOn{false}, bendMomentary{false};
-  std::atomic<int> bendDownTicks{-1}, bendUpTicks{-1};
-  int bendSavedPitch = 0, bendLimit = 0;
-  float bendDelta = 0.0f;
-  std::atomic<int> holdBackSeconds{-1}, holdForwardSeconds{-1};
-  std::atomic<bool> slowResetMark{false};
-  bool reportedPlaying_ = false;  // play state last told to the callback
-
+  const std::string dataRoot_;  // where the cache file would live; never used
+  DeckTransport transport_;
+  DeckStore store_;
+  DeckHands hands_;
+  std::atomic<bool> slowResetMark_{false};
+  std::uint64_t reportedChanges_ = 0;  // GUI thread
   PlayStateCallback playStateCallback_ = nullptr;
   void* playStateUser_ = nullptr;
-  LoadCallback loadCallback_ = nullptr;
-  void* loadUser_ = nullptr;
 };
 
 }  // namespace vantaro
