@@ -5,12 +5,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <filesystem>
 #include <sstream>
 #include <vector>
 
 #include "base/xml_text.h"
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
+#include "tests/fuzz/hostile_files.h"
 #include "tests/support/test_support.h"
 
 namespace vantaro {
@@ -279,5 +282,43 @@ TEST(Settings, FailedSaveReportsAndKeepsTheOldFile) {
   EXPECT_EQ(reread.cfcurv, 77);
 }
 
+}  // namespace
+}  // namespace vantaro
+
+namespace vantaro {
+namespace {
+TEST(Settings, AHostileOrLinkedFileIsNeverReplacedByDefaults) {
+  namespace fs = std::filesystem;
+  test::TempDir dir;
+  const std::string path = dir.File("config.xml");
+  for (const auto& hostile :
+       test::HostileFiles("settings", "<setting name=\"skinf1\" value=\"&big;\" type=\"1\" />")) {
+    SCOPED_TRACE(hostile.what);
+    for (const auto& entry : fs::directory_iterator(dir.Path())) fs::remove(entry.path());
+    ASSERT_TRUE(test::WriteHostileFile(path, hostile));
+    const auto size = fs::file_size(path);
+    testing::internal::CaptureStderr();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(LoadSettings(dir.Path()), SettingsFileStatus::kLoaded);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find(path + " refused"), std::string::npos) << log;
+    ASSERT_TRUE(SaveSettings(dir.Path(), nullptr));
+    int kept = 0;
+    for (const auto& entry : fs::directory_iterator(dir.Path()))
+      kept += entry.path().filename().string().rfind("config.xml.broken-", 0) == 0 &&
+              entry.file_size() == size;
+    EXPECT_EQ(kept, 1) << "the user's file is kept aside";
+  }
+  for (const auto& entry : fs::directory_iterator(dir.Path())) fs::remove(entry.path());
+  fs::create_directory(dir.File("synced"));
+  fs::create_symlink("synced/config.xml", path);
+  TheSettings().cfcurv = 77;
+  ASSERT_TRUE(SaveSettings(dir.Path(), nullptr));
+  EXPECT_TRUE(fs::is_symlink(path));
+  EXPECT_NE(test::ReadFile(dir.File("synced/config.xml")).find("\"cfcurv\" value=\"77\""),
+            std::string::npos);
+  TheSettings() = Settings{};
+}
 }  // namespace
 }  // namespace vantaro

@@ -4,12 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <sstream>
 
 #include "base/xml_text.h"
 #include "effects/effect_chain.h"
 #include "effects/equalizer_iir.h"
 #include "tests/effects/test_effects.h"
+#include "tests/fuzz/hostile_files.h"
 #include "tests/support/test_support.h"
 
 namespace vantaro {
@@ -139,5 +142,33 @@ TEST(ScannedEffects, RoundTripAndForm) {
   EXPECT_EQ(loaded.size(), 2u);
 }
 
+}  // namespace
+}  // namespace vantaro
+
+namespace vantaro {
+namespace {
+TEST(EffectChainFile, AHostileFileIsRefusedQuicklyAndKeptAsTheBackup) {
+  namespace fs = std::filesystem;
+  test::RegisterTestEffects();
+  test::TempDir dir;
+  const std::string path = dir.File("fx_deckA.vfx");
+  for (const auto& hostile : test::HostileFiles(
+           "effects", "<effect id=\"0\" enabled=\"yes\" type=\"900\" name=\"&big;\" />")) {
+    SCOPED_TRACE(hostile.what);
+    ASSERT_TRUE(test::WriteHostileFile(path, hostile));
+    const auto size = fs::file_size(path);
+    CEffectChain chain;
+    chain.AddEffect(GainEffect::kType, 1.0f);
+    testing::internal::CaptureStderr();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(LoadEffectChainFile(path, chain));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find(path + " refused"), std::string::npos) << log;
+    EXPECT_EQ(chain.Count(), 1);
+    ASSERT_TRUE(SaveEffectChainFile(path, chain, /*keepBackup=*/true));
+    EXPECT_EQ(fs::file_size(path + ".bak"), size);
+  }
+}
 }  // namespace
 }  // namespace vantaro
