@@ -16,21 +16,11 @@ using testing::ElementsAre;
 TEST_F(SongDatabaseTest, DeckLoadRestoresWhatTheLastUnloadStored) {
   ASSERT_FALSE(LoadSongDatabase(path));
   // Cues, a loop, a cue-in but no cue-out, and a key out of range.
-  const TZKSongRecord remembered{"Anthem.mp3",
-                                 0,
-                                 30,
-                                 128,
-                                 0,
-                                 0,
-                                 0,
-                                 0,
-                                 0,
-                                 4,
-                                 {1000, 0, 0, 0, 0, 0, 0, 0, 0, 9000},
-                                 500,
-                                 0,
-                                 {-1, -1, 2000, -1, -1},
-                                 {-1, -1, 4000, -1, -1}};
+  // clang-format off
+  const TZKSongRecord remembered{"Anthem.mp3", 0, 30, 128, 0, 0, 0, 0, 0, 4,
+                                 {1000, 0, 0, 0, 0, 0, 0, 0, 0, 9000}, 500, 0,
+                                 {-1, -1, 2000, -1, -1}, {-1, -1, 4000, -1, -1}};
+  // clang-format on
   ASSERT_TRUE(StoreSong(remembered));
   DeckCueState deck;
   deck.cueOut = 777;  // the deck's own end, kept when the record has none
@@ -78,9 +68,8 @@ TEST(DeckSongMemory, EqualiserAndGainAreRememberedByTheirRules) {
   EXPECT_FALSE(AutoGainControlValue(live, 0, value)) << "no measured gain";
   EXPECT_EQ(value, 12345);
   live.pgain_valid = 1;
-  for (auto [gain, reference, control] : {std::tuple{-3.26f, 0.0f, 42},
-                                          {-3.26f, -2.0f, 22},
-                                          {-9.56f, 0.0f, -21}}) {  // 42.4, 22.4, -20.6
+  // (-3.26 + 7.5) * 10 = 42.4; (-9.56 + 7.5 - 2) * 10 = -40.6
+  for (auto [gain, reference, control] : {std::tuple{-3.26f, 0.0f, 42}, {-9.56f, -2.0f, -41}}) {
     live.pgain = gain;
     ASSERT_TRUE(AutoGainControlValue(live, reference, value));
     EXPECT_EQ(value, control) << gain << " " << reference;

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 
 #include "tests/library/song_db_test_support.h"
 
@@ -18,21 +17,11 @@ using test::SongDatabaseTest;
 TEST(SongDatabaseForm, AttributesInOrderWithTheWrittenWhenRules) {
   // Field order: name, duration_ms, pitch_key, bpm, pgain, pgain_valid, eql,
   // eqm, eqh, currentcue, cue, cue_in, cue_out, loop_in, loop_out.
-  const TZKSongRecord record{"A & B \"C\" 'D' <E>.mp3",
-                             245000,
-                             5,
-                             128,
-                             -3.25f,
-                             1,
-                             0.5f,
-                             0,
-                             -1,
-                             2,
-                             {44100, 0, 0, 0, 88200, 0, 0, 0, 0, 1},
-                             100,
-                             200,
-                             {-1, 1000, -1, 0, -1},
-                             {-1, 2000, -1, 500, -1}};
+  // clang-format off
+  const TZKSongRecord record{"A & B \"C\" 'D' <E>.mp3", 245000, 5, 128, -3.25f, 1, 0.5f, 0, -1, 2,
+                             {44100, 0, 0, 0, 88200, 0, 0, 0, 0, 1}, 100, 200,
+                             {-1, 1000, -1, 0, -1}, {-1, 2000, -1, 500, -1}};
+  // clang-format on
   TZKSongRecord bare;
   bare.name = "bare \xE9.wav";  // Latin-1: its exact bytes follow
   EXPECT_EQ(FormatSongDatabaseFile({record, bare}),
@@ -50,56 +39,45 @@ TEST(SongDatabaseForm, AttributesInOrderWithTheWrittenWhenRules) {
             "</songdatabase>\n");
 }
 
-// Each rule is read from the file, then goes through a save and a load: the
-// exact written form is the test above.
+// Each rule: the attributes of a <song> as read, and part of its line as
+// written back after a load and a save.
 TEST_F(SongDatabaseTest, EachAttributeFollowsItsReadAndWriteRules) {
-  const std::pair<const char*, std::function<void(TZKSongRecord&)>> rules[] = {
-      {"duration=\"245\"", [](auto& r) { r.duration_ms = 245000; }},
-      {"duration_ms=\"1500\" duration=\"9\"", [](auto& r) { r.duration_ms = 1500; }},
-      {"duration_ms=\"0\" duration=\"0\"", [](auto& r) { r.duration_ms = 0; }},
-      {"duration_ms=\"99999999999\" duration=\"3\"", [](auto& r) { r.duration_ms = 3000; }},
-      {"duration=\"3000000\"", [](auto& r) { r.duration_ms = 2147483647; }},
-      {"pgain=\"0.0000\"", [](auto& r) { r.pgain_valid = 1; }},
-      {"pgain=\"-6.5000\"", [](auto& r) { r.pgain = -6.5f, r.pgain_valid = 1; }},
+  const std::pair<const char*, const char*> rules[] = {
+      {"duration=\"245\"", " duration_ms=\"245000\" "},  // the older name, in seconds
+      {"duration_ms=\"1500\" duration=\"9\"", " duration_ms=\"1500\" "},
+      {"duration_ms=\"0\" duration=\"0\"", " duration_ms=\"0\" "},
+      {"duration_ms=\"99999999999\" duration=\"3\"", " duration_ms=\"3000\" "},
+      {"duration=\"3000000\"", " duration_ms=\"2147483647\" "},
       {"bpm=\" 128.5bpm\" eql=\"abc\" eqm=\"+2\" eqh=\"-1e1\"",
-       [](auto& r) { r.bpm = 128.5f, r.eqm = 2, r.eqh = -10; }},
-      {"currentcue=\"1\"", [](auto&) {}},
-      {"currentcue=\"20\"", [](auto& r) { r.currentcue = 19; }},
-      {"currentcue=\"21\"", [](auto&) {}},
-      {"cue1=\"0\" cue2=\"-3\" cue3=\"300\" cue4=\"12 frames\"",
-       [](auto& r) { r.cue[2] = 300, r.cue[3] = 12; }},
-      {"cue_in=\"-9\" cue_out=\"5\" pitch_key=\"5\"", [](auto& r) { r.cue_out = r.pitch_key = 5; }},
+       " bpm=\"128.5000\" duration_ms=\"-1\" eql=\"0.0000\" eqm=\"2.0000\" eqh=\"-10.0000\" "},
+      {"pgain=\"0.0000\"", " duration_ms=\"-1\" pgain=\"0.0000\" eql"},
+      {"currentcue=\"0\" cue1=\"0\" cue2=\"-3\" cue3=\"300\" cue4=\"12 frames\" cue_in=\"-9\"",
+       " currentcue=\"1\" cue3=\"300\" cue4=\"12\" cue_in=\"0\" cue_out=\"-1\" pitch_key=\"-1\" "},
+      {"currentcue=\"20\" cue_out=\"5\" pitch_key=\"5\"",
+       " currentcue=\"20\" cue_in=\"0\" cue_out=\"5\" pitch_key=\"5\" "},
+      {"currentcue=\"21\"", " currentcue=\"1\" "},
       {"loop1_in=\"0\" loop1_out=\"900\" loop2_in=\"-4\" loop2_out=\"800\" loop3_in=\"100\" "
        "loop3_out=\"-1\"",
-       [](auto& r) {
-         r.loop_in[0] = 0, r.loop_out[0] = 900, r.loop_in[1] = -4, r.loop_out[1] = 800;
-         r.loop_in[2] = 100;
-       }},
+       " cue_out=\"-1\" loop3_in=\"100\" loop3_out=\"-1\" pitch_key"},
   };
   std::vector<std::string> lines = {"<song bpm=\"100.0000\" />",  // no name: dropped
-                                    "<song name=\"twice.mp3\" bpm=\"1.0000\" />",
-                                    "<other name=\"other.mp3\" />",
-                                    "<song name=\"twice.mp3\" bpm=\"2.0000\" />"};
-  std::vector<TZKSongRecord> expected;
-  for (const auto& [attributes, expect] : rules) {
-    expected.push_back({"r" + std::to_string(expected.size()), -1, -1});
-    expected.back().cue_out = -1;  // a <song> with nothing but a name
-    expect(expected.back());
-    lines.push_back("<song name=\"" + expected.back().name + "\" " + attributes + " />");
-  }
+                                    "<song name=\"twice\" bpm=\"1.0000\" />",
+                                    "<other name=\"other\" />",
+                                    "<song name=\"twice\" bpm=\"2.0000\" />"};
+  for (const auto& [attributes, written] : rules)
+    lines.push_back("<song name=\"r" + std::to_string(lines.size()) + "\" " + attributes + " />");
   test::WriteFile(path, DbFileWith(lines));
   ASSERT_TRUE(LoadSongDatabase(path));
   EXPECT_EQ(SongCount(), std::size(rules) + 1);
-  EXPECT_EQ(Find("twice.mp3").bpm, 2) << "the last of one name wins";
-  for (std::size_t i = 0; i < std::size(rules); ++i)
-    EXPECT_EQ(Find(expected[i].name), expected[i]) << rules[i].first;
+  EXPECT_EQ(Find("twice").bpm, 2) << "the last of one name wins";
+  EXPECT_EQ(Find("r14").loop_out[0], 900) << "loops are read as they stand";
   ASSERT_TRUE(SaveSongDatabase(path));
-  ASSERT_TRUE(LoadSongDatabase(path));
-  for (TZKSongRecord& record : expected) {
-    for (int l = 0; l < TZKSongRecord::kLoopCount; ++l)  // a loop without in-point is dropped
-      if (record.loop_in[l] <= 0) record.loop_in[l] = record.loop_out[l] = -1;
-    if (record.duration_ms == 0) record.duration_ms = -1;  // 0 is written, reads as unknown
-    EXPECT_EQ(Find(record.name), record);
+  const std::string file = test::ReadFile(path);
+  EXPECT_EQ(file.find(" duration="), std::string::npos) << "the older name is not written";
+  for (std::size_t i = 0; i < std::size(rules); ++i) {
+    const auto at = file.find("<song name=\"r" + std::to_string(i + 4) + "\"");
+    const std::string line = file.substr(at, file.find('\n', at) - at);
+    EXPECT_NE(line.find(rules[i].second), std::string::npos) << line;
   }
 }
 
@@ -109,18 +87,13 @@ TEST_F(SongDatabaseTest, HundredThousandRecordsRoundTripByteForByte) {
   std::vector<TZKSongRecord> records(100000);
   for (int i = 0; i < 100000; ++i) {
     TZKSongRecord& r = records[i];
-    r = {"Artist " + std::to_string(i * 7919 % 5000) + " - Title & \"Mix\" " + std::to_string(i) +
-             (i % 3 ? ".mp3" : ".FLAC"),
-         (i % 11) ? 30000 + i : -1,
-         i % 25,
-         (i % 7) ? 60 + (i % 1200) / 8.0f : 0,
-         i % 4 ? -12 + (i % 97) / 4.0f : 0,
-         i % 4 != 0};
-    r.currentcue = i % 10;
-    r.cue[i % 10] = 1 + i * 13;
-    r.cue_out = i % 2 ? 100000 + i : -1;
-    r.loop_in[i % 5] = 1 + i;
-    r.loop_out[i % 5] = i % 5 ? i + 88200 : -1;
+    r.name = "Artist " + std::to_string(i * 7919 % 5000) + " & \"Mix\" " + std::to_string(i);
+    r.bpm = (i % 7) ? 60 + (i % 1200) / 8.0f : 0;
+    r.duration_ms = (i % 11) ? 30000 + i : -1;
+    r.pgain_valid = i % 4 != 0;
+    r.pgain = r.pgain_valid ? -12 + (i % 97) / 4.0f : 0;
+    r.cue[i % 10] = r.loop_in[i % 5] = 1 + i;
+    r.loop_out[i % 5] = i % 2 ? i + 88200 : -1;
   }
   std::sort(records.begin(), records.end(),
             [](const TZKSongRecord& a, const TZKSongRecord& b) { return a.name < b.name; });

@@ -7,8 +7,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <string>
-#include <vector>
 
 #include "library/song_database.h"
 #include "library/song_database_file.h"
