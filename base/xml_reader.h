@@ -35,7 +35,8 @@ namespace vantaro {
 enum class XmlFileKind { kSettings, kSongDatabase, kEffectChain, kPluginList };
 
 // Largest file of each kind, in bytes: far above any real file (a song
-// database of two million tracks fits), far below what would stall start-up.
+// database of a million and a half tracks fits), far below what would stall
+// start-up for long.
 std::size_t XmlFileLimit(XmlFileKind kind);
 
 inline constexpr int kMaxXmlDepth = 64;
