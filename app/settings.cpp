@@ -1,16 +1,13 @@
 #include "app/settings.h"
 
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "base/debug_log.h"
+#include "base/xml_reader.h"
 #include "base/xml_text.h"
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
@@ -110,30 +107,20 @@ int MidiInputSlot(const std::string& name) {
   return slot;
 }
 
-std::string Attribute(xmlNodePtr node, const char* name, bool* present) {
-  xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(name));
-  *present = value != nullptr;
-  if (!value) return {};
-  std::string text(reinterpret_cast<const char*>(value));
-  xmlFree(value);
-  return text;
-}
-
 // One <setting> element: type absent counts as -1; type 1 or more carries
 // text, anything else an integer (absent value: -1). A key of the other kind
 // than its element's type gets -1 or empty, as only one form is read.
-void ReadSettingElement(xmlNodePtr node, Settings& settings) {
-  bool hasName = false, hasType = false, hasValue = false;
-  const std::string name = Attribute(node, "name", &hasName);
-  if (!hasName) return;
-  const std::string typeText = Attribute(node, "type", &hasType);
-  const int type = hasType ? std::atoi(typeText.c_str()) : -1;
-  const std::string valueText = Attribute(node, "value", &hasValue);
+void ReadSettingElement(const XmlReader& reader, Settings& settings) {
+  const std::string* name = reader.Attribute("name");
+  if (!name) return;
+  const std::string* typeText = reader.Attribute("type");
+  const int type = typeText ? std::atoi(typeText->c_str()) : -1;
+  const std::string* valueText = reader.Attribute("value");
   const bool isText = type >= 1;
-  const std::string text = isText ? valueText : std::string();
-  const int number = (!isText && hasValue) ? std::atoi(valueText.c_str()) : -1;
+  const std::string text = isText ? reader.Text("value") : std::string();
+  const int number = (!isText && valueText) ? std::atoi(valueText->c_str()) : -1;
 
-  const int midiSlot = MidiInputSlot(name);
+  const int midiSlot = MidiInputSlot(*name);
   if (midiSlot >= 0) {
     if (static_cast<std::size_t>(midiSlot) >= settings.midiInputs.size())
       settings.midiInputs.resize(midiSlot + 1);
@@ -141,7 +128,7 @@ void ReadSettingElement(xmlNodePtr node, Settings& settings) {
     return;
   }
   for (const SettingKey& key : kKeys) {
-    if (name != key.name) continue;
+    if (*name != key.name) continue;
     if (!key.readBack) return;
     if (key.number) settings.*key.number = number;
     if (key.text) settings.*key.text = text;
@@ -150,7 +137,7 @@ void ReadSettingElement(xmlNodePtr node, Settings& settings) {
   // An unknown key is dropped; the next save forgets it.
 }
 
-bool OnlyBlanks(const std::string& content) {
+bool OnlyBlanks(std::string_view content) {
   std::size_t start = content.compare(0, kUtf8Mark.size(), kUtf8Mark) == 0 ? kUtf8Mark.size() : 0;
   return content.find_first_not_of(" \t\r\n", start) == std::string::npos;
 }
@@ -179,41 +166,48 @@ Settings& TheSettings() {
   return settings;
 }
 
-SettingsFileStatus ReadSettingsFile(const std::string& path, Settings& settings) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return SettingsFileStatus::kMissing;
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  const std::string content = buffer.str();
-  if (OnlyBlanks(content)) {
-    DebugLog("LoadSettings: XML is empty (%s)", path.c_str());
+SettingsFileStatus ReadSettingsText(std::string_view text, const std::string& source,
+                                    Settings& settings) {
+  if (OnlyBlanks(text)) {
+    DebugLog("LoadSettings: XML is empty (%s)", source.c_str());
     return SettingsFileStatus::kEmpty;
   }
-  xmlDocPtr document =
-      xmlReadMemory(content.data(), static_cast<int>(content.size()), path.c_str(), nullptr,
-                    XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
-  if (!document) {
-    DebugLog("LoadSettings: XML not parsed successfully (%s)", path.c_str());
+  XmlReader reader(text, source);
+  Settings read = settings;
+  bool rootSeen = false;
+  while (reader.Next()) {
+    if (reader.IsRoot()) {
+      if (reader.Name() != "settings") {
+        DebugLog("LoadSettings: XML root node is NOT 'settings' (%s)", source.c_str());
+        return SettingsFileStatus::kWrongRoot;
+      }
+      rootSeen = true;
+    } else if (reader.Depth() == 1 && reader.Name() == "setting") {
+      ReadSettingElement(reader, read);
+    }
+  }
+  if (reader.Refused()) return SettingsFileStatus::kRefused;
+  if (!rootSeen || reader.Damaged() > 0) {
+    DebugLog("LoadSettings: XML not parsed successfully (%s)", source.c_str());
     return SettingsFileStatus::kNotParsed;
   }
-  xmlNodePtr root = xmlDocGetRootElement(document);
-  if (!root) {
-    DebugLog("LoadSettings: XML is empty (%s)", path.c_str());
-    xmlFreeDoc(document);
-    return SettingsFileStatus::kEmpty;
-  }
-  if (xmlStrcmp(root->name, reinterpret_cast<const xmlChar*>("settings")) != 0) {
-    DebugLog("LoadSettings: XML root node is NOT 'settings' (%s)", path.c_str());
-    xmlFreeDoc(document);
-    return SettingsFileStatus::kWrongRoot;
-  }
-  for (xmlNodePtr node = root->children; node; node = node->next) {
-    if (node->type == XML_ELEMENT_NODE &&
-        xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>("setting")) == 0)
-      ReadSettingElement(node, settings);
-  }
-  xmlFreeDoc(document);
+  settings = std::move(read);
   return SettingsFileStatus::kLoaded;
+}
+
+SettingsFileStatus ReadSettingsFile(const std::string& path, Settings& settings) {
+  std::string text;
+  switch (ReadXmlFile(path, XmlFileKind::kSettings, text)) {
+    case XmlFileStatus::kRead:
+      return ReadSettingsText(text, path, settings);
+    case XmlFileStatus::kMissing:
+      return SettingsFileStatus::kMissing;
+    case XmlFileStatus::kUnreadable:
+      return SettingsFileStatus::kNotParsed;
+    case XmlFileStatus::kRefused:
+      break;
+  }
+  return SettingsFileStatus::kRefused;
 }
 
 std::string FormatSettingsFile(const Settings& settings) {
@@ -223,9 +217,9 @@ std::string FormatSettingsFile(const Settings& settings) {
   out.append(kMakerComment).append("\n");
   out.append("<settings version=\"100\">\n");
   auto line = [&out](const std::string& name, const std::string& value, int type) {
-    out.append("<setting name=\"").append(EscapeXmlText(name));
-    out.append("\" value=\"").append(EscapeXmlText(value));
-    out.append("\" type=\"").append(std::to_string(type)).append("\" />\n");
+    out.append("<setting name=\"").append(EscapeXmlText(name)).append("\" ");
+    AppendXmlTextAttribute(out, "value", value);
+    out.append(" type=\"").append(std::to_string(type)).append("\" />\n");
   };
   for (const SettingKey& key : kKeys) {
     if (key.number) line(key.name, std::to_string(settings.*key.number), 0);
@@ -244,9 +238,15 @@ std::string FormatSettingsFile(const Settings& settings) {
 SettingsFileStatus LoadSettings(const std::string& settingsFolder) {
   Settings& settings = TheSettings();
   settings = Settings{};
-  const SettingsFileStatus status =
-      ReadSettingsFile(WithSlash(settingsFolder) + kConfigFileName, settings);
+  const std::string path = WithSlash(settingsFolder) + kConfigFileName;
+  const SettingsFileStatus status = ReadSettingsFile(path, settings);
   if (status != SettingsFileStatus::kLoaded) settings = Settings{};
+  if (status == SettingsFileStatus::kNotParsed || status == SettingsFileStatus::kWrongRoot ||
+      status == SettingsFileStatus::kRefused) {
+    // The close writes config.xml from the defaults: keep the user's file.
+    const std::string aside = MoveFileAside(path);
+    if (!aside.empty()) DebugLog("LoadSettings: %s kept as %s", path.c_str(), aside.c_str());
+  }
   ApplySettings(settings);
   return status;
 }

@@ -9,9 +9,13 @@
 // Threads: GUI thread only. The engine reads its own atomic copies
 // (TheEngineSettings(), TheAudioRenderer()), which ApplySettings writes.
 //
-// No wxWidgets here: libxml2 reads the file, base/xml_text writes it.
+// No wxWidgets here: base/xml_reader reads the file, base/xml_text writes
+// it. A text value that XML cannot hold exactly (a path of any bytes) is
+// followed by value_bytes (base/xml_bytes.h). A config.xml that is a
+// symbolic link stays one: its target is read and written.
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantaro {
@@ -75,19 +79,27 @@ struct Settings {
 Settings& TheSettings();
 
 // How reading config.xml ended. Anything but kLoaded leaves every value at
-// its default.
-enum class SettingsFileStatus { kLoaded, kMissing, kNotParsed, kEmpty, kWrongRoot };
+// its default. kNotParsed covers a file with any damaged place (see
+// base/xml_reader.h) and one that cannot be read; kRefused a hostile or
+// oversized one.
+enum class SettingsFileStatus { kLoaded, kMissing, kNotParsed, kEmpty, kWrongRoot, kRefused };
 
-// Reads `path` into `settings` (keys the file lacks keep their values).
-// Logs one line for a broken, empty or foreign file; a missing file is
-// silent.
+// Reads `path` into `settings` (keys the file lacks keep their values);
+// `settings` is left as it was unless the result is kLoaded. Logs one line
+// for a broken, empty, foreign or refused file; a missing file is silent.
 SettingsFileStatus ReadSettingsFile(const std::string& path, Settings& settings);
+// Same, for the text of a config.xml; `source` names it in log lines.
+SettingsFileStatus ReadSettingsText(std::string_view text, const std::string& source,
+                                    Settings& settings);
 
 // The complete text of config.xml for `settings`.
 std::string FormatSettingsFile(const Settings& settings);
 
 // Start-up: resets TheSettings() to the defaults, reads config.xml from
 // `settingsFolder` (with or without trailing "/") and calls ApplySettings.
+// A config.xml that is broken, foreign or refused is moved aside
+// (config.xml.broken-YYYYMMDD-HHMMSS), so that the close, which writes the
+// defaults, never replaces the user's file.
 // The shortcut files are read by their own module afterwards.
 SettingsFileStatus LoadSettings(const std::string& settingsFolder);
 

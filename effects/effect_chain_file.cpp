@@ -1,15 +1,12 @@
 #include "effects/effect_chain_file.h"
 
-#include <libxml/parser.h>
-#include <libxml/tree.h>
-#include <sys/stat.h>
-
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "base/debug_log.h"
+#include "base/xml_reader.h"
 #include "base/xml_text.h"
 #include "effects/effect.h"
 #include "effects/effect_chain.h"
@@ -18,64 +15,52 @@
 namespace vantaro {
 namespace {
 
-struct XmlDocFree {
-  void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
-};
-using XmlDocPtr = std::unique_ptr<xmlDoc, XmlDocFree>;
-
-bool FileExists(const std::string& path) {
-  struct stat info;
-  return stat(path.c_str(), &info) == 0;
-}
-
-std::string Attribute(xmlNode* node, const char* name) {
-  xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(name));
-  if (!value) return std::string();
-  std::string text(reinterpret_cast<const char*>(value));
-  xmlFree(value);
-  return text;
-}
-
-int IntAttribute(xmlNode* node, const char* name, int fallback = 0) {
-  const std::string text = Attribute(node, name);
-  if (text.empty()) return fallback;
+int IntAttribute(const XmlReader& reader, const char* name, int fallback = 0) {
+  const std::string* text = reader.Attribute(name);
+  if (!text || text->empty()) return fallback;
   char* end = nullptr;
-  const long value = std::strtol(text.c_str(), &end, 10);
-  return end == text.c_str() ? fallback : static_cast<int>(value);
+  const long value = std::strtol(text->c_str(), &end, 10);
+  return end == text->c_str() ? fallback : static_cast<int>(value);
 }
 
-float FloatAttribute(xmlNode* node, const char* name) {
+float FloatAttribute(const XmlReader& reader, const char* name) {
   // from_chars ignores the process locale: the files always use ".".
-  const std::string text = Attribute(node, name);
+  const std::string* text = reader.Attribute(name);
   float value = 0.0f;
-  std::from_chars(text.data(), text.data() + text.size(), value);
+  if (text) std::from_chars(text->data(), text->data() + text->size(), value);
   return value;
 }
 
-bool YesAttribute(xmlNode* node, const char* name) {
-  return Attribute(node, name) == "yes";
+bool YesAttribute(const XmlReader& reader, const char* name) {
+  const std::string* text = reader.Attribute(name);
+  return text && *text == "yes";
 }
 
-bool IsElement(xmlNode* node, const char* name) {
-  return node->type == XML_ELEMENT_NODE &&
-         std::strcmp(reinterpret_cast<const char*>(node->name), name) == 0;
-}
-
-// Parses `path` and checks its root element; null (with a log line) when the
-// file is broken.
-XmlDocPtr ReadRoot(const std::string& path, const char* rootName, xmlNode** root) {
-  XmlDocPtr doc(xmlReadFile(path.c_str(), nullptr,
-                            XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
-  if (!doc) {
-    DebugLog("%s: not well-formed XML, skipped", path.c_str());
-    return nullptr;
+// Calls `onElement` for every element below the document element, which
+// must be `rootName`. These files are read whole or not at all: false, with
+// a log line, when the text is refused, damaged anywhere or foreign.
+template <typename OnElement>
+bool ReadElements(std::string_view text, const std::string& source, std::string_view rootName,
+                  OnElement onElement) {
+  XmlReader reader(text, source);
+  bool rootSeen = false;
+  while (reader.Next()) {
+    if (!reader.IsRoot()) {
+      onElement(reader);
+    } else if (reader.Name() == rootName) {
+      rootSeen = true;
+    } else {
+      DebugLog("%s: root element is not <%.*s>, skipped", source.c_str(),
+               static_cast<int>(rootName.size()), rootName.data());
+      return false;
+    }
   }
-  *root = xmlDocGetRootElement(doc.get());
-  if (!*root || !IsElement(*root, rootName)) {
-    DebugLog("%s: root element is not <%s>, skipped", path.c_str(), rootName);
-    return nullptr;
+  if (reader.Refused()) return false;
+  if (!rootSeen || reader.Damaged() > 0) {
+    DebugLog("%s: not well-formed XML, skipped", source.c_str());
+    return false;
   }
-  return doc;
+  return true;
 }
 
 std::string Header() {
@@ -88,45 +73,46 @@ std::string Header() {
 }
 
 std::string Quoted(const char* name, const std::string& value) {
-  return std::string(" ") + name + "=\"" + EscapeXmlText(value) + "\"";
+  std::string text(" ");
+  AppendXmlTextAttribute(text, name, value);
+  return text;
 }
 
 std::string Quoted(const char* name, long value) {
-  return Quoted(name, std::to_string(value));
+  return std::string(" ") + name + "=\"" + std::to_string(value) + "\"";
 }
 
-std::shared_ptr<TEffectChainEntry> ReadEntry(const std::string& path, xmlNode* node) {
+std::shared_ptr<TEffectChainEntry> ReadEntry(const XmlReader& reader) {
   auto entry = std::make_shared<TEffectChainEntry>();
-  entry->type = IntAttribute(node, "type", -1);
-  entry->componentId = Attribute(node, "componentid");
-  entry->name = Attribute(node, "name");
-  entry->filename = Attribute(node, "filename");
-  entry->enabled.store(YesAttribute(node, "enabled"));
-  entry->dryWet = FloatAttribute(node, "drywetmix");
-  entry->editorVisible = YesAttribute(node, "editorvisible");
-  entry->x = IntAttribute(node, "x");
-  entry->y = IntAttribute(node, "y");
-  for (xmlNode* child = node->children; child; child = child->next) {
-    if (!IsElement(child, "param")) continue;
-    TEffectParamRecord param;
-    param.id = IntAttribute(child, "id");
-    param.val = IntAttribute(child, "val");
-    param.name = Attribute(child, "name");
-    param.value = Attribute(child, "value");
-    param.unit = Attribute(child, "unit");
-    entry->params.push_back(std::move(param));
-  }
-  std::unique_ptr<CEffect> effect = CreateEffectOfType(entry->type);
-  if (!effect) {
-    DebugLog("%s: effect \"%s\" has unknown type %d, kept silent", path.c_str(),
-             entry->name.c_str(), entry->type);
-    return entry;
-  }
-  effect->SetDryWet(entry->dryWet);
-  effect->SetEditorPosition(entry->x, entry->y);
-  for (const TEffectParamRecord& param : entry->params) effect->SetParam(param.id, param.val);
-  entry->effect = std::move(effect);
+  entry->type = IntAttribute(reader, "type", -1);
+  entry->componentId = reader.Text("componentid");
+  entry->name = reader.Text("name");
+  entry->filename = reader.Text("filename");
+  entry->enabled.store(YesAttribute(reader, "enabled"));
+  entry->dryWet = FloatAttribute(reader, "drywetmix");
+  entry->editorVisible = YesAttribute(reader, "editorvisible");
+  entry->x = IntAttribute(reader, "x");
+  entry->y = IntAttribute(reader, "y");
   return entry;
+}
+
+TEffectParamRecord ReadParam(const XmlReader& reader) {
+  return {IntAttribute(reader, "id"), IntAttribute(reader, "val"), reader.Text("name"),
+          reader.Text("value"), reader.Text("unit")};
+}
+
+// Creates the effect an entry read from `source` names, with its values.
+void CreateEntryEffect(const std::string& source, TEffectChainEntry& entry) {
+  std::unique_ptr<CEffect> effect = CreateEffectOfType(entry.type);
+  if (!effect) {
+    DebugLog("%s: effect \"%s\" has unknown type %d, kept silent", source.c_str(),
+             entry.name.c_str(), entry.type);
+    return;
+  }
+  effect->SetDryWet(entry.dryWet);
+  effect->SetEditorPosition(entry.x, entry.y);
+  for (const TEffectParamRecord& param : entry.params) effect->SetParam(param.id, param.val);
+  entry.effect = std::move(effect);
 }
 
 void WriteEntry(std::string& text, int id, const TEffectChainEntry& entry) {
@@ -171,16 +157,29 @@ void WriteEntry(std::string& text, int id, const TEffectChainEntry& entry) {
 
 }  // namespace
 
-bool LoadEffectChainFile(const std::string& path, CEffectChain& chain) {
-  if (!FileExists(path)) return false;
-  xmlNode* root = nullptr;
-  XmlDocPtr doc = ReadRoot(path, "effects", &root);
-  if (!doc) return false;
+bool LoadEffectChainText(std::string_view text, const std::string& source, CEffectChain& chain) {
   EffectChainEntries entries;
-  for (xmlNode* node = root->children; node; node = node->next)
-    if (IsElement(node, "effect")) entries.push_back(ReadEntry(path, node));
+  TEffectChainEntry* current = nullptr;  // the effect its <param> children belong to
+  const bool read = ReadElements(text, source, "effects", [&](const XmlReader& reader) {
+    if (reader.Depth() == 1) {
+      current = nullptr;
+      if (reader.Name() != "effect") return;
+      entries.push_back(ReadEntry(reader));
+      current = entries.back().get();
+    } else if (reader.Depth() == 2 && current && reader.Name() == "param") {
+      current->params.push_back(ReadParam(reader));
+    }
+  });
+  if (!read) return false;
+  for (const auto& entry : entries) CreateEntryEffect(source, *entry);
   chain.Replace(std::move(entries));
   return true;
+}
+
+bool LoadEffectChainFile(const std::string& path, CEffectChain& chain) {
+  std::string text;
+  return ReadXmlFile(path, XmlFileKind::kEffectChain, text) == XmlFileStatus::kRead &&
+         LoadEffectChainText(text, path, chain);
 }
 
 std::string FormatEffectChain(const CEffectChain& chain) {
@@ -202,24 +201,27 @@ bool SaveEffectChainFile(const std::string& path, const CEffectChain& chain, boo
   return true;
 }
 
-bool LoadScannedEffects(const std::string& path, std::vector<TScannedEffect>& effects) {
-  if (!FileExists(path)) return false;
-  xmlNode* root = nullptr;
-  XmlDocPtr doc = ReadRoot(path, "exteffects", &root);
-  if (!doc) return false;
+bool LoadScannedEffectsText(std::string_view text, const std::string& source,
+                            std::vector<TScannedEffect>& effects) {
   std::vector<TScannedEffect> found;
-  for (xmlNode* node = root->children; node; node = node->next) {
-    if (!IsElement(node, "exteffect")) continue;
-    TScannedEffect effect;
-    effect.type = IntAttribute(node, "type");
-    effect.subType = IntAttribute(node, "subType");
-    effect.componentId = Attribute(node, "componentId");
-    effect.filename = Attribute(node, "filename");
-    effect.name = Attribute(node, "name");
-    found.push_back(std::move(effect));
-  }
-  effects = std::move(found);
-  return true;
+  const bool read = ReadElements(text, source, "exteffects", [&](const XmlReader& reader) {
+    if (reader.Depth() != 1 || reader.Name() != "exteffect") return;
+    found.push_back({IntAttribute(reader, "type"), IntAttribute(reader, "subType"),
+                     reader.Text("componentId"), reader.Text("filename"), reader.Text("name")});
+  });
+  if (read) effects = std::move(found);
+  return read;
+}
+
+bool LoadScannedEffects(const std::string& path, std::vector<TScannedEffect>& effects) {
+  std::string text;
+  const XmlFileStatus status = ReadXmlFile(path, XmlFileKind::kPluginList, text);
+  if (status == XmlFileStatus::kMissing) return false;
+  if (status == XmlFileStatus::kRead && LoadScannedEffectsText(text, path, effects)) return true;
+  // The list is written again at close: keep the user's file.
+  const std::string aside = MoveFileAside(path);
+  if (!aside.empty()) DebugLog("%s kept as %s", path.c_str(), aside.c_str());
+  return false;
 }
 
 std::string FormatScannedEffects(const std::vector<TScannedEffect>& effects) {

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
-#include <ctime>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
@@ -159,8 +157,10 @@ std::string FolderOf(const std::string& path) {
   return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
 }
 
-// Temporary files of a save that was cut short ("db.vtx.tmp-XXXXXX").
-void RemoveStaleTemporaries(const std::string& path) {
+// Temporary files of a save that was cut short ("db.vtx.tmp-XXXXXX"),
+// beside the file that a linked db.vtx names.
+void RemoveStaleTemporaries(const std::string& linkOrPath) {
+  const std::string path = ResolveLinks(linkOrPath);
   const std::string folder = FolderOf(path);
   const auto slash = path.rfind('/');
   const std::string prefix = (slash == std::string::npos ? path : path.substr(slash + 1)) + ".tmp-";
@@ -181,32 +181,22 @@ bool Exists(const std::string& path) {
   return stat(path.c_str(), &info) == 0;
 }
 
-// Moves an unreadable db.vtx aside as db.vtx.broken-YYYYMMDD-HHMMSS (with
-// a counter if that name is taken) and returns the new path; empty when the
-// rename failed.
-std::string MoveBrokenFileAside(const std::string& path) {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char stamp[32];
-  std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
-  std::string target = path + ".broken-" + stamp;
-  for (int extra = 2; Exists(target) && extra < 100; ++extra)
-    target = path + ".broken-" + stamp + "-" + std::to_string(extra);
-  if (std::rename(path.c_str(), target.c_str()) != 0) {
-    DebugLog("LoadSongDatabase: cannot move %s aside", path.c_str());
-    return {};
-  }
-  return target;
-}
-
-std::string BrokenFileMessage(const std::string& path, const std::string& movedTo) {
-  std::string message = "The song database " + path + " could not be read";
+// What the user is told when db.vtx could not be used whole. `kept`
+// records were read from a damaged file; 0 when none could be.
+std::string BrokenFileMessage(const std::string& path, const std::string& movedTo,
+                              std::size_t kept) {
+  std::string message =
+      "The song database " + path + (kept ? " was damaged" : " could not be read");
   if (!movedTo.empty())
     message += ", so it was moved to " + movedTo + " and nothing in it was changed";
-  message +=
-      ". The program starts with an empty song database; tempos, gains and cue points are "
-      "learnt again as tracks are played.";
+  if (kept)
+    message += ". The " + std::to_string(kept) +
+               " tracks that could be read were kept; anything else is learnt again as tracks "
+               "are played.";
+  else
+    message +=
+        ". The program starts with an empty song database; tempos, gains and cue points are "
+        "learnt again as tracks are played.";
   if (Exists(path + ".bak")) message += " The copy from the save before is " + path + ".bak.";
   return message;
 }
@@ -219,6 +209,8 @@ const char* StatusText(SongFileStatus status) {
       return "XML not parsed successfully";
     case SongFileStatus::kWrongRoot:
       return "root node is NOT 'songdatabase'";
+    case SongFileStatus::kRefused:
+      return "refused";
     default:
       return "read";
   }
@@ -232,14 +224,22 @@ bool LoadSongDatabase(const std::string& path) {
   RemoveStaleTemporaries(path);
 
   auto loaded = std::make_unique<CZKSongDatabase>();
-  const SongFileStatus status = ReadSongDatabaseFile(
+  const SongFileResult result = ReadSongDatabaseFile(
       path, [&loaded](TZKSongRecord&& record) { loaded->Store(std::move(record)); });
   std::string message;
-  if (status != SongFileStatus::kLoaded) {
+  if (result.status == SongFileStatus::kLoaded && result.damaged > 0) {
+    // Keep what could be read; keep the damaged original for the user too,
+    // as the next save would replace it.
+    const std::string aside = MoveFileAside(path);
+    DebugLog("LoadSongDatabase: %s is damaged: %zu tracks read, %d damaged place%s skipped%s%s",
+             path.c_str(), loaded->Count(), result.damaged, result.damaged == 1 ? "" : "s",
+             aside.empty() ? "" : "; the original is kept as ", aside.c_str());
+    message = BrokenFileMessage(path, aside, loaded->Count());
+  } else if (result.status != SongFileStatus::kLoaded) {
     loaded->Clear();
-    if (status != SongFileStatus::kMissing) {
-      DebugLog("LoadSongDatabase: %s %s", path.c_str(), StatusText(status));
-      message = BrokenFileMessage(path, MoveBrokenFileAside(path));
+    if (result.status != SongFileStatus::kMissing) {
+      DebugLog("LoadSongDatabase: %s %s", path.c_str(), StatusText(result.status));
+      message = BrokenFileMessage(path, MoveFileAside(path), 0);
     }
   }
   {
@@ -251,7 +251,7 @@ bool LoadSongDatabase(const std::string& path) {
     if (!message.empty()) saveState.userMessage = message;
   }
   StartSaver();
-  return status == SongFileStatus::kLoaded;
+  return result.status == SongFileStatus::kLoaded;
 }
 
 bool SaveSongDatabase(const std::string& path) {

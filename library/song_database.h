@@ -11,9 +11,12 @@
 // Durability: db.vtx is only ever replaced whole (temporary file, flushed,
 // renamed; the previous file kept as db.vtx.bak). While the program runs, a
 // worker thread writes a snapshot of the table at most 30 s after the first
-// unsaved change, so a crash loses at most that much. A db.vtx that exists
-// but cannot be read is moved aside as db.vtx.broken-YYYYMMDD-HHMMSS before
-// anything replaces it, and TakeSongDatabaseMessage tells the user once.
+// unsaved change, so a crash loses at most that much. A db.vtx that is
+// damaged keeps every record that can be read; one that cannot be used
+// whole (damaged, refused as hostile or too large, or unreadable) is moved
+// aside as db.vtx.broken-YYYYMMDD-HHMMSS before anything replaces it, and
+// TakeSongDatabaseMessage tells the user once. A db.vtx that is a symbolic
+// link stays one: its target is read and written.
 //
 // Threads: every operation may be called from any thread but the audio
 // thread (the table has a reader-writer lock; it aborts on a real-time thread
@@ -28,8 +31,11 @@
 namespace vantaro {
 
 // Start-up: creates an empty table and fills it from `path` (db.vtx).
-// Returns false when the file is missing, unreadable, broken or not a song
-// database: the table then stays, empty (a broken file is moved aside).
+// Returns true when the file is a song database, even a damaged one (its
+// readable records are in the table, the file is moved aside and the count
+// of damaged places logged). Returns false when the file is missing,
+// unreadable, refused or not a song database: the table then stays, empty
+// (a file that exists is moved aside).
 // Also starts the periodic saver, which writes to `path`.
 bool LoadSongDatabase(const std::string& path);
 

@@ -1,8 +1,5 @@
 #include "library/song_database_file.h"
 
-#include <libxml/xmlreader.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -11,6 +8,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "base/xml_reader.h"
 #include "base/xml_text.h"
 
 namespace vantaro {
@@ -19,6 +17,7 @@ namespace {
 // The attributes a <song> may carry, as slots of one array.
 enum Slot {
   kName,
+  kNameBytes,
   kPgain,
   kBpm,
   kEql,
@@ -37,6 +36,7 @@ enum Slot {
 
 const std::unordered_map<std::string_view, int>& SlotOfName() {
   static const std::unordered_map<std::string_view, int> table{{"name", kName},
+                                                               {"name_bytes", kNameBytes},
                                                                {"pgain", kPgain},
                                                                {"bpm", kBpm},
                                                                {"eql", kEql},
@@ -98,67 +98,66 @@ float ParseFloat(const char* text) {
   return result.ec == std::errc() ? static_cast<float>(value) : 0.0f;
 }
 
-TZKSongRecord SongFromSlots(const std::array<const char*, kSlotCount>& slot) {
+using Slots = std::array<const std::string*, kSlotCount>;
+
+std::int32_t IntOr(const std::string* text, std::int32_t missing) {
+  return text ? ParseInt(text->c_str()) : missing;
+}
+
+float FloatOr(const std::string* text, float missing) {
+  return text ? ParseFloat(text->c_str()) : missing;
+}
+
+TZKSongRecord SongFromSlots(const Slots& slot) {
   TZKSongRecord record;
   for (auto& cue : record.cue) cue = 0;
-  if (slot[kName]) record.name = slot[kName];
+  record.name = XmlTextFromAttributes(slot[kName], slot[kNameBytes]);
   record.pgain_valid = slot[kPgain] ? 1 : 0;
-  record.pgain = slot[kPgain] ? ParseFloat(slot[kPgain]) : 0.0f;
-  record.bpm = slot[kBpm] ? ParseFloat(slot[kBpm]) : 0.0f;
-  record.eql = slot[kEql] ? ParseFloat(slot[kEql]) : 0.0f;
-  record.eqm = slot[kEqm] ? ParseFloat(slot[kEqm]) : 0.0f;
-  record.eqh = slot[kEqh] ? ParseFloat(slot[kEqh]) : 0.0f;
+  record.pgain = FloatOr(slot[kPgain], 0.0f);
+  record.bpm = FloatOr(slot[kBpm], 0.0f);
+  record.eql = FloatOr(slot[kEql], 0.0f);
+  record.eqm = FloatOr(slot[kEqm], 0.0f);
+  record.eqh = FloatOr(slot[kEqh], 0.0f);
 
-  record.duration_ms = slot[kDurationMs] ? ParseInt(slot[kDurationMs]) : 0;
+  record.duration_ms = IntOr(slot[kDurationMs], 0);
   if (record.duration_ms < 1) {
     // Files of older versions give whole seconds in `duration`.
     if (!slot[kDuration]) {
       record.duration_ms = -1;
     } else {
-      const std::int64_t seconds = ParseInt(slot[kDuration]);
+      const std::int64_t seconds = ParseInt(slot[kDuration]->c_str());
       record.duration_ms =
           seconds > 0 ? static_cast<std::int32_t>(std::min<std::int64_t>(seconds * 1000, INT32_MAX))
                       : static_cast<std::int32_t>(seconds);
     }
   }
-  const std::int32_t currentCue = slot[kCurrentCue] ? ParseInt(slot[kCurrentCue]) : 0;
+  const std::int32_t currentCue = IntOr(slot[kCurrentCue], 0);
   record.currentcue = (currentCue >= 1 && currentCue <= 20) ? currentCue - 1 : 0;
   for (int i = 0; i < TZKSongRecord::kCueCount; ++i) {
-    const std::int32_t cue = slot[kCue1 + i] ? ParseInt(slot[kCue1 + i]) : 0;
+    const std::int32_t cue = IntOr(slot[kCue1 + i], 0);
     record.cue[i] = cue < 0 ? 0 : cue;
   }
-  const std::int32_t cueIn = slot[kCueIn] ? ParseInt(slot[kCueIn]) : 0;
+  const std::int32_t cueIn = IntOr(slot[kCueIn], 0);
   record.cue_in = cueIn < 0 ? 0 : cueIn;
-  record.cue_out = slot[kCueOut] ? ParseInt(slot[kCueOut]) : -1;
+  record.cue_out = IntOr(slot[kCueOut], -1);
   for (int i = 0; i < TZKSongRecord::kLoopCount; ++i) {
-    const char* in = slot[kLoop1In + 2 * i];
-    const char* out = slot[kLoop1In + 2 * i + 1];
-    record.loop_in[i] = in ? ParseInt(in) : -1;
-    record.loop_out[i] = out ? ParseInt(out) : -1;
+    record.loop_in[i] = IntOr(slot[kLoop1In + 2 * i], -1);
+    record.loop_out[i] = IntOr(slot[kLoop1In + 2 * i + 1], -1);
   }
-  record.pitch_key = slot[kPitchKey] ? ParseInt(slot[kPitchKey]) : -1;
+  record.pitch_key = IntOr(slot[kPitchKey], -1);
   return record;
 }
 
-bool NameIs(xmlTextReaderPtr reader, const char* name) {
-  const xmlChar* current = xmlTextReaderConstName(reader);
-  return current && std::strcmp(reinterpret_cast<const char*>(current), name) == 0;
-}
-
-// Reads the attributes of the <song> element under the reader into slots.
-// The pointers stay valid until the reader moves on.
-void FillSlots(xmlTextReaderPtr reader, std::array<const char*, kSlotCount>& slot) {
+// The attributes of the element under the reader, by slot; the first of a
+// name counts. The pointers stay valid until the reader moves on.
+void FillSlots(const XmlReader& reader, Slots& slot) {
   slot.fill(nullptr);
   const auto& slotOfName = SlotOfName();
-  for (int more = xmlTextReaderMoveToFirstAttribute(reader); more == 1;
-       more = xmlTextReaderMoveToNextAttribute(reader)) {
-    const char* name = reinterpret_cast<const char*>(xmlTextReaderConstName(reader));
-    if (!name) continue;
-    const auto found = slotOfName.find(name);
-    if (found == slotOfName.end()) continue;
-    slot[found->second] = reinterpret_cast<const char*>(xmlTextReaderConstValue(reader));
+  for (int i = 0; i < reader.AttributeCount(); ++i) {
+    const auto found = slotOfName.find(reader.AttributeName(i));
+    if (found != slotOfName.end() && !slot[found->second])
+      slot[found->second] = &reader.AttributeValue(i);
   }
-  xmlTextReaderMoveToElement(reader);
 }
 
 void AppendInt(std::string& out, std::int64_t value) {
@@ -179,50 +178,46 @@ void AppendFloatAttribute(std::string& out, std::string_view name, float value) 
 
 }  // namespace
 
-TZKSongRecord SongFromAttributes(const SongAttributeLookup& attribute) {
-  std::array<const char*, kSlotCount> slot;
-  slot.fill(nullptr);
-  for (const auto& [name, index] : SlotOfName()) {
-    const std::string zeroTerminated(name);
-    slot[index] = attribute(zeroTerminated.c_str());
-  }
-  return SongFromSlots(slot);
-}
-
-SongFileStatus ReadSongDatabaseFile(const std::string& path,
+SongFileResult ReadSongDatabaseText(std::string_view text, const std::string& source,
                                     const std::function<void(TZKSongRecord&&)>& onSong) {
-  struct stat info;
-  if (stat(path.c_str(), &info) != 0) return SongFileStatus::kMissing;
-  xmlTextReaderPtr reader =
-      xmlReaderForFile(path.c_str(), nullptr,
-                       XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_HUGE);
-  if (!reader) return SongFileStatus::kUnreadable;
-
-  SongFileStatus status = SongFileStatus::kNotParsed;  // until a root is seen
-  std::array<const char*, kSlotCount> slot;
-  int step;
-  while ((step = xmlTextReaderRead(reader)) == 1) {
-    if (xmlTextReaderNodeType(reader) != XML_READER_TYPE_ELEMENT) continue;
-    const int depth = xmlTextReaderDepth(reader);
-    if (depth == 0) {
-      if (!NameIs(reader, "songdatabase")) {
-        status = SongFileStatus::kWrongRoot;
-        break;
-      }
-      status = SongFileStatus::kLoaded;
-    } else if (depth == 1 && NameIs(reader, "song")) {
+  XmlReader reader(text, source);
+  SongFileResult result;  // not parsed until a root is seen
+  Slots slot;
+  while (reader.Next()) {
+    if (reader.IsRoot()) {
+      if (reader.Name() != "songdatabase") return {SongFileStatus::kWrongRoot, 0};
+      result.status = SongFileStatus::kLoaded;
+    } else if (reader.Name() == "song") {
       FillSlots(reader, slot);
-      if (!slot[kName]) continue;  // a song without a name is dropped
-      onSong(SongFromSlots(slot));
+      TZKSongRecord record = SongFromSlots(slot);
+      if (!record.name.empty()) onSong(std::move(record));  // a song without a name is dropped
     }
   }
-  if (step < 0) status = SongFileStatus::kNotParsed;
-  xmlFreeTextReader(reader);
-  return status;
+  if (reader.Refused()) return {SongFileStatus::kRefused, 0};
+  result.damaged = reader.Damaged();
+  return result;
+}
+
+SongFileResult ReadSongDatabaseFile(const std::string& path,
+                                    const std::function<void(TZKSongRecord&&)>& onSong) {
+  std::string text;
+  switch (ReadXmlFile(path, XmlFileKind::kSongDatabase, text)) {
+    case XmlFileStatus::kRead:
+      return ReadSongDatabaseText(text, path, onSong);
+    case XmlFileStatus::kMissing:
+      return {SongFileStatus::kMissing, 0};
+    case XmlFileStatus::kUnreadable:
+      return {SongFileStatus::kUnreadable, 0};
+    case XmlFileStatus::kRefused:
+      break;
+  }
+  return {SongFileStatus::kRefused, 0};
 }
 
 void AppendSongLine(std::string& out, const TZKSongRecord& record) {
-  out.append("<song name=\"").append(EscapeXmlText(record.name)).append("\" ");
+  out.append("<song ");
+  AppendXmlTextAttribute(out, "name", record.name);
+  out += ' ';
   AppendFloatAttribute(out, "bpm", record.bpm);
   AppendAttribute(out, "duration_ms", record.duration_ms);
   if (record.pgain_valid) AppendFloatAttribute(out, "pgain", record.pgain);

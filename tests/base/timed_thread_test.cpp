@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "base/thread_priority.h"
@@ -25,50 +24,36 @@ bool WaitFor(F done) {
   return done();
 }
 
-TEST(TimedThread, RunsEveryPeriodWithoutWakes) {
-  TimedThread thread("test-period", 5, kPriorityNormal, [] {});
-  ASSERT_TRUE(thread.Start());
-  EXPECT_TRUE(WaitFor([&] { return thread.Runs() >= 5; }));
-  thread.Stop();
-}
-
 TEST(TimedThread, WakeRunsTheRoutineAtOnceAndCoalesces) {
-  std::mutex mutex;
-  std::condition_variable released;
-  bool release = false;
-  bool blockNext = true;
+  std::atomic<bool> release{false};
   // Period of an hour: any run seen here came from a wake.
   TimedThread thread("test-wake", 3600 * 1000, kPriorityNormal, [&] {
-    std::unique_lock<std::mutex> lock(mutex);
-    if (blockNext) released.wait(lock, [&] { return release; });
-    blockNext = false;
+    while (!release) std::this_thread::sleep_for(1ms);
   });
   ASSERT_TRUE(thread.Start());
   thread.Wake();
-  // The first run is now blocked inside the routine; ten wakes meanwhile
-  // set the one auto-reset event.
+  // The first run is now held inside the routine; ten wakes meanwhile set
+  // the one auto-reset event.
   std::this_thread::sleep_for(50ms);
   for (int i = 0; i < 10; ++i) thread.Wake();
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    release = true;
-  }
-  released.notify_all();
+  release = true;
   EXPECT_TRUE(WaitFor([&] { return thread.Runs() == 2; }));
   std::this_thread::sleep_for(200ms);
   EXPECT_EQ(thread.Runs(), 2) << "ten wakes during one run give one more run, not ten";
   thread.Stop();
 }
 
-TEST(TimedThread, StopJoinsAfterTheRunInFlightAndIsIdempotent) {
-  std::atomic<bool> inside{false};
-  std::atomic<bool> finished{false};
+TEST(TimedThread, RunsEveryPeriodAndStopJoinsTheRunInFlight) {
+  std::atomic<bool> slow{false}, inside{false}, finished{false};
   TimedThread thread("test-stop", 1, kPriorityNormal, [&] {
+    if (!slow) return;
     inside = true;
     std::this_thread::sleep_for(100ms);
     finished = true;
   });
   ASSERT_TRUE(thread.Start());
+  EXPECT_TRUE(WaitFor([&] { return thread.Runs() >= 5; })) << "runs every period without wakes";
+  slow = true;
   ASSERT_TRUE(WaitFor([&] { return inside.load(); }));
   thread.Stop();
   EXPECT_TRUE(finished) << "Stop returned before the routine in flight ended";
@@ -79,16 +64,6 @@ TEST(TimedThread, StopJoinsAfterTheRunInFlightAndIsIdempotent) {
   thread.Stop();
   EXPECT_TRUE(thread.Start()) << "a stopped thread can start again";
   thread.Stop();
-}
-
-TEST(ThreadPriority, ScaleMapsToNiceValues) {
-  EXPECT_EQ(NiceForPriority(kPriorityIdle), 19);
-  EXPECT_EQ(NiceForPriority(kPriorityLowest), 10);
-  EXPECT_EQ(NiceForPriority(kPriorityBelowNormal), 5);
-  EXPECT_EQ(NiceForPriority(kPriorityNormal), 0);
-  EXPECT_EQ(NiceForPriority(kPriorityAboveNormal), -5);
-  EXPECT_EQ(NiceForPriority(-3), 19) << "below the scale clamps to idle";
-  EXPECT_EQ(NiceForPriority(99), -5) << "above the scale clamps to time critical";
   // Lowering a thread's priority is always allowed.
   std::thread([] { EXPECT_TRUE(SetCurrentThreadPriority(kPriorityIdle)); }).join();
 }

@@ -1,5 +1,7 @@
+// What a deck takes from and gives back to its track's record.
 #include "library/deck_song_memory.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "library/song_database.h"
@@ -9,133 +11,79 @@ namespace vantaro {
 namespace {
 
 using test::SongDatabaseTest;
-
-TZKSongRecord Remembered() {
-  TZKSongRecord record;
-  record.name = "Anthem.mp3";
-  record.bpm = 128;
-  record.currentcue = 4;
-  record.cue[0] = 1000;
-  record.cue[9] = 9000;
-  record.cue_in = 500;
-  record.cue_out = 0;  // none: the deck keeps its own
-  record.loop_in[2] = 2000;
-  record.loop_out[2] = 4000;
-  record.pitch_key = 30;
-  return record;
-}
+using testing::ElementsAre;
 
 TEST_F(SongDatabaseTest, DeckLoadRestoresWhatTheLastUnloadStored) {
   ASSERT_FALSE(LoadSongDatabase(path));
-  ASSERT_TRUE(StoreSong(Remembered()));
-
+  // Cues, a loop, a cue-in but no cue-out, and a key out of range.
+  // clang-format off
+  const TZKSongRecord remembered{"Anthem.mp3", 0, 30, 128, 0, 0, 0, 0, 0, 4,
+                                 {1000, 0, 0, 0, 0, 0, 0, 0, 0, 9000}, 500, 0,
+                                 {-1, -1, 2000, -1, -1}, {-1, -1, 4000, -1, -1}};
+  // clang-format on
+  ASSERT_TRUE(StoreSong(remembered));
   DeckCueState deck;
   deck.cueOut = 777;  // the deck's own end, kept when the record has none
   TZKSongRecord live;
   ASSERT_TRUE(RestoreDeckFromDatabase("/other/folder/Anthem.mp3", live, deck));
-  EXPECT_EQ(live, Remembered());
-  EXPECT_EQ(deck.cue[0], 1000);
-  EXPECT_EQ(deck.cue[9], 9000);
-  EXPECT_EQ(deck.currentCue, 4);
-  EXPECT_EQ(deck.cueIn, 500);
-  EXPECT_EQ(deck.cueOut, 777);
-  EXPECT_EQ(deck.loopIn[2], 2000);
-  EXPECT_EQ(deck.loopOut[2], 4000);
-  EXPECT_EQ(deck.loopIn[0], -1);
+  EXPECT_EQ(live, remembered);
+  const int restored[] = {deck.cue[0], deck.cue[9],    deck.currentCue, deck.cueIn,
+                          deck.cueOut, deck.loopIn[2], deck.loopOut[2], deck.loopIn[0]};
+  EXPECT_THAT(restored, ElementsAre(1000, 9000, 4, 500, 777, 2000, 4000, -1));
 
   // The DJ edits, then unloads.
   deck.cue[1] = 3000;
   deck.currentCue = 12;  // out of range: stored as 0
   deck.cueOut = 5000000;
-  deck.loopIn[2] = -1;
-  deck.loopOut[2] = -1;
+  deck.loopIn[2] = deck.loopOut[2] = -1;
   ASSERT_TRUE(StoreDeckToDatabase(live, deck, 44100LL * 200));
-  TZKSongRecord stored;
-  ASSERT_TRUE(FindSong("Anthem.mp3", stored));
-  EXPECT_EQ(stored.cue[1], 3000);
-  EXPECT_EQ(stored.currentcue, 0);
-  EXPECT_EQ(stored.cue_out, 5000000);
-  EXPECT_EQ(stored.loop_in[2], -1);
-  EXPECT_EQ(stored.duration_ms, 200000);
-  EXPECT_EQ(stored.pitch_key, 0) << "a key outside 0..24 is cleared";
-  EXPECT_EQ(stored.bpm, 128) << "fields the deck does not own are kept";
+  const TZKSongRecord stored = Find("Anthem.mp3");
+  const int kept[] = {stored.cue[1],      stored.currentcue, stored.cue_out, stored.loop_in[2],
+                      stored.duration_ms, stored.pitch_key,  int(stored.bpm)};
+  EXPECT_THAT(kept, ElementsAre(3000, 0, 5000000, -1, 200000, 0, 128))
+      << "a key outside 0..24 is cleared; fields the deck does not own are kept";
 
-  // And it survives a restart.
-  ASSERT_TRUE(SaveSongDatabase(path));
-  ASSERT_TRUE(LoadSongDatabase(path));
-  DeckCueState fresh;
-  TZKSongRecord again;
-  ASSERT_TRUE(RestoreDeckFromDatabase("/music/Anthem.mp3", again, fresh));
-  EXPECT_EQ(fresh.cue[1], 3000);
-  EXPECT_EQ(fresh.cueOut, 5000000);
-}
-
-TEST_F(SongDatabaseTest, DeckLoadOfAnUnknownTrackStartsANewRecord) {
-  ASSERT_FALSE(LoadSongDatabase(path));
-  DeckCueState deck;
+  // An unknown track: a new record, the deck left alone, nothing stored yet.
   deck.cue[0] = 42;
-  TZKSongRecord live;
-  live.bpm = 99;
   EXPECT_FALSE(RestoreDeckFromDatabase("/music/New Tune.ogg", live, deck));
   EXPECT_EQ(live.name, "New Tune.ogg");
-  EXPECT_EQ(live.bpm, 0);
-  EXPECT_EQ(deck.cue[0], 42) << "the deck is left alone";
-  EXPECT_EQ(SongCount(), 0u) << "nothing is stored before the unload";
-
+  EXPECT_TRUE(live.bpm == 0 && live.loop_in[2] == -1) << "a new record's values";
+  EXPECT_EQ(deck.cue[0], 42);
+  EXPECT_EQ(SongCount(), 1u);
   live.pitch_key = -1;
-  EXPECT_TRUE(StoreDeckToDatabase(live, deck, 441));
-  TZKSongRecord stored;
-  ASSERT_TRUE(FindSong("New Tune.ogg", stored));
-  EXPECT_EQ(stored.cue[0], 42);
-  EXPECT_EQ(stored.duration_ms, 10);
-  EXPECT_EQ(stored.pitch_key, 0);
+  ASSERT_TRUE(StoreDeckToDatabase(live, deck, 441));
+  EXPECT_EQ(Find("New Tune.ogg").pitch_key, 0) << "below 0 is outside too";
 }
 
-TEST(DeckSongMemory, EqualiserIsNotedOnlyForLoadedTracksAndRealChanges) {
+TEST(DeckSongMemory, EqualiserAndGainAreRememberedByTheirRules) {
   TZKSongRecord live;
   NoteDeckEqualiser(live, /*trackLoaded=*/false, 1, 2, 3);
-  EXPECT_EQ(live.eql + live.eqm + live.eqh, 0);
-  NoteDeckEqualiser(live, true, 0.5f, -100, -99.5f);
-  EXPECT_EQ(live.eql, 0.5f);
-  EXPECT_EQ(live.eqm, 0) << "-100 means the band did not change";
-  EXPECT_EQ(live.eqh, -99.5f);
+  NoteDeckEqualiser(live, true, -3, -100, -99.5f);  // -100: the band did not change
+  float eq[3];
+  RememberedEqualiser(live, eq[0], eq[1], eq[2]);
+  EXPECT_THAT(eq, ElementsAre(-1, 0, -99.5f / 3)) << "a cut comes back a third as deep";
 
-  float low, mid, high;
-  live.eql = -3;
-  live.eqm = 0;
-  live.eqh = 1.5f;
-  RememberedEqualiser(live, low, mid, high);
-  EXPECT_FLOAT_EQ(low, -1) << "a cut comes back a third as deep";
-  EXPECT_EQ(mid, 0);
-  EXPECT_EQ(high, 1.5f);
-}
-
-TEST(DeckSongMemory, AutomaticGainNeedsAMeasuredGain) {
-  TZKSongRecord record;
-  record.pgain = -3.26f;
   int value = 12345;
-  EXPECT_FALSE(AutoGainControlValue(record, 0, value));
+  live.pgain = -3.26f;
+  EXPECT_FALSE(AutoGainControlValue(live, 0, value)) << "no measured gain";
   EXPECT_EQ(value, 12345);
-  record.pgain_valid = 1;
-  ASSERT_TRUE(AutoGainControlValue(record, 0, value));
-  EXPECT_EQ(value, 42);  // (-3.26 + 7.5) * 10 = 42.4
-  ASSERT_TRUE(AutoGainControlValue(record, -2, value));
-  EXPECT_EQ(value, 22);  // 22.4
-  record.pgain = -9.56f;
-  ASSERT_TRUE(AutoGainControlValue(record, 0, value));
-  EXPECT_EQ(value, -21);  // -20.6
+  live.pgain_valid = 1;
+  // (-3.26 + 7.5) * 10 = 42.4; (-9.56 + 7.5 - 2) * 10 = -40.6
+  for (auto [gain, reference, control] : {std::tuple{-3.26f, 0.0f, 42}, {-9.56f, -2.0f, -41}}) {
+    live.pgain = gain;
+    ASSERT_TRUE(AutoGainControlValue(live, reference, value));
+    EXPECT_EQ(value, control) << gain << " " << reference;
+  }
 }
 
 TEST_F(SongDatabaseTest, TrackNeedsAnalysisUntilTempoAndStripeAreKnown) {
   ASSERT_FALSE(LoadSongDatabase(path));
   const std::string stripes = dir.Path() + "/";
   EXPECT_TRUE(SongNeedsAnalysis("/music/Beat.wav", stripes)) << "no record";
-  TZKSongRecord record = test::Song("Beat.wav", 10);
-  StoreSong(record);
+  StoreSong(test::Song("Beat.wav", 10));
   test::WriteFile(stripes + "Beat.wav.vs2", "stripe");
   EXPECT_TRUE(SongNeedsAnalysis("/music/Beat.wav", stripes)) << "10 BPM is not a tempo";
-  record.bpm = 10.5f;
-  StoreSong(record);
+  StoreSong(test::Song("Beat.wav", 10.5f));
   EXPECT_FALSE(SongNeedsAnalysis("/elsewhere/Beat.wav", stripes));
   std::remove((stripes + "Beat.wav.vs2").c_str());
   EXPECT_TRUE(SongNeedsAnalysis("/music/Beat.wav", stripes)) << "no stripe file";

@@ -5,11 +5,23 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include <algorithm>
+#include <filesystem>
 
 #include "library/song_database.h"
+#include "library/song_database_file.h"
 #include "tests/support/test_support.h"
+
+namespace vantaro {
+
+// What GoogleTest shows of a record that differs: the file line it makes.
+inline void PrintTo(const TZKSongRecord& record, std::ostream* out) {
+  std::string line;
+  AppendSongLine(line, record);
+  *out << testing::PrintToString(line);
+}
+
+}  // namespace vantaro
 
 namespace vantaro::test {
 
@@ -22,10 +34,18 @@ inline std::string DbFileWith(const std::vector<std::string>& songLines) {
 }
 
 inline TZKSongRecord Song(const std::string& name, float bpm) {
-  TZKSongRecord record;
-  record.name = name;
-  record.bpm = bpm;
-  return record;
+  return {name, 0, 0, bpm};
+}
+
+// Paths of the files in `folder` whose names start with `prefix`, sorted.
+inline std::vector<std::string> FilesStartingWith(const std::string& folder,
+                                                  const std::string& prefix) {
+  std::vector<std::string> found;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    if (entry.path().filename().string().rfind(prefix, 0) == 0)
+      found.push_back(entry.path().string());
+  std::sort(found.begin(), found.end());
+  return found;
 }
 
 class SongDatabaseTest : public testing::Test {
@@ -34,16 +54,6 @@ class SongDatabaseTest : public testing::Test {
     SaveSongDatabase(dir.File("teardown.vtx"));
     SetSongDatabaseSaveDelayMs(28000);
     TakeSongDatabaseMessage();
-  }
-  // Writes `songLines` as db.vtx and loads it; returns LoadSongDatabase's result.
-  bool LoadLines(const std::vector<std::string>& songLines) {
-    WriteFile(path, DbFileWith(songLines));
-    return LoadSongDatabase(path);
-  }
-  // Saves the table to db.vtx (destroying it) and returns the file.
-  std::string SaveAndRead() {
-    EXPECT_TRUE(SaveSongDatabase(path));
-    return ReadFile(path);
   }
   TZKSongRecord Find(const std::string& key) {
     TZKSongRecord record;
