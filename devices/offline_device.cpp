@@ -4,14 +4,10 @@
 #include <cmath>
 
 #include "base/realtime.h"
-#include "codecs/codec_set.h"
 #include "engine/audio_render.h"
 
 namespace vantaro {
-namespace {
-// The id the recorder gives its WAV writer.
-constexpr int kWavWriterCodecId = 100;
-}  // namespace
+
 std::int16_t FloatToDevice16(float sample) {
   const float scaled = std::nearbyint(sample * 32000.0f);
   return static_cast<std::int16_t>(std::clamp(scaled, -32768.0f, 32767.0f));
@@ -46,22 +42,6 @@ std::vector<float> OfflineDevice::RenderToMemory(long totalFrames) {
     out.insert(out.end(), block, block + static_cast<std::size_t>(frames) * channels);
   });
   return out;
-}
-
-bool OfflineDevice::RenderToWav(long totalFrames, const std::string& path) {
-  // Written through the program's own WAV writer, as a recording would be.
-  CCodecSet writer(kWavWriterCodecId);
-  TCodecFormat format{44100, channels_, 16, 16, 0, 0};
-  if (!writer.Open(path, format, kCodecWrite, blockFrames_)) return false;
-  std::vector<std::int16_t> samples;
-  bool written = true;
-  Run(totalFrames, [&](const float* block, int frames, int channels) {
-    samples.resize(static_cast<std::size_t>(frames) * channels);
-    for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = FloatToDevice16(block[i]);
-    if (written && writer.PutSamples(samples.data(), frames) != frames) written = false;
-  });
-  writer.Close();
-  return written;
 }
 
 }  // namespace vantaro

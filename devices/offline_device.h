@@ -1,18 +1,15 @@
 #pragma once
 // OfflineDevice: a sound-card stand-in that pulls RenderDeviceBlock in
 // blocks, exactly as a device's callback thread would, and hands each block
-// to a sink: memory, or a 16-bit WAV file converted as a real device does
-// (times 32000, rounded, clipped). Tests and offline renders use it; the
-// real device layer calls the same routine.
+// to a sink (memory, for tests and benchmarks). The real device layer calls
+// the same routine and converts as FloatToDevice16 does.
 //
 // Threads: Run blocks the calling thread for the whole render; each render
 // call runs inside a RealtimeScope, so a callback that allocates or locks
 // aborts in checked builds.
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
-#include <string>
 #include <vector>
 
 namespace vantaro {
@@ -34,10 +31,6 @@ class OfflineDevice {
 
   // Convenience: renders into memory, interleaved, `channels` per frame.
   std::vector<float> RenderToMemory(long totalFrames);
-
-  // Renders into a 16-bit PCM WAV at 44100 Hz. Returns false when the file
-  // cannot be written.
-  bool RenderToWav(long totalFrames, const std::string& path);
 
   int BlockFrames() const { return blockFrames_; }
   int Channels() const { return channels_; }

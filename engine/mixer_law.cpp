@@ -6,16 +6,6 @@
 
 namespace vantaro {
 
-double FastLog10(float x) {
-  std::uint32_t bits;
-  std::memcpy(&bits, &x, sizeof bits);
-  const int exponent = static_cast<int>((bits >> 23) & 0xff);
-  const double mantissa = 1.0 + static_cast<double>(bits & 0x7fffff) / 8388608.0;
-  // m * (2 - m / 3) - 2 / 3 written as (6m - m^2 - 2) / 3, which is exact
-  // at m = 1 and m = 2: powers of two give whole numbers before the divisor.
-  return (exponent - 128 + (6.0 * mantissa - mantissa * mantissa - 2.0) / 3.0) / 3.3125;
-}
-
 double DbToLinear(double db) {
   return db <= kSilenceDbLimit ? 0.0 : std::pow(10.0, db * 0.05);
 }

@@ -3,6 +3,8 @@
 // display and meter uses, and the fader and crossfader laws on a step scale.
 // Pure functions, real-time safe.
 
+#include "base/fast_log.h"
+
 namespace vantaro {
 
 // dB at or below this give linear 0.
@@ -13,11 +15,6 @@ constexpr double kSilenceDb = -318.7;
 constexpr double kOffDb = -320.0;
 // A meter's reading of a bus with no signal energy: kSilenceDb * 0.5.
 constexpr double kMeterFloorDb = -159.35;
-
-// Cheap log10 from the float's exponent byte and a quadratic fit of the
-// mantissa; exact at powers of two up to the 3.3125 divisor. Meters are
-// defined with it, not with a real logarithm.
-double FastLog10(float x);
 
 double DbToLinear(double db);
 // 20 * FastLog10(x), or kSilenceDb when x is not above 0.

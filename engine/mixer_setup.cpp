@@ -1,6 +1,6 @@
 #include "engine/mixer_setup.h"
 
-#include <cstdio>
+#include <filesystem>
 #include <new>
 #include <type_traits>
 
@@ -99,10 +99,10 @@ int LoadMixerEffectFiles(MixerRig& rig, const std::string& folder) {
       rig.brokenFile[i] = false;
     } else {
       // LoadEffectChainFile is quiet about a missing file only; anything
-      // else it refused is broken.
-      FILE* probe = std::fopen(path.c_str(), "rb");
-      rig.brokenFile[i] = probe != nullptr;
-      if (probe) std::fclose(probe);
+      // else it refused is broken. (Looked up, never opened: a FIFO in its
+      // place must not hold up start-up.)
+      std::error_code error;
+      rig.brokenFile[i] = std::filesystem::exists(path, error);
     }
   }
   return loaded;
