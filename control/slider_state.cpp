@@ -118,7 +118,7 @@ bool SliderState::TurnKnob(int y) {
 
 bool SliderState::Press(const ControlEvent& event) {
   if (event.button != kButtonLeft && event.button != kButtonRight) return false;
-  if (Dragging()) return false;
+  if (Dragging() || EmptyRange()) return false;
   changedInGesture_ = false;
   if (shape_.knob) {
     if (event.button == kButtonRight) {
