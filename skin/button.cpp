@@ -112,7 +112,7 @@ void CZKButton::DrawLabel() {
 }
 
 void CZKButton::ShowEngineValue(int value) {
-  if (state_.Pressed() || state_.Switched() == (value != 0)) return;
+  if (state_.Switched() == (value != 0)) return;
   state_.SetSwitched(value != 0, true);
   Redraw();
 }
