@@ -51,6 +51,9 @@ ZKCustomControl::ZKCustomControl(wxWindow* parent, int controlId, int deck)
 }
 
 ZKCustomControl::~ZKCustomControl() {
+  // The table must not point at a control its window took down.
+  ControlTable& table = TheControlTable();
+  if (table.Find(controlId, deck) == this) table.Set(controlId, deck, nullptr);
   ClearLearnTargetIf({controlId, deck});
   if (HasCapture()) ReleaseMouse();
 }

@@ -38,13 +38,13 @@ bool SameSettings(const Settings& a, const Settings& b) {
 // which no value equals its default or any other value. `opengl` keeps its
 // default: it is written but never read back.
 std::string DistinctElements() {
-  const char* keys[] = {"skinf1", "audio0", "audio1", "audmod", "nvideo", "naudio", "latncy",
-                        "ptchrg", "maxram", "fltmod", "cfcurv", "bmatch", "jscrat", "hqtime",
-                        "resetd", "rmbreq", "apgain", "mixlst", "histry", "evideo", "opengl",
-                        "vidhqm", "videof", "videox", "videoy", "videow", "videoh", "remain",
-                        "extmix", "dsblcf", "mixtim", "alimit", "random", "keylk0", "keylk1",
-                        "mixaut", "revmmo", "slowrt", "ptchjw", "usecup", "usedim", "disacu",
-                        "sampv1", "sampp1", "sampit", "tctype", "dhints"};
+  const char* keys[] = {"skinf1", "langf1", "audio0", "audio1", "audmod", "nvideo", "naudio",
+                        "latncy", "ptchrg", "maxram", "fltmod", "cfcurv", "bmatch", "jscrat",
+                        "hqtime", "resetd", "rmbreq", "apgain", "mixlst", "histry", "evideo",
+                        "opengl", "vidhqm", "videof", "videox", "videoy", "videow", "videoh",
+                        "remain", "extmix", "dsblcf", "mixtim", "alimit", "random", "keylk0",
+                        "keylk1", "mixaut", "revmmo", "slowrt", "ptchjw", "usecup", "usedim",
+                        "disacu", "sampv1", "sampp1", "sampit", "tctype", "dhints"};
   auto line = [](const std::string& key, const std::string& value, bool text) {
     return "<setting name=\"" + key + "\" value=\"" + EscapeXmlText(value) + "\" type=\"" +
            (text ? "1" : "0") + "\" />\n";
@@ -52,7 +52,7 @@ std::string DistinctElements() {
   std::string out;
   int next = 1000;
   for (const std::string key : keys) {
-    const bool text = key == "skinf1" || key.rfind("audio", 0) == 0;
+    const bool text = key == "skinf1" || key == "langf1" || key.rfind("audio", 0) == 0;
     const std::string value = text              ? "/" + key + "/a & b \"quoted\" 'x' <y>"
                               : key == "opengl" ? std::to_string(Settings{}.opengl)
                               : key == "videox" ? "-40"  // a window left of the screen
