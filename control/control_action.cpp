@@ -462,19 +462,11 @@ int FindControlAction(const char* name) {
 
 const ActionIds& Actions() {
   static const ActionIds ids = {
-      FindControlAction("deck_play_pause"), FindControlAction("deck_bend_down"),
-      FindControlAction("deck_bend_up"),    FindControlAction("deck_brake"),
-      FindControlAction("deck_reverse"),    FindControlAction("deck_reset_pitch"),
-      FindControlAction("deck_kill_low"),   FindControlAction("deck_kill_mid"),
-      FindControlAction("deck_kill_high"),  FindControlAction("deck_monitor"),
-      FindControlAction("deck_volume"),     FindControlAction("deck_pitch"),
-      FindControlAction("deck_eq_low"),     FindControlAction("deck_eq_mid"),
-      FindControlAction("deck_eq_high"),    FindControlAction("deck_cutoff_filter"),
-      FindControlAction("deck_gain"),       FindControlAction("crossfader"),
-      FindControlAction("master_gain"),     FindControlAction("monitor_gain"),
-      FindControlAction("cue_pfl_mix"),     FindControlAction("talkover"),
-      FindControlAction("learn"),           FindControlAction("playlist"),
-      FindControlAction("browser"),         FindControlAction("kv_playlist"),
+      FindControlAction("deck_play_pause"), FindControlAction("deck_brake"),
+      FindControlAction("deck_reverse"),    FindControlAction("deck_kill_low"),
+      FindControlAction("deck_kill_mid"),   FindControlAction("deck_kill_high"),
+      FindControlAction("deck_monitor"),    FindControlAction("deck_volume"),
+      FindControlAction("talkover"),        FindControlAction("learn"),
   };
   return ids;
 }

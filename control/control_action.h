@@ -67,11 +67,8 @@ inline bool IsValidAction(int id) {
 
 // Ids of the rows the program's own code names.
 struct ActionIds {
-  int deckPlayPause, deckBendDown, deckBendUp, deckBrake, deckReverse, deckResetPitch;
-  int deckKillLow, deckKillMid, deckKillHigh, deckMonitor;
-  int deckVolume, deckPitch, deckEqLow, deckEqMid, deckEqHigh, deckCutoffFilter, deckGain;
-  int crossfader, masterGain, monitorGain, cuePflMix, talkover, learn;
-  int playlist, browser, kvPlaylist;
+  int deckPlayPause, deckBrake, deckReverse, deckKillLow, deckKillMid, deckKillHigh;
+  int deckMonitor, deckVolume, talkover, learn;
 };
 const ActionIds& Actions();
 

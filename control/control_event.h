@@ -120,8 +120,7 @@ class ControlTarget {
   // Shows a state the engine holds without calling any callback: a switch's
   // state, a slider's position. Ignored while the user holds the control.
   virtual void ShowEngineValue(int value) = 0;
-  virtual int Identifier() const = 0;  // action id (built-in) or skin slot
-  virtual int Deck() const = 0;        // 0, 1, or -1 for none
+  virtual int Deck() const = 0;  // 0, 1, or -1 for none
 };
 
 // Delivers `event` to `control` as every caller outside the control must: a

@@ -31,7 +31,6 @@ class CZKButton : public ZKCustomControl {
   void SetLabel(const wxString& label) override;
   wxString GetLabel() const override { return label_; }
   const ButtonState& State() const { return state_; }
-  bool ShowsLabel() const { return showLabel_; }
 
  private:
   // Picture position and colours of one look.

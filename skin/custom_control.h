@@ -55,7 +55,6 @@ class ZKCustomControl : public wxControl, public ControlTarget {
   void SetCallbacks(const ControlCallbacks& callbacks) override { wiring.callbacks = callbacks; }
   void SetRange(int, int) override {}
   void ShowEngineValue(int) override {}
-  int Identifier() const override { return controlId; }
   int Deck() const override { return deck; }
 
   // DrawControl, then Refresh(false); nothing before the control is ready.
@@ -63,8 +62,6 @@ class ZKCustomControl : public wxControl, public ControlTarget {
   // The learn target is this control.
   bool LearnFocused() const;
   bool HasBackBuffer() const { return backDC_ != nullptr; }
-  // The back buffer (tests and the benchmark read it); null without one.
-  wxMemoryDC* BackBuffer() { return backDC_.get(); }
 
   bool AcceptsFocus() const override { return true; }
   bool AcceptsFocusFromKeyboard() const override { return false; }

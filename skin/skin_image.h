@@ -38,7 +38,6 @@ class SkinImage {
   // The shared context, or null while there is no picture.
   wxMemoryDC* Source();
   int Width() const { return bitmap_.IsOk() ? bitmap_.GetWidth() : 0; }
-  int Height() const { return bitmap_.IsOk() ? bitmap_.GetHeight() : 0; }
 
  private:
   SkinImage() = default;
