@@ -4,6 +4,7 @@
 
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_controls.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
 #include "base/debug_log.h"
@@ -61,7 +62,9 @@ void RunCloseRoutine() {
   program.mainWindow = nullptr;
   DebugLog("close 3: timed threads stopped (background, jog, screen) after %ld ticks",
            program.ticksRun);
-  // Audio stops before the engine objects it renders are deleted.
+  // Audio stops before the engine objects it renders are deleted, and the
+  // controls let go of them first.
+  DisconnectControlsFromEngine();
   CloseAudio(true);
   DebugLog("close 4: analysis and audio output stopped");
   const int chains = SaveMixerEffectChains(program.mixerRig, program.folders.settings);

@@ -10,15 +10,16 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "app/fallback_text.h"
 #include "app/memory_sizing.h"
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_controls.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
 #include "base/debug_log.h"
 #include "base/thread_priority.h"
 #include "codecs/unpacked_archive.h"
+#include "control/language.h"
 #include "devices/output_devices.h"
 #include "effects/processor_features.h"
 #include "engine/audio_render.h"
@@ -101,13 +102,14 @@ void WireTheMixer() {
   // The preview player and the eight samplers are added when they exist.
   WireMixer(program.mixerRig, nullptr, nullptr, 0);
   TheAudioRenderer().mix = program.mixerRig.mixer.get();
-  DebugLog("init 10: mixer wired");
+  ConnectControlsToEngine(program);
+  DebugLog("init 10: mixer wired, controls connected");
 }
 
 void EnumerateOutputDevices() {
   const int devices = EnumerateOutputs();
   DebugLog("init 12: %d output devices", devices);
-  if (devices == 0) ShowMessage(FallbackText(kTextNoAudioDevice));
+  if (devices == 0) ShowMessage(wxString::FromUTF8(Text(txt_no_audio)));
 }
 
 void ReadSettings() {
@@ -117,6 +119,7 @@ void ReadSettings() {
                                          ? "absent: defaults"
                                          : "unusable: defaults");
   if (CMixer* mixer = TheProgram().mixerRig.mixer.get()) mixer->ApplySettings(TheEngineSettings());
+  ApplyControlSettings();
   DebugLog("init 14: settings applied, deck RAM allowance %u KB",
            TheEngineSettings().availKB.load());
 }
@@ -133,7 +136,8 @@ void OpenAudioOutput() {
   settings.audio1 = selection.secondDevice >= 0 ? GetDeviceName(selection.secondDevice) : "";
   // Saved as normal mode, so the reason is given once, when the window is up.
   if (selection.multichannelUnavailable)
-    wxTheApp->CallAfter([] { ShowMessage(FallbackText(kTextMultichannelUnavailable)); });
+    wxTheApp->CallAfter(
+        [] { ShowMessage(wxString::FromUTF8(Text(txt_multichannel_unavailable))); });
   DebugLog("init 16: audio output %s on \"%s\", mode %d, latency %d frames",
            opened ? "open" : "not open", settings.audio0.c_str(), settings.audmod,
            GetLatencyFrames());
@@ -193,14 +197,14 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   StartImageToolkit(mainWindow);                          // 4
   std::srand(static_cast<unsigned>(std::time(nullptr)));  // 5
   if (!ScreenIsLargeEnough()) {                           // 6
-    ShowMessage(FallbackText(kTextScreenTooSmall));
+    ShowMessage(wxString::FromUTF8(Text(txt_screenres_low)));
     TheProgram().mainWindow = nullptr;
     return false;
   }
   LoadDatabaseAndQuietScreenSaver();  // 7
-  // 8  action and control tables
-  CreateAudioObjects();  // 9
-  WireTheMixer();        // 10
+  WireControls();                     // 8
+  CreateAudioObjects();               // 9
+  WireTheMixer();                     // 10
   // 11 effect ranges to the control tables
   EnumerateOutputDevices();  // 12
   ReadSettings();            // 13, 14 (shortcut files: none yet)

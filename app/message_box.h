@@ -1,11 +1,14 @@
 #pragma once
-// The program's message boxes. They are the toolkit's generic dialog, run
-// by the program's own modal loop, so that a close request (SIGTERM, SIGINT,
-// a logout) can end the box the user has not answered and go on closing.
+// The program's message boxes (skin/message_helpers.h): the toolkit's
+// generic dialog, run by the program's own modal loop, so that a close
+// request (SIGTERM, SIGINT, a logout) can end the box the user has not
+// answered and go on closing.
 //
 // Threads: GUI thread.
 
 #include <wx/string.h>
+
+#include "skin/message_helpers.h"
 
 namespace vantaro {
 
@@ -14,8 +17,7 @@ namespace vantaro {
 // logs: no box may hold up the close.
 void ShowMessage(const wxString& text);
 
-// Ends the innermost open box as if its close button were pressed; false
-// when none is open.
-bool EndOpenMessageBox();
+// Lets the boxes see a close request and pass it on (start-up, once).
+void ConnectMessageBoxesToClose();
 
 }  // namespace vantaro

@@ -3,10 +3,11 @@
 #include <ctime>
 #include <utility>
 
-#include "app/fallback_text.h"
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_controls.h"
 #include "base/debug_log.h"
+#include "control/language.h"
 #include "engine/audio_render.h"
 #include "skin/main_window.h"
 
@@ -34,7 +35,7 @@ class ProgramTickSteps : public ScreenTickSteps {
     // A background skin change finishes here once skins load. The recorder
     // stops here once it exists; until then the failure is only reported.
     if (TheAudioRenderer().recorderFailed.exchange(false))
-      ShowMessage(FallbackText(kTextRecordingFailed));
+      ShowMessage(wxString::FromUTF8(Text(txt_not_enough_disk_space_rec)));
   }
 
   bool DeckPlaying(int deck) override {
@@ -70,9 +71,11 @@ class ProgramTickSteps : public ScreenTickSteps {
       mixer->ReadInputVu(input, &readings.inputVu[input][0], &readings.inputVu[input][1]);
   }
 
+  // Then the controls show what the decks and the mixer now hold.
   void RunDeckUpdates() override {
     for (auto& deck : program_.decks)
       if (deck) deck->PeriodicUpdate();
+    RefreshControls(program_);
   }
 
   void ClearTickPending() override { window_.ClearTickPending(); }

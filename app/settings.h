@@ -24,6 +24,7 @@ namespace vantaro {
 // are written with type="0", text keys with type="1".
 struct Settings {
   std::string skinf1;  // path of the chosen skin's xml (text)
+  std::string langf1;  // path of the chosen language file; empty: by locale (text)
   std::string audio0;  // name of the main output device (text)
   std::string audio1;  // name of the additional (headphone) device (text)
   int audmod = 0;      // output mode: 0 normal, 1 split, 2 multichannel

@@ -11,10 +11,11 @@
 #include <mutex>
 
 #include "app/data_folders.h"
-#include "app/fallback_text.h"
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_controls.h"
 #include "base/debug_log.h"
+#include "control/language.h"
 #include "skin/main_window.h"
 
 namespace vantaro {
@@ -72,20 +73,24 @@ bool VantaroApp::OnInit() {
   instanceChecker_->Create(instanceName_, lockFolder);
   // 3. The toolkit's own log stays silent; the program logs for itself.
   wxLog::EnableLogging(false);
+  ConnectMessageBoxesToClose();
   // 4. Data folders.
   BuildFolders();
-  // 5. Language selection: the English texts stand until language files
-  //    are built.
+  // 5. Language selection. It never fails: the English texts are compiled
+  //    in for a start with no usable file.
+  SelectLanguage(TheProgram().folders.executable, TheProgram().folders.settings);
   // 6. A second instance tells the user and ends (at once on a close
   //    request: the files belong to the first).
   if (instanceChecker_->IsAnotherRunning()) {
-    ShowMessage(FallbackText(kTextAlreadyRunning));
+    ShowMessage(wxString::FromUTF8(Text(txt_app_already_started)));
     return false;
   }
-  // 7. The main window, then the long initialisation.
+  // 7. The main window with its built-in controls, then the long
+  //    initialisation.
   auto* window =
       new ZKMainWindow(wxPoint(100, 100), wxSize(400, 400), "Vantaro DJ", &RunCloseRoutine);
   SetTopWindow(window);
+  BuildProgramControls(window);
   if (!RunLongInitialisation(window)) {
     window->Destroy();
     return false;

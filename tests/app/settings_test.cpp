@@ -29,17 +29,18 @@ std::string ConfigWith(const std::string& elements) {
 // which no value equals its default or any other value. `opengl` keeps its
 // default: it is written but never read back.
 std::string DistinctElements() {
-  const char* keys[] = {"skinf1", "audio0", "audio1", "audmod", "nvideo", "naudio",   "latncy",
-                        "ptchrg", "maxram", "fltmod", "cfcurv", "bmatch", "jscrat",   "hqtime",
-                        "resetd", "rmbreq", "apgain", "mixlst", "histry", "evideo",   "opengl",
-                        "vidhqm", "videof", "videox", "videoy", "videow", "videoh",   "remain",
-                        "extmix", "dsblcf", "mixtim", "alimit", "random", "keylk0",   "keylk1",
-                        "mixaut", "revmmo", "slowrt", "ptchjw", "usecup", "usedim",   "disacu",
-                        "sampv1", "sampp1", "sampit", "tctype", "dhints", "midiin00", "midiin01"};
+  const char* keys[] = {
+      "skinf1", "langf1", "audio0", "audio1",   "audmod",  "nvideo", "naudio", "latncy", "ptchrg",
+      "maxram", "fltmod", "cfcurv", "bmatch",   "jscrat",  "hqtime", "resetd", "rmbreq", "apgain",
+      "mixlst", "histry", "evideo", "opengl",   "vidhqm",  "videof", "videox", "videoy", "videow",
+      "videoh", "remain", "extmix", "dsblcf",   "mixtim",  "alimit", "random", "keylk0", "keylk1",
+      "mixaut", "revmmo", "slowrt", "ptchjw",   "usecup",  "usedim", "disacu", "sampv1", "sampp1",
+      "sampit", "tctype", "dhints", "midiin00", "midiin01"};
   std::string out;
   int next = 1000;
   for (const std::string key : keys) {
-    const bool text = key == "skinf1" || key.rfind("audio", 0) == 0 || key.rfind("midi", 0) == 0;
+    const bool text = key == "skinf1" || key == "langf1" || key.rfind("audio", 0) == 0 ||
+                      key.rfind("midi", 0) == 0;
     // Text of any bytes: a folder named in Latin-1, XML's special characters.
     const std::string value = text              ? "/" + key + "/caf\xE9 & \"b\" 'x' <y>"
                               : key == "opengl" ? std::to_string(Settings{}.opengl)
