@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "analysis/analyse_file.h"
+#include "analysis/audible_range.h"
 #include "analysis/beat_marks.h"
 #include "analysis/bpm_detect.h"
 #include "analysis/deck_analysis.h"
@@ -141,13 +142,12 @@ TEST(AnalysisTempo, WalksUnder21BeatsAddNothing) {
 
 // The deck's chain: blocks in as the store decodes them, an interim tempo
 // from the first ten, the whole-track step at the end (a whole BPM; music
-// never reaches the automatic cue level), and the reset before a second
-// run.
+// never reaches the automatic cue level).
 TEST(AnalysisTempo, DeckChainInterimAndWholeTrack) {
   const std::vector<float> mono =
       test::MakeTrack({.bpm = 126, .seconds = 62, .beat = Beat::kDrums});
   DeckAnalysis deck;
-  deck.Start();
+  deck.StartTrack();
   std::vector<float> stripe(62 * kStripePerSecond), onset(stripe.size());
   std::vector<std::int16_t> stored;  // as the deck keeps it: 16-bit stereo
   for (float v : mono) stored.insert(stored.end(), 2, std::int16_t(v * 32767));
@@ -159,14 +159,13 @@ TEST(AnalysisTempo, DeckChainInterimAndWholeTrack) {
   EXPECT_NEAR(deck.InterimTempo(group.data(), groupOnset.data(), 0), 126, 0.7);
   EXPECT_FALSE(test::MarksIn(group, 50, 60).empty());
   const int64_t frames = 62 * kSecondFrames;
-  const DeckAnalysis::WholeTrack whole = deck.RunWholeTrack(
-      stripe.data(), onset.data(), static_cast<int>(stripe.size()), 62, 0, frames, true, true);
+  const WholeTrackResult whole =
+      deck.WholeTrack(stripe.data(), onset.data(), static_cast<int>(stripe.size()), 0);
   EXPECT_EQ(whole.bpm, 126.0f);
   EXPECT_TRUE(whole.gainDb > -15 && whole.gainDb < 0) << whole.gainDb;
-  EXPECT_EQ(whole.cues.start, 0);
-  EXPECT_EQ(whole.cues.end, frames);
-  ClearBeatMarks(stripe.data(), static_cast<int>(stripe.size()));
-  EXPECT_TRUE(test::MarksIn(stripe, 50, 1e9).empty()) << "a reset leaves no mark";
+  const AutoCues cues = deck.FindCues(stripe.data(), int(stripe.size()), frames, true, true);
+  EXPECT_EQ(cues.start, 0);
+  EXPECT_EQ(cues.end, frames);
 }
 
 // Automatic cues on stripes of known level: the first sample above -10 dB

@@ -142,37 +142,58 @@ TEST_F(DeckStore, LoadsQueueOnePlayStopFailAndUnloadCleanly) {
   }
 }
 
-TEST_F(DeckStore, AnalysisFeedSeesFirstDecodesUnlessTheDatabaseKnowsTheTempo) {
-  static std::vector<int> fed;  // block * 100000 + frames of each first decode; -1: the end
-  DeckAnalysisFeed feed;
-  feed.blockDecoded = [](CSoundSource&, int block, const std::int16_t* samples, int frames, void*) {
-    fed.push_back(samples[10] == test::Ramp(block * 44100LL + 5, 0) ? block * 100000 + frames : -2);
-  };
-  feed.songDecoded = [](CSoundSource&, void*) { fed.push_back(-1); };
-  deck.SetAnalysisFeed(feed);
+// A feed that logs each first decode (the block's sample 10 and its frames)
+// and each whole-track step ({-1, -1}), which finds 128 BPM.
+struct LoggingFeed : DeckAnalysisFeed {
+  StoredAnalysis LoadStored(const std::string&, float*, int) override {
+    return {false, storedBpm > 0, storedBpm, {}};
+  }
+  void StartTrack() override {}
+  void FeedBlock(const std::int16_t* samples, int frames, float* stripe) override {
+    std::fill(stripe, stripe + kStripePerBlock, 0.1f);
+    log.emplace_back(samples[10], frames);
+  }
+  float InterimTempo(float*, float*, int) override { return 0; }
+  WholeTrackResult WholeTrack(float*, float*, int, int) override {
+    log.emplace_back(-1, -1);
+    return {128, 0};
+  }
+  AutoCues FindCues(const float*, int, std::int64_t, bool, bool) override { return {}; }
+  void StoreResult(const std::string&, const TZKSongRecord&) override {}
+  float storedBpm = 0;
+  std::vector<std::pair<int, int>> log;
+};
+
+// Each first decode feeds the analysis with its own samples, and the full
+// decode starts the whole-track step once, whose tempo every block takes;
+// a stored tempo skips both. Streamed, every first decode feeds, and the
+// stored tempo stands where no batch of ten has a tempo of its own.
+TEST_F(DeckStore, FirstDecodesFeedTheAnalysisUnlessATempoIsStored) {
+  auto owned = std::make_unique<LoggingFeed>();
+  LoggingFeed& feed = *owned;
+  deck.SetAnalysisFeed(std::move(owned));
   const std::string path = RampFile(2 * 44100 + 10);
-  ASSERT_TRUE(rig.Load(path));
-  EXPECT_EQ(deck.GetUiState(), kUiTempoAnalysis);
-  deck.StoreThreadRun();  // the tempo analysis is started once
-  std::sort(fed.begin(), fed.end());
-  EXPECT_EQ(fed, (std::vector<int>{-1, 44100, 144100, 200010}));
-  deck.SetSongTempo(128.0f);
-  EXPECT_EQ(deck.GetUiState(), kUiAllDone);
-  EXPECT_FLOAT_EQ(deck.GetBPM(), 128.0f);
-  // A tempo from the database skips the analysis; streamed, every first
-  // decode still feeds it. A song without one has no tempo.
-  const std::tuple<float, bool, size_t> cases[] = {
-      {126.0f, false, 0}, {90.0f, true, 3}, {0, true, 3}};
-  for (auto [bpm, streamed, decodes] : cases) {
-    TZKSongRecord record;
-    record.bpm = bpm;
-    fed.clear();
-    test::AvailKBOverride budget(streamed ? 0 : 1 << 30);
-    ASSERT_EQ(deck.LoadSong(path, false, &record, false), 1);
-    record.bpm = 1.0f;  // the deck took its copy when asked to load
-    deck.StoreThreadRun();
-    EXPECT_FLOAT_EQ(deck.GetBPM(), bpm);
-    EXPECT_EQ(fed.size(), decodes) << bpm;
+  using Log = std::vector<std::pair<int, int>>;
+  const Log analysed = {{-1, -1}, {5, 44100}, {12105, 44100}, {24205, 10}};
+  const struct {
+    float stored;
+    bool streamed;
+    Log log;
+    float bpm;
+  } cases[] = {{0, false, analysed, 128},
+               {126, false, {}, 126},
+               {90, true, Log(analysed.begin() + 1, analysed.end()), 90}};
+  for (const auto& c : cases) {
+    feed.storedBpm = c.stored;
+    feed.log.clear();
+    test::AvailKBOverride budget(c.streamed ? 0 : 1 << 30);
+    ASSERT_TRUE(rig.Load(path));
+    ASSERT_TRUE(test::WaitFor([&] { return deck.GetUiState() == kUiAllDone; })) << c.stored;
+    deck.StoreThreadRun();  // the step is not started again
+    std::sort(feed.log.begin(), feed.log.end());
+    EXPECT_EQ(feed.log, c.log) << c.stored;
+    rig.Render(50);  // the render publishes the tempo under the position
+    EXPECT_FLOAT_EQ(deck.GetBPM(), c.bpm);
   }
 }
 
