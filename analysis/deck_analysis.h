@@ -22,7 +22,7 @@
 
 namespace vantaro {
 
-class DeckAnalysis final : public DeckAnalysisFeed {
+class DeckAnalysis : public DeckAnalysisFeed {
  public:
   static constexpr int kInterimLength = kInterimBlocks * kStripePerSecond;
   // Hands a path to the background worker (any thread).

@@ -41,16 +41,6 @@ float AnalyseTrack(const TrackSpec& spec, int mode, std::vector<float>& stripe, 
   return bpm;
 }
 
-// Marks that stand within 6 stripe samples (14 ms) of a beat of `spec`,
-// among `marks`.
-int MarksOnBeats(const TrackSpec& spec, const std::vector<int>& marks) {
-  const std::vector<long> beats = test::BeatFrames(spec);
-  return static_cast<int>(std::count_if(marks.begin(), marks.end(), [&](int mark) {
-    return std::any_of(beats.begin(), beats.end(),
-                       [&](long beat) { return std::abs(mark - beat / 100.0) <= 6; });
-  }));
-}
-
 struct TempoCase {
   Beat beat;
   double bpm;
@@ -73,7 +63,7 @@ TEST_P(TempoTest, FoundWithinHalfABpmWithMarksOnTheBeats) {
   const std::vector<int> marks = test::MarksIn(stripe, 50, 60);
   const size_t beats = test::BeatFrames(spec).size();
   EXPECT_GE(marks.size(), beats * 9 / 10);
-  EXPECT_EQ(MarksOnBeats(spec, marks), static_cast<int>(marks.size()));
+  EXPECT_EQ(test::MarksOnBeats(spec, marks), static_cast<int>(marks.size()));
 }
 
 const TempoCase kTempoCases[] = {
