@@ -13,7 +13,6 @@
 #include "analysis/audible_range.h"
 #include "analysis/beat_marks.h"
 #include "analysis/bpm_detect.h"
-#include "analysis/deck_analysis.h"
 #include "analysis/stripe_file.h"
 #include "tests/analysis/test_tracks.h"
 #include "tests/support/test_support.h"
@@ -128,34 +127,6 @@ TEST(AnalysisTempo, WalksUnder21BeatsAddNothing) {
     EXPECT_EQ(tracker.tempoCount, counted) << "to " << to;
     EXPECT_NEAR(walk.tempo, counted ? 132.3 : -1, 0.05) << "to " << to;
   }
-}
-
-// The deck's chain: blocks in as the store decodes them, an interim tempo
-// from the first ten, the whole-track step at the end (a whole BPM; music
-// never reaches the automatic cue level).
-TEST(AnalysisTempo, DeckChainInterimAndWholeTrack) {
-  const std::vector<float> mono =
-      test::MakeTrack({.bpm = 126, .seconds = 62, .beat = Beat::kDrums});
-  DeckAnalysis deck;
-  deck.StartTrack();
-  std::vector<float> stripe(62 * kStripePerSecond), onset(stripe.size());
-  std::vector<std::int16_t> stored;  // as the deck keeps it: 16-bit stereo
-  for (float v : mono) stored.insert(stored.end(), 2, std::int16_t(v * 32767));
-  for (int b = 0; b < 62; ++b)
-    deck.FeedBlock(stored.data() + 2 * b * kSecondFrames, kSecondFrames,
-                   stripe.data() + b * kStripePerSecond);
-  std::vector<float> group(stripe.begin(), stripe.begin() + DeckAnalysis::kInterimLength);
-  std::vector<float> groupOnset(group.size());
-  EXPECT_NEAR(deck.InterimTempo(group.data(), groupOnset.data(), 0), 126, 0.7);
-  EXPECT_FALSE(test::MarksIn(group, 50, 60).empty());
-  const int64_t frames = 62 * kSecondFrames;
-  const WholeTrackResult whole =
-      deck.WholeTrack(stripe.data(), onset.data(), static_cast<int>(stripe.size()), 0);
-  EXPECT_EQ(whole.bpm, 126.0f);
-  EXPECT_TRUE(whole.gainDb > -15 && whole.gainDb < 0) << whole.gainDb;
-  const AutoCues cues = deck.FindCues(stripe.data(), int(stripe.size()), frames, true, true);
-  EXPECT_EQ(cues.start, 0);
-  EXPECT_EQ(cues.end, frames);
 }
 
 // Automatic cues on stripes of known level: the first sample above -10 dB

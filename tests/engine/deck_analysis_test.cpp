@@ -22,8 +22,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The real analysis, counting the blocks it is fed; its whole-track step
-// waits at its start while `hold` is set.
+// The real analysis, counting the blocks it is fed and its whole-track
+// steps, each of which waits at its start while `hold` is set.
 struct HeldAnalysis : DeckAnalysis {
   using DeckAnalysis::DeckAnalysis;
   void FeedBlock(const std::int16_t* samples, int frames, float* stripe) override {
@@ -31,12 +31,12 @@ struct HeldAnalysis : DeckAnalysis {
     DeckAnalysis::FeedBlock(samples, frames, stripe);
   }
   WholeTrackResult WholeTrack(float* stripe, float* onset, int length, int mode) override {
-    entered = true;
+    ++steps;
     while (hold) std::this_thread::sleep_for(1ms);
     return DeckAnalysis::WholeTrack(stripe, onset, length, mode);
   }
-  std::atomic<bool> hold{false}, entered{false};
-  std::atomic<int> feeds{0};
+  std::atomic<bool> hold{false};
+  std::atomic<int> feeds{0}, steps{0};
 };
 
 // Deck 0 with the real analysis, a song database and a Stripes folder of
@@ -64,13 +64,13 @@ class DeckChain : public test::DeckTest {
   bool Done() {
     return test::WaitFor([&] { return deck.GetUiState() == kUiAllDone; });
   }
-  // Holds the next whole-track step at its start and waits for it.
+  // Holds the next whole-track step at its start; Held waits for it.
   void HoldNextStep() {
     analysis->hold = true;
-    analysis->entered = false;
+    stepsBefore = analysis->steps;
   }
   bool Held() {
-    return test::WaitFor([&] { return analysis->entered.load(); });
+    return test::WaitFor([&] { return analysis->steps > stepsBefore; });
   }
 
   const std::string stripes = dir.Path() + "/Stripes/";
@@ -78,6 +78,7 @@ class DeckChain : public test::DeckTest {
   const test::TrackSpec spec{.bpm = 120, .seconds = 62};
   AnalysisWorker worker{stripes, nullptr, nullptr};
   HeldAnalysis* analysis = nullptr;
+  int stepsBefore = 0;
 };
 
 // First load: interim tempos for the six full groups of ten blocks while
@@ -97,14 +98,19 @@ TEST_F(DeckChain, ClickTrackAnalysedOnFirstLoadAndTakenFromTheStoreOnTheSecond) 
   EXPECT_EQ(Bpm(), 0.0f) << "blocks 60 and 61 make no group";
   analysis->hold = false;
   ASSERT_TRUE(Done());
-  EXPECT_EQ(Bpm(), 120.0f);
+  analysis->hold = true;  // a second step would hang here
+  deck.StoreThreadRun();
+  EXPECT_EQ(deck.GetProgress(), 101) << "one whole-track step a load";
+  analysis->hold = false;
+  At(10, false);
+  EXPECT_EQ(Bpm(), 120.0f) << "block 0 gives up its interim tempo";
   const std::vector<int> marks = test::MarksIn(Stripe(), 50, 60);
   EXPECT_GE(marks.size(), test::BeatFrames(spec).size() * 9 / 10);
   EXPECT_EQ(test::MarksOnBeats(spec, marks), static_cast<int>(marks.size()));
   TZKSongRecord stored;
   ASSERT_TRUE(FindSong("clicks.wav", stored));
   EXPECT_EQ(stored.bpm, 120.0f);
-  EXPECT_EQ(stored.pgain_valid, 1);
+  EXPECT_TRUE(stored.pgain_valid == 1 && stored.pgain > -10 && stored.pgain < 0) << stored.pgain;
   EXPECT_EQ(stored.duration_ms, 62000);
   EXPECT_EQ(stored.cue_in, 5000) << "the analysis leaves the cues to the deck's unload";
   const TZKSongRecord live = deck.SongRecord();
@@ -122,6 +128,16 @@ TEST_F(DeckChain, ClickTrackAnalysedOnFirstLoadAndTakenFromTheStoreOnTheSecond) 
   ASSERT_TRUE(Done());
   EXPECT_EQ(analysis->feeds, 62);
   EXPECT_EQ(Bpm(), 120.0f);
+}
+
+// Streamed, each batch of ten blocks in the window has a tempo of its own
+// (the song has none), and no whole-track step runs.
+TEST_F(DeckChain, StreamedBatchesOfTenHaveTheirOwnTempo) {
+  test::AvailKBOverride budget(0);
+  ASSERT_TRUE(rig.Load(path));
+  EXPECT_EQ(deck.GetUiState(), kUiAllDone);
+  EXPECT_NEAR(Bpm(), 120, 1);
+  EXPECT_EQ(analysis->steps, 0);
 }
 
 // The BPM dialog's reset: every mark comes off and the tempo is forgotten

@@ -1,7 +1,7 @@
 // The deck's store: block counts at the exact edges, pinning, the RAM test
 // and the streaming mode, the table limit, eviction, readers, seeks, the
-// load's life cycle, the analysis feed, and out-of-order reads of a
-// compressed file.
+// load's life cycle, and out-of-order reads of a compressed file (the
+// analysis feed: deck_analysis_test).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -139,61 +139,6 @@ TEST_F(DeckStore, LoadsQueueOnePlayStopFailAndUnloadCleanly) {
     EXPECT_FALSE(rig.Load(name)) << name;
     EXPECT_EQ(deck.GetUiState(), kUiFailed) << name;
     EXPECT_FALSE(deck.IsSongLoaded() || deck.IsBlockPresent(0) || deck.GetLength()) << name;
-  }
-}
-
-// A feed that logs each first decode (the block's sample 10 and its frames)
-// and each whole-track step ({-1, -1}), which finds 128 BPM.
-struct LoggingFeed : DeckAnalysisFeed {
-  StoredAnalysis LoadStored(const std::string&, float*, int) override {
-    return {false, storedBpm > 0, storedBpm, {}};
-  }
-  void StartTrack() override {}
-  void FeedBlock(const std::int16_t* samples, int frames, float* stripe) override {
-    std::fill(stripe, stripe + kStripePerBlock, 0.1f);
-    log.emplace_back(samples[10], frames);
-  }
-  float InterimTempo(float*, float*, int) override { return 0; }
-  WholeTrackResult WholeTrack(float*, float*, int, int) override {
-    log.emplace_back(-1, -1);
-    return {128, 0};
-  }
-  AutoCues FindCues(const float*, int, std::int64_t, bool, bool) override { return {}; }
-  void StoreResult(const std::string&, const TZKSongRecord&) override {}
-  float storedBpm = 0;
-  std::vector<std::pair<int, int>> log;
-};
-
-// Each first decode feeds the analysis with its own samples, and the full
-// decode starts the whole-track step once, whose tempo every block takes;
-// a stored tempo skips both. Streamed, every first decode feeds, and the
-// stored tempo stands where no batch of ten has a tempo of its own.
-TEST_F(DeckStore, FirstDecodesFeedTheAnalysisUnlessATempoIsStored) {
-  auto owned = std::make_unique<LoggingFeed>();
-  LoggingFeed& feed = *owned;
-  deck.SetAnalysisFeed(std::move(owned));
-  const std::string path = RampFile(2 * 44100 + 10);
-  using Log = std::vector<std::pair<int, int>>;
-  const Log analysed = {{-1, -1}, {5, 44100}, {12105, 44100}, {24205, 10}};
-  const struct {
-    float stored;
-    bool streamed;
-    Log log;
-    float bpm;
-  } cases[] = {{0, false, analysed, 128},
-               {126, false, {}, 126},
-               {90, true, Log(analysed.begin() + 1, analysed.end()), 90}};
-  for (const auto& c : cases) {
-    feed.storedBpm = c.stored;
-    feed.log.clear();
-    test::AvailKBOverride budget(c.streamed ? 0 : 1 << 30);
-    ASSERT_TRUE(rig.Load(path));
-    ASSERT_TRUE(test::WaitFor([&] { return deck.GetUiState() == kUiAllDone; })) << c.stored;
-    deck.StoreThreadRun();  // the step is not started again
-    std::sort(feed.log.begin(), feed.log.end());
-    EXPECT_EQ(feed.log, c.log) << c.stored;
-    rig.Render(50);  // the render publishes the tempo under the position
-    EXPECT_FLOAT_EQ(deck.GetBPM(), c.bpm);
   }
 }
 
