@@ -9,7 +9,8 @@
 //
 // Threads: LoadStored, StartTrack, FeedBlock and InterimTempo run on the
 // deck's store thread; WholeTrack and StoreResult on the deck's analysis
-// thread, which runs only while the store thread calls none of the others.
+// thread; FindCues on either. The analysis thread runs only while the store
+// thread calls the feed not at all, so the feed needs no lock of its own.
 //
 // Units: stripes hold 441 samples per one-second block (one per 100
 // frames); positions are frames at 44100 Hz; tempos BPM; gain dB.

@@ -149,7 +149,7 @@ void DeckStore::OnWholeTrackTempo(float bpm) {
 }
 
 void DeckStore::RunReset() {
-  stripe_.Reset(resetMode_.load(), streamingMode_.load());
+  if (!stripe_.Reset(resetMode_.load(), streamingMode_.load())) return;
   songTempo_.store(0.0f);
   tempoKnown_.store(false);
   transport_.PublishTempo(0.0f);
@@ -413,7 +413,7 @@ void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record) {
 }
 
 void DeckStore::Unload() {
-  stripe_.Unload();  // joins the whole-track step: nothing reports into the song below
+  stripe_.JoinAnalysis();  // nothing reports into the song from here on
   transport_.Cues().loopOn.store(false);
   const bool wasLoaded = songLoaded_.exchange(false);
   songReady_.store(false);
@@ -428,6 +428,7 @@ void DeckStore::Unload() {
   blockCount_.store(0);
   totalFrames_.store(0);
   streamingMode_.store(false);
+  stripe_.Unload();
   if (wasLoaded && loadCallback_) loadCallback_(deckIndex_, 0, loadUser_);
 }
 

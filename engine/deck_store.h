@@ -2,12 +2,14 @@
 // DeckStore: the song side of a deck. It holds the block table of one-second
 // blocks (DeckBlockStore), runs the store thread that decodes them ahead of
 // the play position and evicts them behind it, loads and unloads songs,
-// serves seeks, and keeps the stripe arrays and the song's tempo.
+// serves seeks, and keeps the stripe and the song's tempo.
 //
 // Threads:
-//  - LoadSong, RequestUnload, SeekRequest, SetSongTempo: any thread but the
-//    audio thread (GUI; the hands on the jog thread seek; the analysis
-//    reports the tempo). They set atomic words and wake the store thread.
+//  - LoadSong, RequestUnload, SeekRequest, SetSongTempo, ResetTempoAnalysis:
+//    any thread but the audio thread (GUI; the hands on the jog thread seek;
+//    the analysis thread reports the tempo). They set atomic words and wake
+//    the store thread (SetSongTempo also writes the blocks' tempo words,
+//    bracketed as a reader).
 //  - Run, DecodeBlock, EvictBlock: the store thread (tests call Run while the
 //    thread is not started). It alone allocates, publishes and frees blocks.
 //  - Block memory: the render reads it inside its bracket; any other thread

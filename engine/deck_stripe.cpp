@@ -22,10 +22,10 @@ DeckStripe::DeckStripe(DeckBlockStore& blocks, TempoReport report)
       groupOnset_(kInterimBlocks * kStripePerBlock) {}
 
 DeckStripe::~DeckStripe() {
-  Join();
+  JoinAnalysis();
 }
 
-void DeckStripe::Join() {
+void DeckStripe::JoinAnalysis() {
   if (analysis_.joinable()) analysis_.join();
 }
 
@@ -38,6 +38,13 @@ void DeckStripe::Publish(int which, std::size_t at, const float* values, std::si
   std::vector<float>& array = arrays_[which];
   if (at >= array.size()) return;
   std::copy(values, values + std::min(count, array.size() - at), array.begin() + at);
+}
+
+// The automatic cues replace the record's where it has none in force.
+void DeckStripe::ApplyCues(const AutoCues& cues, TZKSongRecord& record) const {
+  if (!cues.searched) return;
+  if (findStartCue_) record.cue_in = static_cast<std::int32_t>(cues.start);
+  if (findEndCue_) record.cue_out = static_cast<std::int32_t>(cues.end);
 }
 
 float DeckStripe::Load(const std::string& path, std::int64_t frames, int blockCount,
@@ -65,8 +72,7 @@ float DeckStripe::Load(const std::string& path, std::int64_t frames, int blockCo
   findEndCue_ = record.cue_out < kCueInForce;
   if (feed_ && tempo > 0.0f) {
     const AutoCues cues = feed_->FindCues(stored.data(), count, frames, findStartCue_, findEndCue_);
-    if (cues.searched && findStartCue_) record.cue_in = static_cast<std::int32_t>(cues.start);
-    if (cues.searched && findEndCue_) record.cue_out = static_cast<std::int32_t>(cues.end);
+    ApplyCues(cues, record);
   }
   {
     std::lock_guard<std::mutex> hold(lock_);
@@ -80,7 +86,7 @@ float DeckStripe::Load(const std::string& path, std::int64_t frames, int blockCo
 }
 
 void DeckStripe::Unload() {
-  Join();
+  JoinAnalysis();
   {
     std::lock_guard<std::mutex> hold(lock_);
     for (auto& values : arrays_) std::vector<float>().swap(values);
@@ -136,7 +142,7 @@ void DeckStripe::RunInterim(int group) {
 
 bool DeckStripe::StartWholeTrack() {
   if (!feed_ || analysing_.load()) return false;
-  Join();  // the last run's thread has ended; release it
+  JoinAnalysis();  // the last run's thread has ended; release it
   // Whole blocks of levels: the track's last second is padded with silence.
   const std::size_t length = static_cast<std::size_t>(blockCount_) * kStripePerBlock;
   std::vector<float> stripe(length, 0.0f), onset(length, 0.0f);
@@ -171,8 +177,7 @@ void DeckStripe::RunWholeTrack(std::vector<float> stripe, std::vector<float> ons
       record_.pgain = result.gainDb;
       record_.pgain_valid = 1;
     }
-    if (cues.searched && findStartCue_) record_.cue_in = static_cast<std::int32_t>(cues.start);
-    if (cues.searched && findEndCue_) record_.cue_out = static_cast<std::int32_t>(cues.end);
+    ApplyCues(cues, record_);
     learnt = record_;
   }
   gainPending_ = false;  // the analyser gave its histogram away
@@ -181,11 +186,11 @@ void DeckStripe::RunWholeTrack(std::vector<float> stripe, std::vector<float> ons
   analysing_.store(false);
 }
 
-void DeckStripe::Reset(int mode, bool streaming) {
+bool DeckStripe::Reset(int mode, bool streaming) {
   AssertNotRealtime("DeckStripe::Reset");
-  Join();
+  if (!feed_) return false;
+  JoinAnalysis();
   mode_.store(mode);
-  if (!feed_) return;
   if (!levelsFed_) {
     // The stripe came from its file, marked: the blocks, all in memory,
     // give the levels (and the gain) again.
@@ -207,6 +212,7 @@ void DeckStripe::Reset(int mode, bool streaming) {
   }
   if (streaming)
     for (int group = 0; group * kInterimBlocks < blockCount_; ++group) RunInterim(group);
+  return true;
 }
 
 void DeckStripe::Blank(int block) {

@@ -54,7 +54,9 @@ class DeckStripe {
   // stands.
   float Load(const std::string& path, std::int64_t frames, int blockCount,
              const TZKSongRecord* given);
-  void Unload();  // joins the analysis thread, frees the arrays
+  // Waits for a whole-track step in flight: it reports nothing afterwards.
+  void JoinAnalysis();
+  void Unload();  // joins the analysis thread, frees the arrays, drops the record
   // The first decode of `block` while the tempo is unknown: its stripe,
   // and the interim tempo of its group of ten once all of them are in.
   void FeedBlock(int block, const DeckBlock& decoded);
@@ -64,7 +66,8 @@ class DeckStripe {
   // The BPM dialog's reset: the marks go, the blocks' tempos go, and the
   // next tempo analysis uses `mode` (0, -1, -2 or a manual BPM). In the
   // streaming mode the present groups get their interim tempos again.
-  void Reset(int mode, bool streaming);
+  // False (and nothing changed) without a feed: nothing could analyse.
+  bool Reset(int mode, bool streaming);
   // A streamed block that goes: its stripe shows nothing until refed.
   void Blank(int block);
 
@@ -80,9 +83,9 @@ class DeckStripe {
   void FeedValues(int block, const DeckBlock& decoded);
   void RunInterim(int group);
   void RunWholeTrack(std::vector<float> stripe, std::vector<float> onset);
+  void ApplyCues(const AutoCues& cues, TZKSongRecord& record) const;
   // Copies `count` values to array `which` from `at`, as far as it reaches.
   void Publish(int which, std::size_t at, const float* values, std::size_t count);
-  void Join();
 
   DeckBlockStore& blocks_;
   const TempoReport report_;
