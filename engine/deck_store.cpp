@@ -16,6 +16,7 @@
 #include "base/debug_log.h"
 #include "base/realtime.h"
 #include "base/thread_priority.h"
+#include "codecs/codec_lock.h"
 #include "engine/deck_transport.h"
 #include "engine/engine_settings.h"
 
@@ -179,7 +180,10 @@ void DeckStore::Run() {
       record = pendingRecord_;
     }
     resetRequest_.store(false);  // a reset was for the old song
-    RunLoad(path, hasRecord ? &record : nullptr);
+    {
+      CodecLoadWaiting waiting;  // the background analysis holds back until block 0
+      RunLoad(path, hasRecord ? &record : nullptr);
+    }
     loadRequest_.store(false);
     if (autoPlay_.load() && songReady_.load()) transport_.Play(1);
   }
