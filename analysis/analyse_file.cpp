@@ -10,6 +10,7 @@
 #include "analysis/stripe_file.h"
 #include "base/debug_log.h"
 #include "base/realtime.h"
+#include "codecs/codec_lock.h"
 #include "library/song_database.h"
 
 namespace vantaro {
@@ -63,6 +64,7 @@ bool DecodeIntoStripe(AnalysisSet& set, std::int64_t frames, int seconds,
     // A short or failed read (a truncated file) leaves silence: the file is
     // analysed as far as it decodes. The codec set takes no read under 256
     // frames; a longer one simply ends at the track's end.
+    HoldBackForLoads(stop);  // a deck load waiting for its first block goes first
     set.codecs.GetFloatSamples(stereo.data(), std::max(wanted, 256), first);
     if (options.pauseAfterReadMs > 0)
       std::this_thread::sleep_for(std::chrono::milliseconds(options.pauseAfterReadMs));

@@ -23,8 +23,9 @@ bool Audible(float value, double thresholdDb) {
 
 AudibleRange FindAudibleRange(const float* stripe, int count, std::int64_t totalFrames,
                               bool findStart, bool findEnd) {
-  AudibleRange range{0, totalFrames};
+  AudibleRange range{false, 0, totalFrames};
   if (totalFrames < kShortestTrackFrames || count <= 0) return range;
+  range.searched = true;
   const int middle = count / 2;
   if (findStart) {
     for (int i = 0; i < middle; ++i) {

@@ -10,6 +10,7 @@
 namespace vantaro {
 
 struct AudibleRange {
+  bool searched = false;   // the track is long enough to search
   std::int64_t start = 0;  // frames
   std::int64_t end = 0;    // frames; the track's length when nothing was found
 };

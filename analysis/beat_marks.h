@@ -25,10 +25,4 @@ inline float Unmark(float value) {
   return value;
 }
 
-// Takes every mark off `count` samples: a stripe goes back to levels before
-// its tempo is found again.
-inline void ClearBeatMarks(float* stripe, int count) {
-  for (int i = 0; i < count; ++i) stripe[i] = Unmark(stripe[i]);
-}
-
 }  // namespace vantaro

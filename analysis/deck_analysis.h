@@ -1,56 +1,59 @@
 #pragma once
-// The analysis a deck runs while it decodes a track that has none stored:
-// each one-second block through the shared chain into the deck's stripe, an
-// interim tempo for each group of ten blocks, and the whole-track step once
-// every block is in. The deck owns the stripe arrays and its locks; this
-// object owns the filters, the gain analyser, the tracker and the scratch.
+// DeckAnalysis: the analysis a deck runs while it decodes a track that has
+// none stored, and the stored analysis it takes instead when there is one.
+// Each one-second block goes through the shared chain into the deck's
+// stripe, each group of ten blocks gets an interim tempo, and the
+// whole-track step runs once every block is in. The deck (DeckStripe) owns
+// the stripe arrays, their lock and the threads; this object owns the
+// filters, the gain analyser, the tracker and the scratch, and reads and
+// writes the song database and the stripe files.
 //
-// Threads: the deck's store thread for FeedBlock and InterimTempo; the
-// deck's one-shot analysis thread for WholeTrack, while the store thread
-// leaves the stripe alone.
+// The program makes one per deck and hands it over (SetAnalysisFeed).
+// Threads: see engine/deck_analysis_feed.h.
 
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "analysis/analysis_chain.h"
-#include "analysis/audible_range.h"
 #include "analysis/beat_tracker.h"
+#include "engine/deck_analysis_feed.h"
 
 namespace vantaro {
 
-class DeckAnalysis {
+class DeckAnalysis : public DeckAnalysisFeed {
  public:
-  static constexpr int kInterimBlocks = 10;
   static constexpr int kInterimLength = kInterimBlocks * kStripePerSecond;
+  // Hands a path to the background worker (any thread).
+  using QueueForWorker = std::function<void(const std::string& path)>;
 
-  DeckAnalysis();
+  // `stripesFolder` ends with a separator. A track the deck analysed is
+  // queued for the worker, which writes its stripe file: a deck's own
+  // analysis is not saved, so the next load finds the file only once the
+  // worker has run. A null `queue` drops it.
+  explicit DeckAnalysis(std::string stripesFolder = "", QueueForWorker queue = nullptr);
 
-  // A new track: filters, gain analyser and tracker cleared.
-  void Start();
-
-  // The first decode of one block: `frames` stored 16-bit stereo frames.
-  // Writes the block's 441 stripe samples to `stripe` (the deck's stripe
-  // at block * 441).
-  void FeedBlock(const std::int16_t* samples, int frames, float* stripe);
-
-  // The tempo of ten blocks' stripe (`group`, kInterimLength samples), in
-  // the 10-second range of `mode`. The group comes back marked, and its
-  // onset signal is left in `onset` (kInterimLength samples).
-  float InterimTempo(float* group, float* onset, int mode);
-
-  struct WholeTrack {
-    float bpm = 0;  // whole BPM; 0 when none was found
-    float gainDb = 0;
-    AudibleRange cues;
-  };
-  // The whole-track step over the deck's `stripe` and `onset` (`length`
-  // samples each, `seconds` whole seconds of a track of `frames`): gain,
-  // tempo rounded to a whole BPM with the marks left in `stripe`, and the
-  // automatic start and end cues where the deck has none in force.
-  WholeTrack RunWholeTrack(float* stripe, float* onset, int length, int seconds, int mode,
-                           std::int64_t frames, bool findStartCue, bool findEndCue);
+  // LoadStripes: the record, and the stripe file when the record counts as
+  // analysed.
+  StoredAnalysis LoadStored(const std::string& path, float* stripe, int count) override;
+  void StartTrack() override;
+  void FeedBlock(const std::int16_t* samples, int frames, float* stripe) override;
+  // The group comes back marked, and its onset signal is left in `onset`
+  // (kInterimLength samples each).
+  float InterimTempo(float* group, float* onset, int mode) override;
+  // Gain, and the tempo rounded to a whole BPM with the marks left in
+  // `stripe`; `length` is whole seconds of stripe.
+  WholeTrackResult WholeTrack(float* stripe, float* onset, int length, int mode) override;
+  AutoCues FindCues(const float* stripe, int count, std::int64_t frames, bool findStart,
+                    bool findEnd) override;
+  // The record gets the tempo, the gain and the length (its cues and key
+  // stay), and the path goes to the worker.
+  void StoreResult(const std::string& path, const TZKSongRecord& learnt) override;
 
  private:
+  std::string stripesFolder_;
+  QueueForWorker queue_;
   AnalysisChain chain_;
   BeatTracker tracker_;
   std::vector<float> mono_;          // one block, mixed down

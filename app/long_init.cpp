@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "analysis/deck_analysis.h"
 #include "app/memory_sizing.h"
 #include "app/message_box.h"
 #include "app/program.h"
@@ -84,12 +85,20 @@ void LoadDatabaseAndQuietScreenSaver() {
   SweepUnpackLeftovers();
 }
 
+// A track a deck analysed goes to the worker, which writes its stripe file
+// (a deck's analysis thread; the worker exists before any track loads).
+void QueueDeckTrackForWorker(const std::string& path) {
+  if (TheProgram().analysisWorker) TheProgram().analysisWorker->QueueForAnalysis(path);
+}
+
 void CreateAudioObjects() {
   Program& program = TheProgram();
   // Limiter, recorder, live inputs and the microphone source join here when
   // they are built.
   for (int deck = 0; deck < 2; ++deck) {
     program.decks[deck] = std::make_unique<CSoundSource>(deck, program.folders.dataRoot);
+    program.decks[deck]->SetAnalysisFeed(
+        std::make_unique<DeckAnalysis>(program.folders.stripes, &QueueDeckTrackForWorker));
     program.decks[deck]->StartStoreThread();
   }
   CAudioSignalSource* const decks[2] = {program.decks[0].get(), program.decks[1].get()};

@@ -1,5 +1,8 @@
 #include "codecs/codec_lock.h"
 
+#include <chrono>
+#include <thread>
+
 #include "base/realtime.h"
 
 namespace vantaro {
@@ -7,6 +10,7 @@ namespace vantaro {
 namespace {
 // True while this thread holds the lock through a CodecLockGuard.
 thread_local bool tHoldsCodecLock = false;
+std::atomic<int> gLoadsWaiting{0};
 }  // namespace
 
 std::mutex& GlobalCodecLock() {
@@ -35,6 +39,19 @@ CodecLockRelease::~CodecLockRelease() {
   if (!released_) return;
   GlobalCodecLock().lock();
   tHoldsCodecLock = true;
+}
+
+CodecLoadWaiting::CodecLoadWaiting() {
+  gLoadsWaiting.fetch_add(1);
+}
+
+CodecLoadWaiting::~CodecLoadWaiting() {
+  gLoadsWaiting.fetch_sub(1);
+}
+
+void HoldBackForLoads(const std::atomic<bool>* stop) {
+  while (gLoadsWaiting.load() > 0 && !(stop && stop->load()))
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 }  // namespace vantaro

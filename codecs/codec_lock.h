@@ -7,6 +7,7 @@
 // Threads: any thread but the audio thread (it blocks; the accessor asserts so
 // in checked builds).
 
+#include <atomic>
 #include <mutex>
 
 namespace vantaro {
@@ -37,5 +38,23 @@ class CodecLockRelease {
  private:
   bool released_;
 };
+
+// A deck load waiting for its first block, for the scope of the object (the
+// deck's store thread, from the start of a load to its block 0). The mutex
+// is not fair: a background reader that takes it again right after a read
+// could hold a load up for several reads on a busy machine.
+class CodecLoadWaiting {
+ public:
+  CodecLoadWaiting();
+  ~CodecLoadWaiting();
+  CodecLoadWaiting(const CodecLoadWaiting&) = delete;
+  CodecLoadWaiting& operator=(const CodecLoadWaiting&) = delete;
+};
+
+// Background readers (the analysis worker) call this before each read,
+// outside the lock: it returns at once when no load waits, else sleeps in
+// 1 ms steps until none does or `stop` is set. A load thereby waits for the
+// one read in flight at most.
+void HoldBackForLoads(const std::atomic<bool>* stop = nullptr);
 
 }  // namespace vantaro

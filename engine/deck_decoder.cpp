@@ -25,7 +25,9 @@ bool IgnoresStartFrame(const char* codecName) {
 
 class CodecSetDeckDecoder final : public DeckDecoder {
  public:
-  explicit CodecSetDeckDecoder(int codecId) : codecs_(codecId) {}
+  CodecSetDeckDecoder(int codecId, std::unique_ptr<CBaseCodec> extra) : codecs_(codecId) {
+    if (extra) codecs_.AddCodec(std::move(extra));
+  }
 
   bool Open(const std::string& path, std::int64_t& totalFrames) override {
     codecs_.Close();
@@ -105,8 +107,9 @@ class CodecSetDeckDecoder final : public DeckDecoder {
 
 }  // namespace
 
-std::unique_ptr<DeckDecoder> MakeCodecSetDeckDecoder(int codecId) {
-  return std::make_unique<CodecSetDeckDecoder>(codecId);
+std::unique_ptr<DeckDecoder> MakeCodecSetDeckDecoder(int codecId,
+                                                     std::unique_ptr<CBaseCodec> extra) {
+  return std::make_unique<CodecSetDeckDecoder>(codecId, std::move(extra));
 }
 
 }  // namespace vantaro

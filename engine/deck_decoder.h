@@ -10,6 +10,8 @@
 #include <memory>
 #include <string>
 
+#include "codecs/base_codec.h"
+
 namespace vantaro {
 
 class DeckDecoder {
@@ -27,7 +29,9 @@ class DeckDecoder {
 };
 
 // The program's decoder: a CCodecSet with `codecId`, asked for 44100 Hz
-// stereo 16-bit with reads of at most one block.
-std::unique_ptr<DeckDecoder> MakeCodecSetDeckDecoder(int codecId);
+// stereo 16-bit with reads of at most one block. `extra` joins the set's
+// codecs after its own (tests use it to watch the reads).
+std::unique_ptr<DeckDecoder> MakeCodecSetDeckDecoder(int codecId,
+                                                     std::unique_ptr<CBaseCodec> extra = nullptr);
 
 }  // namespace vantaro

@@ -16,6 +16,7 @@
 #include "base/debug_log.h"
 #include "base/realtime.h"
 #include "base/thread_priority.h"
+#include "codecs/codec_lock.h"
 #include "engine/deck_transport.h"
 #include "engine/engine_settings.h"
 
@@ -49,11 +50,11 @@ class ReaderBracket {
 
 }  // namespace
 
-DeckStore::DeckStore(CSoundSource& owner, int deckIndex, DeckTransport& transport)
-    : owner_(owner),
-      transport_(transport),
+DeckStore::DeckStore(int deckIndex, DeckTransport& transport)
+    : transport_(transport),
       deckIndex_(deckIndex),
       decoder_(MakeCodecSetDeckDecoder(deckIndex)),
+      stripe_(blocks_, [this](float bpm) { OnWholeTrackTempo(bpm); }),
       thread_(ThreadName(deckIndex), kThreadPeriodMs, kPriorityIdle, [this] { Run(); }) {}
 
 DeckStore::~DeckStore() {
@@ -83,14 +84,15 @@ void DeckStore::SetLoadCallback(LoadCallback callback, void* user) {
   loadUser_ = user;
 }
 
-int DeckStore::LoadSong(const std::string& path, bool autoPlay, float databaseTempo) {
+int DeckStore::LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record) {
   if (loadRequest_.load()) return 0;
   songReady_.store(false);
   uiState_.store(kUiLoading);
   {
     std::lock_guard<std::mutex> hold(pendingMutex_);
     pendingPath_ = path;
-    pendingTempo_ = databaseTempo;
+    pendingHasRecord_ = record != nullptr;
+    pendingRecord_ = record ? *record : TZKSongRecord{};
   }
   autoPlay_.store(autoPlay);
   seekRequest_.store(false);
@@ -114,10 +116,46 @@ void DeckStore::SeekRequest(double target) {
 }
 
 void DeckStore::SetSongTempo(float bpm) {
+  AssertNotRealtime("DeckStore::SetSongTempo");
   songTempo_.store(bpm > 0.0f ? bpm : 0.0f);
   tempoKnown_.store(bpm > 0.0f);
+  if (bpm > 0.0f && !streamingMode_.load()) {
+    ReaderBracket reading(blocks_);
+    for (int b = 0; b < std::min(blockCount_.load(), kMaxBlocks); ++b) {
+      if (DeckBlock* block = blocks_.Block(b)) {
+        block->tempo.store(bpm);
+        block->tempoValid.store(1);
+      }
+    }
+  }
   transport_.PublishTempo(songTempo_.load());
-  if (bpm > 0.0f) uiState_.store(kUiAllDone);
+  if (bpm > 0.0f && !loadRequest_.load()) uiState_.store(kUiAllDone);
+}
+
+void DeckStore::ResetTempoAnalysis(int mode) {
+  resetMode_.store(mode);
+  resetRequest_.store(true);
+  thread_.Wake();
+}
+
+// The whole-track step ended (on its own thread). A step that found no
+// tempo ends the analysis all the same.
+void DeckStore::OnWholeTrackTempo(float bpm) {
+  if (bpm > 0.0f) {
+    SetSongTempo(bpm);
+    return;
+  }
+  int running = kUiTempoAnalysis;
+  uiState_.compare_exchange_strong(running, kUiAllDone);
+}
+
+void DeckStore::RunReset() {
+  if (!stripe_.Reset(resetMode_.load(), streamingMode_.load())) return;
+  songTempo_.store(0.0f);
+  tempoKnown_.store(false);
+  transport_.PublishTempo(0.0f);
+  tempoAnalysisStarted_ = false;
+  tempoReady_ = false;
 }
 
 int DeckStore::GetDecodedPercent() const {
@@ -133,16 +171,23 @@ void DeckStore::Run() {
   }
   if (loadRequest_.load()) {
     std::string path;
-    float databaseTempo;
+    bool hasRecord;
+    TZKSongRecord record;
     {
       std::lock_guard<std::mutex> hold(pendingMutex_);
       path = pendingPath_;
-      databaseTempo = pendingTempo_;
+      hasRecord = pendingHasRecord_;
+      record = pendingRecord_;
     }
-    RunLoad(path, databaseTempo);
+    resetRequest_.store(false);  // a reset was for the old song
+    {
+      CodecLoadWaiting waiting;  // the background analysis holds back until block 0
+      RunLoad(path, hasRecord ? &record : nullptr);
+    }
     loadRequest_.store(false);
     if (autoPlay_.load() && songReady_.load()) transport_.Play(1);
   }
+  if (resetRequest_.exchange(false) && songLoaded_.load()) RunReset();
   if (songLoaded_.load() && !closing_.load()) {
     if (streamingMode_.load())
       StreamingModeRun();
@@ -254,12 +299,9 @@ void DeckStore::OnSongFullyDecoded() {
   }
   if (tempoAnalysisStarted_) return;
   tempoAnalysisStarted_ = true;
-  if (analysisFeed_.songDecoded) {
-    uiState_.store(kUiTempoAnalysis);
-    analysisFeed_.songDecoded(owner_, analysisFeed_.user);
-  } else {
-    uiState_.store(kUiAllDone);  // nothing will analyse this song
-  }
+  // Set first: the step may end before the call returns.
+  uiState_.store(kUiTempoAnalysis);
+  if (!stripe_.StartWholeTrack()) uiState_.store(kUiAllDone);  // nothing will analyse it
 }
 
 int DeckStore::DecodeBlock(int block) {
@@ -287,11 +329,9 @@ int DeckStore::DecodeBlock(int block) {
   decoded->pinned = (block == 0 || block >= count - 2) ? 1 : 0;
   blocks_.Publish(block, decoded);
 
-  // The gain filters, the stripe values at block * 100 and the key filter
-  // are fed from the first decode of a block.
+  // The first decode of a block feeds the stripe and the gain analyser.
   if (previousState == kBlockNeverDecoded && !songTempoApplies) {
-    if (analysisFeed_.blockDecoded)
-      analysisFeed_.blockDecoded(owner_, block, decoded->samples, got, analysisFeed_.user);
+    stripe_.FeedBlock(block, *decoded);
     if (streamingMode_.load()) {
       blocks_.SetState(block, kBlockPresent);
       return 1;
@@ -301,20 +341,6 @@ int DeckStore::DecodeBlock(int block) {
   uiState_.compare_exchange_strong(expected, kUiStripesProgressing);
   blocks_.SetState(block, kBlockPresent);
   return 1;
-}
-
-// A streamed block that goes blanks its stripes, so the display shows
-// nothing there until a later decode recomputes them.
-void DeckStore::BlankStripes(int block) {
-  const int perBlock = static_cast<int>(std::lrint(kBlockFrames * 0.01));
-  std::lock_guard<std::mutex> hold(stripeLock_);
-  for (int which : {0, 2}) {
-    std::vector<float>& values = stripes_[which];
-    const std::size_t begin = static_cast<std::size_t>(block) * perBlock;
-    if (begin >= values.size()) continue;
-    const std::size_t end = std::min(values.size(), begin + perBlock);
-    std::fill(values.begin() + begin, values.begin() + end, 0.0f);
-  }
 }
 
 bool DeckStore::EvictBlock(int block, bool force) {
@@ -328,7 +354,7 @@ bool DeckStore::EvictBlock(int block, bool force) {
   }
   if (streamingMode_.load()) {
     blocks_.SetState(block, kBlockNeverDecoded);
-    BlankStripes(block);
+    stripe_.Blank(block);  // shows nothing there until a later decode feeds it again
   } else if (!force) {
     if (cachePresent_) return false;  // the block stays in RAM
     blocks_.SetState(block, kBlockInCacheFile);
@@ -339,7 +365,7 @@ bool DeckStore::EvictBlock(int block, bool force) {
   return true;
 }
 
-void DeckStore::RunLoad(const std::string& path, float databaseTempo) {
+void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record) {
   Unload();
   std::int64_t frames = 0;
   if (!decoder_ || !decoder_->Open(path, frames)) {
@@ -366,17 +392,13 @@ void DeckStore::RunLoad(const std::string& path, float databaseTempo) {
   cachePresent_ = true;
   retired_.reserve(std::min(count, kMaxBlocks));
 
-  const int stripeTotal = static_cast<int>(std::lrint(frames * 0.01));
-  {
-    std::lock_guard<std::mutex> hold(stripeLock_);
-    for (auto& values : stripes_) values.assign(static_cast<std::size_t>(stripeTotal) + 1, 0.0f);
-    stripeCount_.store(stripeTotal);
-  }
-  // The cue and loop controls reset their table from the song's record here.
+  // The stripe, the live record and the stored analysis (found on disk or
+  // not); the cue and loop controls reset their table from the record here.
+  const float storedTempo = stripe_.Load(path, frames, count, record);
   transport_.Cues().cuePoint.store(-1);
   transport_.Cues().loopOn.store(false);
-  tempoKnown_.store(databaseTempo > 0.0f);
-  songTempo_.store(databaseTempo > 0.0f ? databaseTempo : 0.0f);
+  tempoKnown_.store(storedTempo > 0.0f);
+  songTempo_.store(storedTempo);
   tempoAnalysisStarted_ = false;
   tempoReady_ = false;
   for (int b = 0; b < std::min(count, kMaxBlocks); ++b) blocks_.SetState(b, kBlockNeverDecoded);
@@ -395,6 +417,7 @@ void DeckStore::RunLoad(const std::string& path, float databaseTempo) {
 }
 
 void DeckStore::Unload() {
+  stripe_.JoinAnalysis();  // nothing reports into the song from here on
   transport_.Cues().loopOn.store(false);
   const bool wasLoaded = songLoaded_.exchange(false);
   songReady_.store(false);
@@ -409,11 +432,7 @@ void DeckStore::Unload() {
   blockCount_.store(0);
   totalFrames_.store(0);
   streamingMode_.store(false);
-  {
-    std::lock_guard<std::mutex> hold(stripeLock_);
-    for (auto& values : stripes_) std::vector<float>().swap(values);
-    stripeCount_.store(0);
-  }
+  stripe_.Unload();
   if (wasLoaded && loadCallback_) loadCallback_(deckIndex_, 0, loadUser_);
 }
 

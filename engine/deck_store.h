@@ -2,12 +2,14 @@
 // DeckStore: the song side of a deck. It holds the block table of one-second
 // blocks (DeckBlockStore), runs the store thread that decodes them ahead of
 // the play position and evicts them behind it, loads and unloads songs,
-// serves seeks, and keeps the stripe arrays and the song's tempo.
+// serves seeks, and keeps the stripe and the song's tempo.
 //
 // Threads:
-//  - LoadSong, RequestUnload, SeekRequest, SetSongTempo: any thread but the
-//    audio thread (GUI; the hands on the jog thread seek; the analysis
-//    reports the tempo). They set atomic words and wake the store thread.
+//  - LoadSong, RequestUnload, SeekRequest, SetSongTempo, ResetTempoAnalysis:
+//    any thread but the audio thread (GUI; the hands on the jog thread seek;
+//    the analysis thread reports the tempo). They set atomic words and wake
+//    the store thread (SetSongTempo also writes the blocks' tempo words,
+//    bracketed as a reader).
 //  - Run, DecodeBlock, EvictBlock: the store thread (tests call Run while the
 //    thread is not started). It alone allocates, publishes and frees blocks.
 //  - Block memory: the render reads it inside its bracket; any other thread
@@ -15,9 +17,10 @@
 //    itself as a reader), or GetSample16 on the store thread.
 //  - The song's shape (length, block count, flags): any thread.
 //
-// The analysis chain (gain filters, stripe values, key filter, tempo) joins
-// through DeckAnalysisFeed on the store thread. The cache file of evicted
-// blocks is never used: a load always sets `cachePresent`.
+// The stripe and the tempo analysis are DeckStripe's (deck_stripe.h): the
+// first decode of a block feeds it, the full decode starts its whole-track
+// step, whose tempo comes back through SetSongTempo. The cache file of
+// evicted blocks is never used: a load always sets `cachePresent`.
 
 #include <atomic>
 #include <cstdint>
@@ -29,10 +32,11 @@
 #include "base/timed_thread.h"
 #include "engine/deck_block_store.h"
 #include "engine/deck_decoder.h"
+#include "engine/deck_stripe.h"
+#include "library/song_record.h"
 
 namespace vantaro {
 
-class CSoundSource;
 class DeckTransport;
 
 // What the screen tick shows (`uiState`), bits.
@@ -45,27 +49,14 @@ enum DeckUiState {
   kUiAllDone = 32,
 };
 
-// Where the analysis chain attaches to the store: both calls come on the
-// deck's store thread.
-struct DeckAnalysisFeed {
-  // The first decode of `block`: `frames` stereo frames of stored samples.
-  void (*blockDecoded)(CSoundSource& deck, int block, const std::int16_t* samples, int frames,
-                       void* user) = nullptr;
-  // Every block is decoded and the tempo is still unknown: start the tempo
-  // analysis; it reports back through SetSongTempo.
-  void (*songDecoded)(CSoundSource& deck, void* user) = nullptr;
-  void* user = nullptr;
-};
-
 class DeckStore {
  public:
   // loaded: 1 after a load, 0 after an unload; on the store thread.
   using LoadCallback = void (*)(int deck, int loaded, void* user);
   static constexpr int kThreadPeriodMs = 250;
 
-  // `owner` is handed to the analysis feed; `transport` is moved by loads
-  // and seeks.
-  DeckStore(CSoundSource& owner, int deckIndex, DeckTransport& transport);
+  // `transport` is moved by loads and seeks.
+  DeckStore(int deckIndex, DeckTransport& transport);
   // Sets `closing`, stops the store thread, unloads. No render may follow.
   ~DeckStore();
   DeckStore(const DeckStore&) = delete;
@@ -77,17 +68,23 @@ class DeckStore {
   void Wake() { thread_.Wake(); }  // any thread, real-time safe
   void UseDecoder(std::unique_ptr<DeckDecoder> decoder);
   void SetLoadCallback(LoadCallback callback, void* user);
-  void SetAnalysisFeed(const DeckAnalysisFeed& feed) { analysisFeed_ = feed; }
+  void SetAnalysisFeed(std::unique_ptr<DeckAnalysisFeed> feed) { stripe_.SetFeed(std::move(feed)); }
 
   // ---- requests ---------------------------------------------------------------
-  // No decoding here. Returns 0 while a load is already waiting.
-  int LoadSong(const std::string& path, bool autoPlay, float databaseTempo);
+  // No decoding here. Returns 0 while a load is already waiting. `record`
+  // (the database's, or null) is copied; a deck without an analysis feed
+  // takes its tempo as known.
+  int LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record);
   void RequestUnload();
   // Jump to `target` (frames) once its block is decoded. Ignored while a seek
   // waits, while scratching, before the song is ready or during a load.
   void SeekRequest(double target);
-  // The song's tempo became known (database or finished analysis), in BPM.
+  // The song's tempo became known (database or finished analysis), in BPM:
+  // every block takes it (unless streamed: those keep their own).
   void SetSongTempo(float bpm);
+  // The BPM dialog's reset: the next run of the store thread takes the
+  // marks off, forgets the tempo and analyses again with `mode`.
+  void ResetTempoAnalysis(int mode);
 
   // ---- store thread -----------------------------------------------------------
   void Run();
@@ -120,12 +117,17 @@ class DeckStore {
   bool IsSeekPending() const { return seekRequest_.load(); }
   int GetUiState() const { return uiState_.load(); }
   int GetDecodedPercent() const;
-  int StripeCount() const { return stripeCount_.load(); }
-  std::mutex& StripeLock() { return stripeLock_; }
-  const std::vector<float>& Stripes(int which) const { return stripes_[which]; }
+  int StripeCount() const { return stripe_.Count(); }
+  std::mutex& StripeLock() { return stripe_.Lock(); }
+  const std::vector<float>& Stripes(int which) const { return stripe_.Values(which); }
+  // The live copy of the song's record (cues, learnt tempo and gain).
+  TZKSongRecord SongRecord() const { return stripe_.Record(); }
+  bool IsTempoAnalysisRunning() const { return stripe_.IsAnalysing(); }
 
  private:
-  void RunLoad(const std::string& path, float databaseTempo);
+  void RunLoad(const std::string& path, const TZKSongRecord* record);
+  void RunReset();
+  void OnWholeTrackTempo(float bpm);
   void Unload();
   void OrdinaryModeRun();
   void StreamingModeRun();
@@ -134,10 +136,8 @@ class DeckStore {
   bool StopWanted() const;
   void EvictAllExceptAround(int keepCentre);
   bool NeighbourhoodPresent(int centre) const;
-  void BlankStripes(int block);
   void OnSongFullyDecoded();
 
-  CSoundSource& owner_;
   DeckTransport& transport_;
   const int deckIndex_;
   std::atomic<std::int32_t> blockCount_{0};
@@ -157,15 +157,15 @@ class DeckStore {
   std::atomic<int> uiState_{0};
   std::atomic<bool> tempoKnown_{false};  // from the database or a finished analysis
   std::atomic<float> songTempo_{0.0f};   // BPM; 0 unknown
-  std::atomic<std::int32_t> stripeCount_{0};
-  std::mutex stripeLock_;
-  std::vector<float> stripes_[3];
+  std::atomic<bool> resetRequest_{false};
+  std::atomic<int> resetMode_{0};
   std::mutex pendingMutex_;  // the requester hands the path to the store thread
   std::string pendingPath_;
-  float pendingTempo_ = 0.0f;  // BPM the database knows for the pending song
+  bool pendingHasRecord_ = false;
+  TZKSongRecord pendingRecord_;
   std::unique_ptr<DeckDecoder> decoder_;
-  std::vector<DeckBlock*> retired_;  // store thread: blocks waiting for a grace period
-  DeckAnalysisFeed analysisFeed_;
+  std::vector<DeckBlock*> retired_;    // store thread: blocks waiting for a grace period
+  DeckStripe stripe_;                  // after blocks_: it reads and marks blocks
   bool tempoAnalysisStarted_ = false;  // store thread
   bool tempoReady_ = false;            // store thread: the full decode's tempo step is done
   LoadCallback loadCallback_ = nullptr;

@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "engine/engine_settings.h"
-#include "library/song_record.h"
 
 namespace vantaro {
 namespace {
@@ -15,7 +14,7 @@ constexpr int kSlowResetStep = 10;  // 1/10000 per step of the slow pitch reset
 CSoundSource::CSoundSource(int deckIndex, std::string dataRoot)
     : dataRoot_(std::move(dataRoot)),
       transport_(store_),
-      store_(*this, deckIndex, transport_),
+      store_(deckIndex, transport_),
       hands_(transport_, store_) {}
 
 void CSoundSource::SetPlayStateCallback(PlayStateCallback callback, void* user) {
@@ -29,8 +28,8 @@ int CSoundSource::LoadSong(const std::string& path, bool autoPlay, const TZKSong
   (void)keepCue;
   if (store_.IsLoadPending()) return 0;
   Play(0);
-  // The tempo is copied here, on the thread that owns the database.
-  return store_.LoadSong(path, autoPlay, record ? record->bpm : 0.0f);
+  // The record is copied here, on the thread that owns the database.
+  return store_.LoadSong(path, autoPlay, record);
 }
 
 void CSoundSource::Render(float* buffer, int frames) {

@@ -2,13 +2,15 @@
 // CSoundSource: one deck, and the one face that the mixer, the program and
 // the tests see. Inside it are three parts, each with its own header:
 //  - DeckStore (deck_store.h): the block table, the store thread that decodes
-//    one-second blocks ahead of the play position, load and unload, seeks.
+//    one-second blocks ahead of the play position, load and unload, seeks;
+//    inside it DeckStripe (deck_stripe.h), the stripe and the tempo analysis,
+//    computed by the DeckAnalysisFeed the program hands the deck.
 //  - DeckTransport (deck_transport.h): the position, the speed ramps, the
 //    play word, the render with its interpolation and envelope.
 //  - DeckHands (deck_hands.h): scratch, jog, bends and hold-to-seek, owned
 //    by the jog thread and fed by commands through a ring.
-// The cue and loop controls, the key lock and the analysis chain join these
-// parts where their headers say.
+// The cue and loop controls and the key lock join these parts where their
+// headers say.
 //
 // Threads:
 //  - Render, Render16, SyncPhase, GetBPM: the audio thread (GetBPM from any);
@@ -43,10 +45,10 @@
 #include "engine/deck_hands.h"
 #include "engine/deck_store.h"
 #include "engine/deck_transport.h"
+#include "library/song_record.h"
 
 namespace vantaro {
 
-struct TZKSongRecord;  // the song database's record of one track
 class TimedThread;
 
 class CSoundSource : public CAudioSignalSource {
@@ -79,10 +81,22 @@ class CSoundSource : public CAudioSignalSource {
   void SetLoadCallback(LoadCallback callback, void* user) {
     store_.SetLoadCallback(callback, user);
   }
-  // Before StartStoreThread.
-  void SetAnalysisFeed(const DeckAnalysisFeed& feed) { store_.SetAnalysisFeed(feed); }
-  // The song's tempo became known (database or finished analysis), in BPM.
+  // Before StartStoreThread. Without a feed the deck analyses nothing and
+  // takes the tempo of the record it is loaded with.
+  void SetAnalysisFeed(std::unique_ptr<DeckAnalysisFeed> feed) {
+    store_.SetAnalysisFeed(std::move(feed));
+  }
+  // The song's tempo became known, in BPM (the deck's own analysis reports
+  // here too).
   void SetSongTempo(float bpm) { store_.SetSongTempo(bpm); }
+  // The BPM dialog's confirmation: the marks come off, the deck counts as
+  // not analysed, and the tempo is found again with `mode` (0 automatic
+  // 75-150, -1 below 100, -2 above 100, else a manual BPM). The store
+  // thread does it at its next run.
+  void ResetTempoAnalysis(int mode) { store_.ResetTempoAnalysis(mode); }
+  // The live copy of the loaded song's record: cues from the database, the
+  // learnt tempo and gain, automatic cue_in and cue_out. Not the audio thread.
+  TZKSongRecord SongRecord() const { return store_.SongRecord(); }
   // The thread that calls ScratchTick, woken by each hand command; null
   // before it stops.
   void SetJogTick(TimedThread* jogTick) { hands_.SetWake(jogTick); }
@@ -100,8 +114,9 @@ class CSoundSource : public CAudioSignalSource {
   // One run of the store thread's routine.
   void StoreThreadRun() { store_.Run(); }
   int GetDecodedPercent() const { return store_.GetDecodedPercent(); }
-  // Percentage of background tempo analysis, 101 when none runs.
-  int GetProgress() const { return 101; }
+  // Percentage of the whole-track tempo step: 0 while it runs (it has no
+  // steps to count), 101 when none runs.
+  int GetProgress() const { return store_.IsTempoAnalysisRunning() ? 0 : 101; }
   // Any thread but the audio thread: `count` frames from `first` as
   // interleaved floats; absent blocks and frames outside the song read as 0.
   // Returns `count`.

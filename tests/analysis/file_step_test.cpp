@@ -20,6 +20,7 @@
 #include "analysis/stripe_file.h"
 #include "base/debug_log.h"
 #include "codecs/decoder_wav.h"
+#include "engine/sound_source.h"
 #include "library/song_database.h"
 #include "tests/analysis/test_tracks.h"
 #include "tests/support/test_support.h"
@@ -236,15 +237,14 @@ TEST_F(AnalysisWorkerTest, AnalysisThreadsDeckLoadWaitsForOneReadAtMost) {
   std::thread background([&] { worker.RunStep(); });
   while (ReadLog().size() < 3) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   {
-    // A deck reads as it would a compressed file: through the float path,
-    // under the lock.
-    CCodecSet deck(100);
-    deck.AddCodec(std::make_unique<LoggedCodec>('D'));
-    TCodecFormat format{44100, 2, 32, 32, 0, 0};
+    // This thread runs the deck's store routine; the mono file takes the
+    // set's conversion, under the lock, like a compressed one.
+    CSoundSource deck(0, dir.Path() + "/");
+    deck.UseDecoder(MakeCodecSetDeckDecoder(0, std::make_unique<LoggedCodec>('D')));
     ReadLog('r');
-    ASSERT_EQ(deck.Open(dir.File("deck.logged"), format, kCodecRead, 44100), 1);
-    std::vector<float> block(2 * 44100);
-    EXPECT_EQ(deck.GetFloatSamples(block.data(), 44100, 0), 44100);
+    ASSERT_EQ(deck.LoadSong(dir.File("deck.logged"), false, nullptr, false), 1);
+    deck.StoreThreadRun();
+    EXPECT_TRUE(deck.IsSongReady());
   }
   background.join();
   const std::string log = ReadLog();

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "analysis/analyse_file.h"
+#include "analysis/audible_range.h"
 #include "analysis/beat_marks.h"
 #include "analysis/bpm_detect.h"
-#include "analysis/deck_analysis.h"
 #include "analysis/stripe_file.h"
 #include "tests/analysis/test_tracks.h"
 #include "tests/support/test_support.h"
@@ -40,16 +40,6 @@ float AnalyseTrack(const TrackSpec& spec, int mode, std::vector<float>& stripe, 
   return bpm;
 }
 
-// Marks that stand within 6 stripe samples (14 ms) of a beat of `spec`,
-// among `marks`.
-int MarksOnBeats(const TrackSpec& spec, const std::vector<int>& marks) {
-  const std::vector<long> beats = test::BeatFrames(spec);
-  return static_cast<int>(std::count_if(marks.begin(), marks.end(), [&](int mark) {
-    return std::any_of(beats.begin(), beats.end(),
-                       [&](long beat) { return std::abs(mark - beat / 100.0) <= 6; });
-  }));
-}
-
 struct TempoCase {
   Beat beat;
   double bpm;
@@ -72,7 +62,7 @@ TEST_P(TempoTest, FoundWithinHalfABpmWithMarksOnTheBeats) {
   const std::vector<int> marks = test::MarksIn(stripe, 50, 60);
   const size_t beats = test::BeatFrames(spec).size();
   EXPECT_GE(marks.size(), beats * 9 / 10);
-  EXPECT_EQ(MarksOnBeats(spec, marks), static_cast<int>(marks.size()));
+  EXPECT_EQ(test::MarksOnBeats(spec, marks), static_cast<int>(marks.size()));
 }
 
 const TempoCase kTempoCases[] = {
@@ -137,36 +127,6 @@ TEST(AnalysisTempo, WalksUnder21BeatsAddNothing) {
     EXPECT_EQ(tracker.tempoCount, counted) << "to " << to;
     EXPECT_NEAR(walk.tempo, counted ? 132.3 : -1, 0.05) << "to " << to;
   }
-}
-
-// The deck's chain: blocks in as the store decodes them, an interim tempo
-// from the first ten, the whole-track step at the end (a whole BPM; music
-// never reaches the automatic cue level), and the reset before a second
-// run.
-TEST(AnalysisTempo, DeckChainInterimAndWholeTrack) {
-  const std::vector<float> mono =
-      test::MakeTrack({.bpm = 126, .seconds = 62, .beat = Beat::kDrums});
-  DeckAnalysis deck;
-  deck.Start();
-  std::vector<float> stripe(62 * kStripePerSecond), onset(stripe.size());
-  std::vector<std::int16_t> stored;  // as the deck keeps it: 16-bit stereo
-  for (float v : mono) stored.insert(stored.end(), 2, std::int16_t(v * 32767));
-  for (int b = 0; b < 62; ++b)
-    deck.FeedBlock(stored.data() + 2 * b * kSecondFrames, kSecondFrames,
-                   stripe.data() + b * kStripePerSecond);
-  std::vector<float> group(stripe.begin(), stripe.begin() + DeckAnalysis::kInterimLength);
-  std::vector<float> groupOnset(group.size());
-  EXPECT_NEAR(deck.InterimTempo(group.data(), groupOnset.data(), 0), 126, 0.7);
-  EXPECT_FALSE(test::MarksIn(group, 50, 60).empty());
-  const int64_t frames = 62 * kSecondFrames;
-  const DeckAnalysis::WholeTrack whole = deck.RunWholeTrack(
-      stripe.data(), onset.data(), static_cast<int>(stripe.size()), 62, 0, frames, true, true);
-  EXPECT_EQ(whole.bpm, 126.0f);
-  EXPECT_TRUE(whole.gainDb > -15 && whole.gainDb < 0) << whole.gainDb;
-  EXPECT_EQ(whole.cues.start, 0);
-  EXPECT_EQ(whole.cues.end, frames);
-  ClearBeatMarks(stripe.data(), static_cast<int>(stripe.size()));
-  EXPECT_TRUE(test::MarksIn(stripe, 50, 1e9).empty()) << "a reset leaves no mark";
 }
 
 // Automatic cues on stripes of known level: the first sample above -10 dB

@@ -102,4 +102,12 @@ std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high
   return marks;
 }
 
+int MarksOnBeats(const TrackSpec& spec, const std::vector<int>& marks) {
+  const std::vector<long> beats = BeatFrames(spec);
+  return static_cast<int>(std::count_if(marks.begin(), marks.end(), [&](int mark) {
+    return std::any_of(beats.begin(), beats.end(),
+                       [&](long beat) { return std::abs(mark - beat / 100.0) <= 6; });
+  }));
+}
+
 }  // namespace vantaro::test

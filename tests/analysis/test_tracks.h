@@ -39,4 +39,8 @@ std::vector<float> ReadStripeFile(const std::string& path);
 // band (60..70).
 std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high);
 
+// How many of `marks` (stripe indexes) stand within 6 stripe samples
+// (14 ms) of a beat of `spec`.
+int MarksOnBeats(const TrackSpec& spec, const std::vector<int>& marks);
+
 }  // namespace vantaro::test

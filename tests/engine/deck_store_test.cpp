@@ -1,7 +1,7 @@
 // The deck's store: block counts at the exact edges, pinning, the RAM test
 // and the streaming mode, the table limit, eviction, readers, seeks, the
-// load's life cycle, the analysis feed, and out-of-order reads of a
-// compressed file.
+// load's life cycle, and out-of-order reads of a compressed file (the
+// analysis feed: deck_analysis_test).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -139,40 +139,6 @@ TEST_F(DeckStore, LoadsQueueOnePlayStopFailAndUnloadCleanly) {
     EXPECT_FALSE(rig.Load(name)) << name;
     EXPECT_EQ(deck.GetUiState(), kUiFailed) << name;
     EXPECT_FALSE(deck.IsSongLoaded() || deck.IsBlockPresent(0) || deck.GetLength()) << name;
-  }
-}
-
-TEST_F(DeckStore, AnalysisFeedSeesFirstDecodesUnlessTheDatabaseKnowsTheTempo) {
-  static std::vector<int> fed;  // block * 100000 + frames of each first decode; -1: the end
-  DeckAnalysisFeed feed;
-  feed.blockDecoded = [](CSoundSource&, int block, const std::int16_t* samples, int frames, void*) {
-    fed.push_back(samples[10] == test::Ramp(block * 44100LL + 5, 0) ? block * 100000 + frames : -2);
-  };
-  feed.songDecoded = [](CSoundSource&, void*) { fed.push_back(-1); };
-  deck.SetAnalysisFeed(feed);
-  const std::string path = RampFile(2 * 44100 + 10);
-  ASSERT_TRUE(rig.Load(path));
-  EXPECT_EQ(deck.GetUiState(), kUiTempoAnalysis);
-  deck.StoreThreadRun();  // the tempo analysis is started once
-  std::sort(fed.begin(), fed.end());
-  EXPECT_EQ(fed, (std::vector<int>{-1, 44100, 144100, 200010}));
-  deck.SetSongTempo(128.0f);
-  EXPECT_EQ(deck.GetUiState(), kUiAllDone);
-  EXPECT_FLOAT_EQ(deck.GetBPM(), 128.0f);
-  // A tempo from the database skips the analysis; streamed, every first
-  // decode still feeds it. A song without one has no tempo.
-  const std::tuple<float, bool, size_t> cases[] = {
-      {126.0f, false, 0}, {90.0f, true, 3}, {0, true, 3}};
-  for (auto [bpm, streamed, decodes] : cases) {
-    TZKSongRecord record;
-    record.bpm = bpm;
-    fed.clear();
-    test::AvailKBOverride budget(streamed ? 0 : 1 << 30);
-    ASSERT_EQ(deck.LoadSong(path, false, &record, false), 1);
-    record.bpm = 1.0f;  // the deck took its copy when asked to load
-    deck.StoreThreadRun();
-    EXPECT_FLOAT_EQ(deck.GetBPM(), bpm);
-    EXPECT_EQ(fed.size(), decodes) << bpm;
   }
 }
 

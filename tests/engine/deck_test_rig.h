@@ -38,6 +38,10 @@ inline double LeftPeak(const std::vector<float>& stereo, long first = 0, long co
   return Peak(LeftChannel(stereo, first, count), 1, 0);
 }
 
+// Polls `condition` every millisecond; false when it did not hold within
+// `limitMs` (a generous bound for slow sanitizer builds, not a timing check).
+bool WaitFor(const std::function<bool()>& condition, int limitMs = 60000);
+
 // Sets `availKB` for the lifetime of the object.
 struct AvailKBOverride {
   explicit AvailKBOverride(std::uint32_t kilobytes) { TheEngineSettings().availKB = kilobytes; }

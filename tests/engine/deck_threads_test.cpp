@@ -20,13 +20,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Polls `condition` every millisecond; false when it did not hold within
-// `limitMs` (a generous bound for slow sanitizer builds, not a timing check).
-bool WaitFor(const std::function<bool()>& condition, int limitMs = 60000) {
-  for (int waited = 0; waited < limitMs && !condition(); ++waited) std::this_thread::sleep_for(1ms);
-  return condition();
-}
-
 // Decks running their own store threads (stopped by the decks' destructors)
 // and the audio thread: it renders 100 ms blocks through the offline device
 // and, as the mixer channel does, asks each deck for its tempo after the
@@ -56,7 +49,7 @@ class DeckThreads : public test::DeckTest {
   // True once a block rendered after this call satisfies `condition`.
   bool WaitForBlock(const std::function<bool()>& condition) {
     const long after = blocks_.load() + 1;
-    return WaitFor([&] { return blocks_.load() > after && condition(); });
+    return test::WaitFor([&] { return blocks_.load() > after && condition(); });
   }
 
   std::thread audio_;
@@ -80,14 +73,15 @@ TEST_F(DeckThreads, LoadsUnloadsSeeksAndJogStepsRaceTheRenderAndNoneIsLost) {
   ASSERT_EQ(other.LoadSong(Song(test::MakeSine(30 * 44100, 440, 400)), true, &record, false), 1);
   for (int round = 0; round < 50; ++round) {
     std::this_thread::sleep_for(1us * (round * 797 % 5000));  // anywhere in the loop's cycle
-    ASSERT_TRUE(WaitFor([&] { return !deck.IsLoadPending(); }));
+    ASSERT_TRUE(test::WaitFor([&] { return !deck.IsLoadPending(); }));
     ASSERT_EQ(deck.LoadSong(songs[round % 2], true, &record, false), 1);
     const double hz = round % 2 ? 1000 : 440;
     ASSERT_TRUE(WaitForBlock([&] { return std::abs(hz_ - hz) < 5 && peak_ > 0.4; })) << round;
     if (round % 2) continue;  // the next load goes over this song
     std::this_thread::sleep_for(1us * (round * 797 % 5000));
     deck.RequestUnload();
-    ASSERT_TRUE(WaitFor([&] { return !deck.IsSongLoaded() && deck.BlockCount() == 0; })) << round;
+    ASSERT_TRUE(test::WaitFor([&] { return !deck.IsSongLoaded() && deck.BlockCount() == 0; }))
+        << round;
     ASSERT_TRUE(WaitForBlock([&] { return peak_ < 0.2; })) << round;
   }
   EXPECT_FALSE(oddTempo_);
@@ -99,7 +93,7 @@ TEST_F(DeckThreads, LoadsUnloadsSeeksAndJogStepsRaceTheRenderAndNoneIsLost) {
   for (int round = 0; round < 6; ++round) {
     const double target = round % 2 ? 88200 : 22050;
     deck.SeekRequest(target);
-    ASSERT_TRUE(WaitFor([&] { return !deck.IsSeekPending(); }));
+    ASSERT_TRUE(test::WaitFor([&] { return !deck.IsSeekPending(); }));
     std::this_thread::sleep_for(2ms);
     const double at = deck.GetExactPosition();
     EXPECT_TRUE(at >= target && at < target + 66150) << "the render undid the seek: " << at;
@@ -109,7 +103,7 @@ TEST_F(DeckThreads, LoadsUnloadsSeeksAndJogStepsRaceTheRenderAndNoneIsLost) {
   ASSERT_TRUE(jogTick.Start());
   deck.SetJogTick(&jogTick);
   deck.Jog(0, 0, 0, true, 10);  // touch: the scratch starts where the deck stands
-  ASSERT_TRUE(WaitFor([&] { return deck.IsScratching(); }));
+  ASSERT_TRUE(test::WaitFor([&] { return deck.IsScratching(); }));
   const double start = deck.GetScratchTarget();
   std::thread gui([&] {
     int sum = 0;
@@ -121,7 +115,7 @@ TEST_F(DeckThreads, LoadsUnloadsSeeksAndJogStepsRaceTheRenderAndNoneIsLost) {
     deck.Jog(-sum, kJogRelativeStep, kJogRelative3, false, 10);
   });
   gui.join();
-  EXPECT_TRUE(WaitFor([&] { return deck.GetScratchTarget() == start; }, 20000))
+  EXPECT_TRUE(test::WaitFor([&] { return deck.GetScratchTarget() == start; }, 20000))
       << "the hand points at " << deck.GetScratchTarget() << ", not " << start;
   deck.SetJogTick(nullptr);
 }
@@ -142,12 +136,12 @@ TEST(DeckThreadsBlockStore, FreeWaitsForTheRenderOrReaderInFlight) {
       store.FreeRetired(retired);
       freed.store(true);
     });
-    EXPECT_TRUE(WaitFor([&] { return store.Block(3) == nullptr; })) << "cleared at once";
+    EXPECT_TRUE(test::WaitFor([&] { return store.Block(3) == nullptr; })) << "cleared at once";
     std::this_thread::sleep_for(50ms);
     EXPECT_FALSE(freed.load()) << "freed under a " << (render ? "render" : "reader");
     EXPECT_EQ(*seen, 1234);
     render ? store.LeaveRender() : store.LeaveReader();
-    EXPECT_TRUE(WaitFor([&] { return freed.load(); })) << "freed once it left";
+    EXPECT_TRUE(test::WaitFor([&] { return freed.load(); })) << "freed once it left";
     retirement.join();
   }
   // The table's edges, and a song longer than the table.
