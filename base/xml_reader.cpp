@@ -28,6 +28,8 @@ const char* KindText(XmlFileKind kind) {
       return "an effect chain";
     case XmlFileKind::kPluginList:
       return "a plug-in list";
+    case XmlFileKind::kLanguage:
+      return "a language file";
   }
   return "a file";
 }
@@ -95,6 +97,8 @@ std::size_t XmlFileLimit(XmlFileKind kind) {
       return 4 * kMegabyte;
     case XmlFileKind::kPluginList:
       return 16 * kMegabyte;
+    case XmlFileKind::kLanguage:
+      return 4 * kMegabyte;
   }
   return kMegabyte;
 }

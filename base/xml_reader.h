@@ -1,6 +1,7 @@
 #pragma once
 // The one reader of the program's XML files: config.xml, db.vtx, the effect
-// chains and the plug-in list (and the list and shortcut files to come).
+// chains, the plug-in list, the language files (and the list, shortcut and
+// skin files to come).
 //
 // Those files are the program's own form (base/xml_text.h): elements with
 // attributes, one a line, no text that matters. XmlReader reads that form
@@ -32,7 +33,7 @@
 
 namespace vantaro {
 
-enum class XmlFileKind { kSettings, kSongDatabase, kEffectChain, kPluginList };
+enum class XmlFileKind { kSettings, kSongDatabase, kEffectChain, kPluginList, kLanguage };
 
 // Largest file of each kind, in bytes: far above any real file (a song
 // database of a million and a half tracks fits), far below what would stall

@@ -1,53 +1,62 @@
 #include "control/language.h"
 
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 
 #include "base/debug_log.h"
+#include "base/xml_reader.h"
 
 namespace vantaro {
 
-// Walks a parsed file into the tables (the only writer of their rows).
+// Walks a file's text into the tables (the only writer of their rows).
 class LanguageReader {
  public:
-  static void Read(xmlNodePtr root, LanguageTables& tables);
+  static void Read(const std::string& text, const std::string& source, LanguageTables& tables);
 };
 
 namespace {
 
 const std::string kEmpty;
 
-struct XmlDocFree {
-  void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
+// A language file read whole and walked once: its root's name and
+// attributes, and whether anything in it was damaged or refused.
+struct LanguageDocument {
+  bool wellFormed = false;
+  bool hasRoot = false;
+  std::string rootName;
+  std::string language, english, locale, targetVersion;
 };
-using XmlDocument = std::unique_ptr<xmlDoc, XmlDocFree>;
 
-// The parser's own messages stay quiet: a refusal is logged as one line of
-// ours.
-constexpr int kParseOptions = XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET;
-
-XmlDocument ParseFile(const std::string& path) {
-  return XmlDocument(xmlReadFile(path.c_str(), nullptr, kParseOptions));
+std::string AttributeOr(const XmlReader& reader, const char* name) {
+  const std::string* value = reader.Attribute(name);
+  return value ? *value : std::string();
 }
 
-std::string Attribute(xmlNodePtr node, const char* name, bool* present = nullptr) {
-  xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(name));
-  if (present) *present = value != nullptr;
-  if (!value) return {};
-  std::string text(reinterpret_cast<const char*>(value));
-  xmlFree(value);
-  return text;
+LanguageDocument Inspect(const std::string& text, const std::string& source) {
+  LanguageDocument doc;
+  XmlReader reader(text, source);
+  if (reader.Next() && reader.IsRoot()) {
+    doc.hasRoot = true;
+    doc.rootName = std::string(reader.Name());
+    doc.language = AttributeOr(reader, "language");
+    doc.english = AttributeOr(reader, "english");
+    doc.locale = AttributeOr(reader, "locale");
+    doc.targetVersion = AttributeOr(reader, "targetversion");
+  }
+  while (reader.Next()) {
+  }
+  // A language file is small and hand-made: any damage means it is not the
+  // file its author meant, so it is refused whole.
+  doc.wellFormed = !reader.Refused() && reader.Damaged() == 0;
+  return doc;
 }
 
-bool NameIs(xmlNodePtr node, const char* name) {
-  return node->name && std::strcmp(reinterpret_cast<const char*>(node->name), name) == 0;
+bool ReadText(const std::string& path, std::string& text) {
+  return ReadXmlFile(path, XmlFileKind::kLanguage, text) == XmlFileStatus::kRead;
 }
 
 // Backslash and n make a line break.
@@ -62,21 +71,20 @@ int CountFilled(const std::string* rows, int count) {
       std::count_if(rows, rows + count, [](const std::string& row) { return !row.empty(); }));
 }
 
-bool CheckDocument(xmlDoc* doc, LanguageFile* info) {
-  if (!doc) {
+bool CheckDocument(const LanguageDocument& doc, LanguageFile* info) {
+  if (!doc.wellFormed) {
     DebugLog("lang: xml is bad formed");
     return false;
   }
-  xmlNodePtr root = xmlDocGetRootElement(doc);
-  if (!root) {
+  if (!doc.hasRoot) {
     DebugLog("lang: xml root element does not exist");
     return false;
   }
-  if (!NameIs(root, "languagestrings")) {
+  if (doc.rootName != "languagestrings") {
     DebugLog("lang: xml root element is not languagestrings");
     return false;
   }
-  const int version = std::atoi(Attribute(root, "targetversion").c_str());
+  const int version = std::atoi(doc.targetVersion.c_str());
   if (version < kOldestLanguageVersion || version > kLanguageVersion) {
     DebugLog(
         "lang: xml targetversion is not correct - _VT_VERSION_=%d, "
@@ -84,9 +92,9 @@ bool CheckDocument(xmlDoc* doc, LanguageFile* info) {
         kLanguageVersion, kOldestLanguageVersion);
     return false;
   }
-  info->language = Attribute(root, "language");
-  info->english = Attribute(root, "english");
-  info->locale = Attribute(root, "locale");
+  info->language = doc.language;
+  info->english = doc.english;
+  info->locale = doc.locale;
   return true;
 }
 
@@ -121,20 +129,22 @@ const LanguageFile* FindEnglish(const std::vector<LanguageFile>& list) {
 
 }  // namespace
 
-void LanguageReader::Read(xmlNodePtr root, LanguageTables& tables) {
-  for (xmlNodePtr node = root->children; node; node = node->next) {
-    if (node->type != XML_ELEMENT_NODE) continue;
-    bool hasValue = false;
-    const std::string action = Attribute(node, "action");
-    const std::string value = Attribute(node, "value", &hasValue);
-    if (!hasValue) continue;
-    if (NameIs(node, "string")) {
+void LanguageReader::Read(const std::string& text, const std::string& source,
+                          LanguageTables& tables) {
+  XmlReader reader(text, source);
+  while (reader.Next()) {
+    if (reader.Depth() != 1) continue;
+    const std::string* value = reader.Attribute("value");
+    if (!value) continue;
+    const std::string action = AttributeOr(reader, "action");
+    const std::string_view name = reader.Name();
+    if (name == "string") {
       const int id = FindTextId(action.c_str());
-      if (id > 0) tables.texts_[id] = WithLineBreaks(value);
-    } else if (NameIs(node, "label") || NameIs(node, "hint")) {
+      if (id > 0) tables.texts_[id] = WithLineBreaks(*value);
+    } else if (name == "label" || name == "hint") {
       const int id = FindControlAction(action.c_str());
       if (id <= 0) continue;
-      (NameIs(node, "label") ? tables.labels_ : tables.hints_)[id] = WithLineBreaks(value);
+      (name == "label" ? tables.labels_ : tables.hints_)[id] = WithLineBreaks(*value);
     }
   }
 }
@@ -177,25 +187,25 @@ const std::string& Text(int id) {
 }
 
 bool CheckLanguageFile(const std::string& path, LanguageFile* info) {
-  XmlDocument doc = ParseFile(path);
   info->path = path;
-  return CheckDocument(doc.get(), info);
+  std::string text;
+  if (!ReadText(path, text)) {
+    DebugLog("lang: xml is bad formed");
+    return false;
+  }
+  return CheckDocument(Inspect(text, path), info);
 }
 
 bool LoadLanguageFile(const std::string& path, LanguageTables& tables) {
-  XmlDocument doc = ParseFile(path);
-  xmlNodePtr root = doc ? xmlDocGetRootElement(doc.get()) : nullptr;
-  if (!root) return false;
-  LanguageReader::Read(root, tables);
+  std::string text;
+  if (!ReadText(path, text) || !Inspect(text, path).hasRoot) return false;
+  LanguageReader::Read(text, path, tables);
   return true;
 }
 
 bool LoadLanguageText(const std::string& xml, LanguageTables& tables) {
-  XmlDocument doc(xmlReadMemory(xml.data(), static_cast<int>(xml.size()), "english.xml", nullptr,
-                                kParseOptions));
-  xmlNodePtr root = doc ? xmlDocGetRootElement(doc.get()) : nullptr;
-  if (!root) return false;
-  LanguageReader::Read(root, tables);
+  if (!Inspect(xml, "english.xml").hasRoot) return false;
+  LanguageReader::Read(xml, "english.xml", tables);
   return true;
 }
 

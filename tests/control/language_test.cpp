@@ -3,12 +3,11 @@
 #include "control/language.h"
 
 #include <gtest/gtest.h>
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 
 #include <memory>
 #include <string>
 
+#include "base/xml_reader.h"
 #include "control/control_action.h"
 #include "tests/support/test_support.h"
 
@@ -139,16 +138,14 @@ TEST(LanguageFiles, WithNoUsableFileTheCompiledInEnglishSpeaks) {
 // Every element of the English file, by kind and action.
 template <typename Visit>
 void ForEachEntry(Visit visit) {
-  std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> doc(xmlReadFile(kEnglishPath.c_str(), nullptr, 0),
-                                                 xmlFreeDoc);
-  ASSERT_TRUE(doc);
-  for (xmlNodePtr node = xmlDocGetRootElement(doc.get())->children; node; node = node->next) {
-    if (node->type != XML_ELEMENT_NODE) continue;
-    xmlChar* action = xmlGetProp(node, reinterpret_cast<const xmlChar*>("action"));
-    visit(std::string(reinterpret_cast<const char*>(node->name)),
-          std::string(reinterpret_cast<const char*>(action)));
-    xmlFree(action);
+  const std::string text = test::ReadFile(kEnglishPath);
+  XmlReader reader(text, kEnglishPath);
+  while (reader.Next()) {
+    if (reader.Depth() != 1) continue;
+    const std::string* action = reader.Attribute("action");
+    visit(std::string(reader.Name()), action ? *action : std::string());
   }
+  EXPECT_EQ(reader.Damaged(), 0);
 }
 
 TEST(EnglishFile, SpeaksForEveryTextAndControlAndNamesNothingUnknown) {

@@ -100,11 +100,14 @@ TEST_F(BuiltInControls, EachWiredControlMovesTheEngineWordItOwns) {
       {"deck_play_pause", 0, press, [&] { return engine.deckA.IsPlaying(); }},
       {"deck_brake", 1, press, [&] { return engine.deckB.IsBraking(); }},
       {"deck_reverse", 0, press, [&] { return engine.deckA.GetDirection() == -1; }},
-      // The screen tick starts a held bend, the next one moves the pitch.
+      // The screen tick starts a held bend, the next one moves the pitch;
+      // the jog thread, played here by ScratchTick, applies both.
       {"deck_bend_up", 1, press,
        [&] {
-         engine.deckB.PeriodicUpdate();
-         engine.deckB.PeriodicUpdate();
+         for (int tick = 0; tick < 2; ++tick) {
+           engine.deckB.PeriodicUpdate();
+           engine.deckB.ScratchTick(CSoundSource::kJogIdleLimit);
+         }
          return engine.deckB.GetPitch() > 0;
        }},
       {"deck_pitch", 0, top,
