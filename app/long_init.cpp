@@ -93,8 +93,8 @@ void QueueDeckTrackForWorker(const std::string& path) {
 
 void CreateAudioObjects() {
   Program& program = TheProgram();
-  // Limiter, recorder, live inputs and the microphone source join here when
-  // they are built.
+  // The limiter is built with the mixer objects; the recorder, live inputs
+  // and the microphone source join here when they are built.
   for (int deck = 0; deck < 2; ++deck) {
     program.decks[deck] = std::make_unique<CSoundSource>(deck, program.folders.dataRoot);
     program.decks[deck]->SetAnalysisFeed(
@@ -111,6 +111,7 @@ void WireTheMixer() {
   // The preview player and the eight samplers are added when they exist.
   WireMixer(program.mixerRig, nullptr, nullptr, 0);
   TheAudioRenderer().mix = program.mixerRig.mixer.get();
+  TheAudioRenderer().limiter = program.mixerRig.limiter.get();
   ConnectControlsToEngine(program);
   DebugLog("init 10: mixer wired, controls connected");
 }

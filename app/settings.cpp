@@ -9,6 +9,7 @@
 #include "base/debug_log.h"
 #include "base/xml_reader.h"
 #include "base/xml_text.h"
+#include "effects/effect.h"
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
 
@@ -253,6 +254,10 @@ void ApplySettings(Settings& settings) {
   renderer.outputMode = settings.audmod;
   renderer.externalMixer = settings.extmix != 0;
   renderer.reverseMasterMonitor = settings.revmmo != 0;
+  // The output limiter (bypassed at start) follows alimit; it fades in or
+  // out at the next block.
+  if (CEffect* limiter = renderer.limiter.load())
+    limiter->RequestSwitch(settings.alimit != 0 ? kSwitchOn : kSwitchOff);
 }
 
 int OutputDeviceIndex(const std::string& name, const std::vector<std::string>& deviceNames,

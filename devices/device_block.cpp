@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "base/realtime.h"
+#include "devices/denormals.h"
 #include "devices/offline_device.h"
 #include "engine/audio_render.h"
 
@@ -83,6 +84,7 @@ std::int64_t MonotonicNanoseconds() {
 
 void OutputBlockFiller::Fill(std::int16_t* out, long frames) {
   RealtimeScope realtime;
+  FlushDenormalsScope flushDenormals;
   const std::int64_t start = MonotonicNanoseconds();
   const bool silent = stopped.load(std::memory_order_acquire) || !callback_;
   for (long done = 0; done < frames;) {

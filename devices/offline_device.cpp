@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/realtime.h"
+#include "devices/denormals.h"
 #include "engine/audio_render.h"
 
 namespace vantaro {
@@ -26,6 +27,7 @@ int OfflineDevice::Run(long totalFrames, const DeviceBlockSink& sink) {
     int answered;
     {
       RealtimeScope realtime;
+      FlushDenormalsScope flushDenormals;
       answered = renderer_.RenderDeviceBlock(block_.data(), frames, channels_);
     }
     if (answered == 0) ++refused;

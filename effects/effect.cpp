@@ -33,38 +33,50 @@ void CEffect::ProcessBlock(float* buffer, int frames, float bpm, EffectMix mix, 
   if (!on && !wasOn) return;
   if (on && !wasOn) {
     Start();
-    wetShare_ = 0.0f;
+    wetShare_.Jump(0.0f);
   }
   float target = 0.0f;
   if (on) target = mix == EffectMix::kFullyWet || dryWet > kFullyWetDryWet ? 1.0f : dryWet;
-  if (wetShare_ == 1.0f && target == 1.0f)
+  if (on && PresetPending()) {
+    // Out to dry first; the preset is taken where nothing of it is heard.
+    if (wetShare_.Value() == 0.0f && !wetShare_.Moving())
+      Reset();
+    else
+      target = 0.0f;
+  }
+  wetShare_.Set(target);
+  if (wetShare_.Value() == 1.0f && !wetShare_.Moving())
     Process(buffer, frames, bpm);
   else
-    ProcessCrossfaded(buffer, frames, bpm, wetShare_, target);
-  wetShare_ = target;
-  if (!on) {
+    ProcessCrossfaded(buffer, frames, bpm);
+  if (!BlockIsFinite(buffer, frames)) RecoverFromNonFinite();
+  if (!on && !wetShare_.Moving()) {
     Stop();
     Reset();
   }
 }
 
-void CEffect::ProcessCrossfaded(float* buffer, int frames, float bpm, float fromWet, float toWet) {
-  const float step = frames > 0 ? (toWet - fromWet) / static_cast<float>(frames) : 0.0f;
+void CEffect::ProcessCrossfaded(float* buffer, int frames, float bpm) {
   for (int done = 0; done < frames;) {
     const int n = std::min(frames - done, kMaxBlockFrames);
     float* block = buffer + static_cast<std::size_t>(done) * 2;
     std::memcpy(scratch_.get(), block, sizeof(float) * 2 * static_cast<std::size_t>(n));
     Process(scratch_.get(), n, bpm);
     for (int i = 0; i < n; ++i) {
-      // The last frame of the block stands at `toWet`.
-      const float wet =
-          i + done + 1 == frames ? toWet : fromWet + step * static_cast<float>(done + i + 1);
+      const float wet = wetShare_.Next();
       const float dry = 1.0f - wet;
       block[i * 2] = scratch_[i * 2] * wet + block[i * 2] * dry;
       block[i * 2 + 1] = scratch_[i * 2 + 1] * wet + block[i * 2 + 1] * dry;
     }
     done += n;
   }
+}
+
+bool BlockIsFinite(const float* buffer, int frames) {
+  // Any NaN or infinity times zero is NaN; every finite sample gives 0.
+  float probe = 0.0f;
+  for (int i = 0; i < frames * 2; ++i) probe += buffer[i] * 0.0f;
+  return probe == 0.0f;
 }
 
 }  // namespace vantaro

@@ -7,10 +7,16 @@
 // Switching while audio runs: control threads (GUI, controllers, scripts)
 // only write requests, the dry/wet value (SetDryWet) and the switch
 // (RequestSwitch). The audio thread alone calls Start, Stop, Reset and
-// Process, in ProcessBlock at the start of a block. The block in which an
-// effect comes on or goes off is a crossfade between the dry and the wet
-// signal, and so is the block after a dry/wet change: neither steps the
-// signal.
+// Process, in ProcessBlock at the start of a block. The wet share moves to a
+// new dry/wet value over 10 ms (kGlideFrames), across blocks: an effect that
+// comes on fades in from dry, one that goes off fades out and is stopped and
+// reset only once the fade has reached dry. A preset change fades the wet
+// signal out, takes the preset (Reset) and fades it back in. Nothing steps
+// the signal.
+//
+// A NaN or infinity that reaches an effect does not stick: a block whose
+// output is not finite resets the effect's state (RecoverFromNonFinite), so
+// the next block of finite input comes out finite.
 //
 // Threads: ProcessBlock, ProcessMixed and Process on the audio thread only;
 // Start, Stop and Reset there too, or before audio runs. Prepare and the
@@ -20,6 +26,8 @@
 #include <atomic>
 #include <memory>
 #include <string>
+
+#include "effects/glide.h"
 
 namespace vantaro {
 
@@ -95,14 +103,20 @@ class CEffect {
   // Text form of the parameter's value, as an editor shows it.
   virtual std::string GetParamText(int id) { return std::to_string(GetParam(id)); }
   virtual std::string GetName() { return ""; }
+  // Range of parameter `id`; false for an id the effect does not have.
+  // Built-in effects hold every SetParam to its range.
+  virtual bool GetParamRange(int /*id*/, int* /*low*/, int* /*high*/) { return false; }
+  // True while a preset asked for by SetParam is not yet in force: the audio
+  // thread fades the effect out, and its Reset takes the preset.
+  virtual bool PresetPending() const { return false; }
 
   // Any thread; taken by the audio thread at its next block.
   void RequestSwitch(EffectSwitch request) { switch_.store(request, std::memory_order_release); }
   EffectSwitch SwitchRequest() const { return switch_.load(std::memory_order_acquire); }
   // Audio thread: one block through the effect as switched. An effect that
   // is off and stays off leaves the block untouched. One that comes on is
-  // started (a built-in effect resets first) and faded in over the block;
-  // one that goes off is faded out over the block, then stopped and reset.
+  // started (a built-in effect resets first) and faded in over 10 ms; one
+  // that goes off is faded out over 10 ms, then stopped and reset.
   // `enabled` false (a chain entry switched off) counts as kSwitchOff.
   // Never allocates.
   void ProcessBlock(float* buffer, int frames, float bpm, EffectMix mix, bool enabled);
@@ -114,6 +128,10 @@ class CEffect {
   float SourceBpm() const;
 
  protected:
+  // Audio thread: the block just processed was not finite. Clears every
+  // recursive state; the default is Reset.
+  virtual void RecoverFromNonFinite() { Reset(); }
+
   // Written by the audio thread (Start/Stop), read by displays.
   std::atomic<int> active_{0};
   // Requests of the control threads, read once per block.
@@ -122,12 +140,15 @@ class CEffect {
   CAudioSignalSource* tempoSource_ = nullptr;
 
  private:
-  // Processes a copy of the block and mixes it in, the wet share moving
-  // linearly from `fromWet` to `toWet` across the block.
-  void ProcessCrossfaded(float* buffer, int frames, float bpm, float fromWet, float toWet);
+  // Processes a copy of the block and mixes it in, the wet share taken
+  // frame by frame from wetShare_.
+  void ProcessCrossfaded(float* buffer, int frames, float bpm);
 
   std::unique_ptr<float[]> scratch_;  // kMaxBlockFrames stereo frames
-  float wetShare_ = 0.0f;             // of the last block; audio thread only
+  LinearGlide wetShare_;              // audio thread only
 };
+
+// True when every sample of the `frames` stereo frames is finite.
+bool BlockIsFinite(const float* buffer, int frames);
 
 }  // namespace vantaro

@@ -12,9 +12,24 @@ namespace vantaro {
 
 class CEffect;
 
+// One number for each built-in class and preset; chain files store them, so
+// they never change meaning.
 enum EffectTypeNumber {
   kEffectTypeEqualizerIIR = 11,  // the channel equaliser (fixed slot 11)
+  kEffectTypeTremolo = 20,       // CEffectAmplitudes preset 0
+  kEffectTypeAutoPan = 21,       // CEffectAmplitudes preset 1
+  kEffectTypeLeveller = 30,      // CEffectDynamics presets 0..2: 30..32
+  kEffectTypeCompressor = 31,
+  kEffectTypePeakLimiter = 32,
+  kEffectTypeFlanger = 40,  // CEffectFlangers presets 0..5: 40..45
+  kEffectTypePhaser = 50,   // CEffectPhaser
+  kEffectTypeReverb = 60,   // CEffectReverbs presets 0..1: 60..61
+  kEffectTypeFilter = 70,   // CEffectFilter
 };
+
+// Every built-in type number, in the order above (tests, benchmarks, the
+// editor's list).
+const int* BuiltInEffectTypes(int* count);
 
 using EffectCreator = std::unique_ptr<CEffect> (*)();
 

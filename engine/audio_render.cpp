@@ -71,8 +71,10 @@ void AudioRenderer::RenderNormal(float* out, int frames, int channels) {
     mixer->RenderMix(masterDest, monitorDest, frames);
   // The limiter and the recorder follow the master wherever the swap put it,
   // so a recording is always of the master.
+  // The limiter is switched by its request (alimit): on and off fade, and
+  // while off it costs nothing.
   if (CEffect* limit = limiter.load(std::memory_order_acquire))
-    limit->Process(masterDest, frames, 0.0f);
+    limit->ProcessBlock(masterDest, frames, 0.0f, EffectMix::kFullyWet, true);
   if (BlockRecorder* rec = recorder.load(std::memory_order_acquire)) {
     if (rec->WriteBlock(masterDest, frames) == 0 && !recorderFailed.load())
       recorderFailed.store(true);

@@ -3,6 +3,10 @@
 #include <cmath>
 
 #include "effects/effect.h"
+#include "effects/effect_amplitudes.h"
+#include "effects/effect_flangers.h"
+#include "effects/effect_phaser.h"
+#include "effects/effect_reverbs.h"
 #include "effects/equalizer_iir.h"
 
 namespace vantaro {
@@ -11,7 +15,16 @@ CZKMixerChannel::CZKMixerChannel(CAudioSignalSource* source, bool isMaster) : is
   source_.store(source);
   for (auto& gain : eqGain_) gain.store(0.0f);
   for (auto& kill : eqKill_) kill.store(false);
-  if (!isMaster_) slots_[kEqualizerSlot] = std::make_unique<CEffectEqualizerIIR>();
+  if (isMaster_) return;
+  slots_[0] = std::make_unique<CEffectAmplitudes>(CEffectAmplitudes::kTremolo);
+  slots_[1] = std::make_unique<CEffectAmplitudes>(CEffectAmplitudes::kPan);
+  slots_[2] = std::make_unique<CEffectFlangers>(5);
+  for (int preset = 0; preset <= 4; ++preset)
+    slots_[3 + preset] = std::make_unique<CEffectFlangers>(preset);
+  slots_[8] = std::make_unique<CEffectReverbs>(0);
+  slots_[9] = std::make_unique<CEffectReverbs>(1);
+  slots_[10] = std::make_unique<CEffectPhaser>();
+  slots_[kEqualizerSlot] = std::make_unique<CEffectEqualizerIIR>();
 }
 
 CZKMixerChannel::~CZKMixerChannel() = default;
@@ -156,22 +169,14 @@ void CZKMixerChannel::SetFilterKnob(int value, int filterMode) {
 
 void CZKMixerChannel::RunCutoff(float* buffer, int frames) {
   // The flag before the frequency: a set flag guarantees the new frequency.
-  const bool dirty = cutoffDirty_.exchange(false, std::memory_order_acq_rel);
-  const float hz = cutoffHz_.load(std::memory_order_acquire);
-  if (hz == kCutoffOff) {
-    if (dirty)
-      for (TBiquad& f : cutoff_) ResetBiquad(f);
-    return;
+  if (cutoffDirty_.exchange(false, std::memory_order_acq_rel)) {
+    const float hz = cutoffHz_.load(std::memory_order_acquire);
+    const int type = hz == kCutoffOff          ? 0
+                     : cutoffIsLowPass_.load() ? kBiquadLowPass
+                                               : kBiquadHighPass;
+    cutoff_.Set(type, 2, hz, 0.70710677f, 0.0f);
   }
-  if (dirty) {
-    const int type = cutoffIsLowPass_.load() ? kBiquadLowPass : kBiquadHighPass;
-    for (TBiquad& f : cutoff_) DesignBiquad(f, hz, 0.0f, 0.70710677f, type);
-  }
-  const int count = frames * 2;
-  RunBiquad(cutoff_[0], buffer, count, 0, 2);
-  RunBiquad(cutoff_[1], buffer, count, 0, 2);
-  RunBiquad(cutoff_[2], buffer, count, 1, 2);
-  RunBiquad(cutoff_[3], buffer, count, 1, 2);
+  cutoff_.Process(buffer, frames);
 }
 
 void FilterKnobRange(int mode, int* low, int* high) {
@@ -187,6 +192,24 @@ float FilterKnobHz(int value) {
   }
   const double t = (value - 1) / 62.0;
   return static_cast<float>(20.0 * std::pow(12000.0 / 20.0, t));
+}
+
+}  // namespace vantaro
+
+namespace vantaro {
+
+int DeckEffectSlot(std::string_view controlName) {
+  struct Entry {
+    std::string_view name;
+    int slot;
+  };
+  static constexpr Entry kTable[] = {
+      {"fxBeatwaw", 0}, {"fxPan", 1},  {"fxDelay", 2},   {"fxFlanger", 3},
+      {"fxReverb", 8},  {"fxEcho", 9}, {"fxPhaser", 10},
+  };
+  for (const Entry& e : kTable)
+    if (e.name == controlName) return e.slot;
+  return -1;
 }
 
 }  // namespace vantaro

@@ -13,10 +13,11 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <string_view>
 
 #include "base/audio_signal_source.h"
-#include "effects/biquad.h"
 #include "effects/effect_chain.h"
+#include "effects/swept_filter.h"
 
 namespace vantaro {
 
@@ -38,8 +39,9 @@ class CZKMixerChannel : public CAudioSignalSource {
   static constexpr float kCutoffOff = -1.0f;
   static constexpr int kKillDb = -40;
 
-  // A channel that is not the master gets its equaliser in slot 11 (the
-  // built-in effects of slots 0..10 are added with SetSlot).
+  // A channel that is not the master gets its fixed effects: slot 0
+  // tremolo, 1 auto-pan, 2 flanger preset 5, 3..7 flanger presets 0..4, 8
+  // reverb, 9 echo, 10 phaser, 11 the equaliser. The master has none.
   CZKMixerChannel(CAudioSignalSource* source, bool isMaster);
   ~CZKMixerChannel() override;
 
@@ -86,7 +88,9 @@ class CZKMixerChannel : public CAudioSignalSource {
   int GetEffectParam(int slot, int index) const;
 
   // Cut-off filter: a low- or high-pass of two biquads per side (Q 0.7071) at
-  // `hz`; kCutoffOff switches it off and clears its history.
+  // `hz`; kCutoffOff switches it off and clears its history. A new frequency
+  // glides there; on, off and a change between low- and high-pass crossfade
+  // over 110 frames (swept_filter.h).
   void SetCutoff(float hz, bool lowPass);
   float GetCutoffHz() const { return cutoffHz_.load(); }
   bool IsCutoffLowPass() const { return cutoffIsLowPass_.load(); }
@@ -112,8 +116,13 @@ class CZKMixerChannel : public CAudioSignalSource {
   std::atomic<float> cutoffHz_{kCutoffOff};
   std::atomic<bool> cutoffIsLowPass_{true};
   std::atomic<bool> cutoffDirty_{false};
-  TBiquad cutoff_[4];  // left pair, right pair; audio thread only
+  SweptFilter cutoff_;  // audio thread only
 };
+
+// The fixed slot a deck effect control drives ("fxPan" ... "fxBeatwaw"); its
+// "DryWet" action sets the slot's dry/wet, "Param1" and "Param2" the
+// effect's parameters 1 and 2. -1 for another name.
+int DeckEffectSlot(std::string_view controlName);
 
 // Range of the deck filter knob for filter mode `mode` (fltmod): 1 -64..0,
 // 2 -64..63, 3 0..63; other modes as 2.

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "base/debug_log.h"
+#include "effects/effect_dynamics.h"
 #include "engine/audio_render.h"
 #include "engine/mixer.h"
 #include "engine/mixer_channel.h"
@@ -44,8 +45,10 @@ bool CreateMixerObjects(MixerRig& rig, CAudioSignalSource* const decks[2],
   rig.micChannel.reset(new (std::nothrow) CZKMixerChannel(microphone, false));
   rig.masterChannel.reset(new (std::nothrow) CZKMixerChannel(nullptr, true));
   rig.mixer.reset(new (std::nothrow) CMixer(MixerRig::kCapacityFrames));
-  const bool ok =
-      rig.deckChannel[0] && rig.deckChannel[1] && rig.micChannel && rig.masterChannel && rig.mixer;
+  rig.limiter.reset(new (std::nothrow) CEffectDynamics(CEffectDynamics::kPeakLimiter));
+  if (rig.limiter) rig.limiter->RequestSwitch(kSwitchOff);
+  const bool ok = rig.deckChannel[0] && rig.deckChannel[1] && rig.micChannel && rig.masterChannel &&
+                  rig.mixer && rig.limiter;
   if (!ok) DebugLog("mixer: could not create the mixer objects");
   return ok;
 }
@@ -122,10 +125,21 @@ int SaveMixerEffectChains(const MixerRig& rig, const std::string& folder) {
   return saved;
 }
 
+void SetLimiterOn(MixerRig& rig, bool on) {
+  if (rig.limiter) rig.limiter->RequestSwitch(on ? kSwitchOn : kSwitchOff);
+}
+
+bool IsLimiterOn(const MixerRig& rig) {
+  return rig.limiter && rig.limiter->SwitchRequest() == kSwitchOn;
+}
+
 void DestroyMixerObjects(MixerRig& rig) {
-  // The callback must not keep a pointer to a deleted mix object.
+  // The callback must not keep a pointer to a deleted mix object or limiter.
   MixRenderer* expected = rig.mixer.get();
   if (expected) TheAudioRenderer().mix.compare_exchange_strong(expected, nullptr);
+  CEffect* limiter = rig.limiter.get();
+  if (limiter) TheAudioRenderer().limiter.compare_exchange_strong(limiter, nullptr);
+  rig.limiter.reset();
   rig.mixer.reset();
   for (auto& deck : rig.deckChannel) deck.reset();
   rig.micChannel.reset();

@@ -10,6 +10,8 @@
 //                    the preview player is created by its owner)
 //   start, step 10:  WireMixer(rig, preview, samplers, 8) once the eight
 //                    samplers exist; then TheAudioRenderer().mix = rig.mixer
+//                    and TheAudioRenderer().limiter = rig.limiter
+//   applying settings: SetLimiterOn(rig, alimit) (also the `limiter` button)
 //   after config.xml (step 14): rig.mixer->ApplySettings(TheEngineSettings())
 //   start, step 19:  LoadMixerEffectFiles(rig, settingsFolder)
 //   close, step 2:   SaveScannedEffectList(rig, settingsFolder)
@@ -24,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "effects/effect.h"
 #include "effects/effect_chain.h"
 #include "effects/effect_chain_file.h"
 
@@ -43,6 +46,9 @@ struct MixerRig {
   std::unique_ptr<CZKMixerChannel> micChannel;
   std::unique_ptr<CZKMixerChannel> masterChannel;
   std::unique_ptr<CMixer> mixer;
+  // The output limiter on the master (the peak limiter), bypassed until
+  // SetLimiterOn.
+  std::unique_ptr<CEffect> limiter;
   // The samplers' chain; the sampler players run it on their sum.
   CEffectChain samplerChain;
   std::vector<TScannedEffect> scannedEffects;
@@ -82,6 +88,11 @@ int LoadMixerEffectFiles(MixerRig& rig, const std::string& folder);
 bool SaveScannedEffectList(const MixerRig& rig, const std::string& folder);
 // Writes the five chain files. Returns the number written.
 int SaveMixerEffectChains(const MixerRig& rig, const std::string& folder);
+
+// Switches the output limiter on or off (any thread; it fades at the next
+// block).
+void SetLimiterOn(MixerRig& rig, bool on);
+bool IsLimiterOn(const MixerRig& rig);
 
 // Deletes the mix object, then the channels. Audio must be stopped.
 void DestroyMixerObjects(MixerRig& rig);

@@ -42,10 +42,10 @@ TEST(EffectChainFile, ReadingAndWritingBackGivesTheSameFile) {
   CEffectChain chain;
   ASSERT_TRUE(LoadEffectChainFile(dir.File("fx_master.vfx"), chain));
   ASSERT_EQ(chain.Count(), 2);
-  // The known effect plays with its values (after the block that fades it
+  // The known effect plays with its values (after the 10 ms that fade it
   // in), the unknown one is skipped.
-  std::vector<float> block(64 * 2, 1.0f);
-  chain.Process(block.data(), 64, 120.0f);
+  std::vector<float> block(441 * 2, 1.0f);
+  chain.Process(block.data(), 441, 120.0f);
   block.assign(64 * 2, 1.0f);
   chain.Process(block.data(), 64, 120.0f);
   for (float v : block) ASSERT_FLOAT_EQ(v, 0.7f);

@@ -18,8 +18,10 @@ namespace {
 
 using test::GainEffect;
 
-TEST(EffectSwitch, DryWetPathSwitchRequestsAndFadesOverOneBlock) {
-  // A block of 1.0 through an effect that halves: the output is 1 - wet / 2.
+TEST(EffectSwitch, DryWetPathSwitchRequestsAndFadesOver10Ms) {
+  // Blocks of 1.0 through an effect that halves: the output is 1 - wet / 2.
+  // A block is 441 frames, the length of the fade, so each fade ends on the
+  // block's last frame.
   struct Step {
     float dryWet;
     EffectSwitch request;
@@ -29,21 +31,21 @@ TEST(EffectSwitch, DryWetPathSwitchRequestsAndFadesOverOneBlock) {
     int active;
   };
   constexpr auto kDry = EffectMix::kByDryWet, kWet = EffectMix::kFullyWet;
-  const float fadeIn = 1.0f - 0.5f / 64;  // first frame of a fade from dry to fully wet
+  const float fadeIn = 1.0f - 0.5f / 441;  // first frame of a fade from dry to fully wet
   const Step steps[] = {
       {0.02f, kSwitchByDryWet, true, kDry, 1.0f, 1.0f, 0},    // off: untouched
       {0.98f, kSwitchByDryWet, true, kDry, fadeIn, 0.5f, 1},  // starts, fades in
       {0.98f, kSwitchByDryWet, true, kDry, 0.5f, 0.5f, 1},    // fully wet
-      {0.25f, kSwitchByDryWet, true, kDry, 0.5f + 0.375f / 64, 0.875f, 1},
+      {0.25f, kSwitchByDryWet, true, kDry, 0.5f + 0.375f / 441, 0.875f, 1},
       {0.25f, kSwitchByDryWet, true, kDry, 0.875f, 0.875f, 1},  // mixed
-      {0.25f, kSwitchOff, true, kDry, 0.875f + 0.125f / 64, 1.0f, 0},
+      {0.25f, kSwitchOff, true, kDry, 0.875f + 0.125f / 441, 1.0f, 0},
       {1.0f, kSwitchOff, true, kDry, 1.0f, 1.0f, 0},  // off whatever dry/wet
-      {0.02f, kSwitchOn, true, kDry, 1.0f - 0.01f / 64, 0.99f, 1},
+      {0.02f, kSwitchOn, true, kDry, 1.0f - 0.01f / 441, 0.99f, 1},
       {0.02f, kSwitchOn, true, kDry, 0.99f, 0.99f, 1},  // on whatever dry/wet
-      {0.02f, kSwitchByDryWet, true, kDry, 0.99f + 0.01f / 64, 1.0f, 0},
+      {0.02f, kSwitchByDryWet, true, kDry, 0.99f + 0.01f / 441, 1.0f, 0},
       {1.0f, kSwitchByDryWet, false, kDry, 1.0f, 1.0f, 0},  // entry switched off
       {1.0f, kSwitchByDryWet, true, kDry, fadeIn, 0.5f, 1},
-      {1.0f, kSwitchByDryWet, false, kDry, 0.5f + 0.5f / 64, 1.0f, 0},
+      {1.0f, kSwitchByDryWet, false, kDry, 0.5f + 0.5f / 441, 1.0f, 0},
       {0.0f, kSwitchByDryWet, true, kWet, 1.0f, 1.0f, 0},  // fully wet: stays off
       {0.0f, kSwitchOn, true, kWet, fadeIn, 0.5f, 1},      // ...until switched on
       {0.0f, kSwitchByDryWet, true, kWet, 0.5f, 0.5f, 1},  // ...and stays on
@@ -55,14 +57,14 @@ TEST(EffectSwitch, DryWetPathSwitchRequestsAndFadesOverOneBlock) {
     SCOPED_TRACE(testing::Message() << "step " << (&s - steps));
     effect.SetDryWet(s.dryWet);
     effect.RequestSwitch(s.request);
-    std::vector<float> block(64 * 2, 1.0f);
+    std::vector<float> block(441 * 2, 1.0f);
     {
       RealtimeScope audio;
-      effect.ProcessBlock(block.data(), 64, 120.0f, s.mix, s.enabled);
+      effect.ProcessBlock(block.data(), 441, 120.0f, s.mix, s.enabled);
     }
     EXPECT_FLOAT_EQ(block[0], s.first);
-    EXPECT_FLOAT_EQ(block[126], s.last);
-    EXPECT_EQ(block[127], block[126]);
+    EXPECT_FLOAT_EQ(block[880], s.last);
+    EXPECT_EQ(block[881], block[880]);
     EXPECT_EQ(effect.IsActive(), s.active);
     for (float v : block) {
       largestStep = std::max(largestStep, std::fabs(v - previous));
@@ -71,7 +73,7 @@ TEST(EffectSwitch, DryWetPathSwitchRequestsAndFadesOverOneBlock) {
   }
   // No switch and no dry/wet change steps the signal: the largest move is
   // one frame of a fade from dry to fully wet.
-  EXPECT_LE(largestStep, 0.5f / 64 * 1.001f);
+  EXPECT_LE(largestStep, 0.5f / 441 * 1.001f);
   EXPECT_EQ(effect.starts, 4);
   EXPECT_EQ(effect.resets, 4 + 3) << "a reset at each start and after each stop";
 }
@@ -88,11 +90,11 @@ TEST(EffectChain, EditsRunWithoutAllocatingAndFreeOnTheGuiSide) {
     EXPECT_EQ(GainEffect::alive.load(), aliveBefore + 2);
     a->percent = 50;
     b->percent = 10;
-    // The second block of each setting: the first fades the change in.
+    // The last block of each setting: the first four fade the change in.
     auto run = [&chain](float bpm) {
       std::vector<float> block(128 * 2);
       RealtimeScope audio;
-      for (int i = 0; i < 2; ++i) {
+      for (int i = 0; i < 5; ++i) {
         std::fill(block.begin(), block.end(), 1.0f);
         chain.Process(block.data(), 128, bpm);
       }

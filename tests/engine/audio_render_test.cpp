@@ -105,6 +105,11 @@ TEST(AudioRender, DeviceChannelsByModeAndExactCountAroundTheLimiterAndRecorder) 
     SCOPED_TRACE(testing::Message() << "case " << (&c - cases));
     BusMix mix;
     MarkingLimiter limiter;
+    {  // switched on, and past its 10 ms fade-in
+      limiter.RequestSwitch(kSwitchOn);
+      std::vector<float> warm(441 * 2);
+      limiter.ProcessBlock(warm.data(), 441, 0.0f, EffectMix::kFullyWet, true);
+    }
     CapturingRecorder recorder;
     AudioRenderer r;
     r.mix = &mix;

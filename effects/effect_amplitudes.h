@@ -1,0 +1,34 @@
+#pragma once
+// CEffectAmplitudes: tremolo (preset 0) and auto-pan (preset 1), on the
+// beat. The level is a raised cosine, l = cos(phase) * 0.5 + 0.5; left is
+// multiplied by l, right by l (tremolo) or 1 - l (pan). The phase advances
+// by 2 pi / 44100 * bpm / 60 * rate per frame, with rate = beats(s) cycles a
+// beat for the tremolo and one cycle over beats(s) beats for the pan
+// (s = parameter 1 / 1000, glide.h BeatsOf). The phase is accumulated, so a
+// tempo or speed change bends the level's slope but never steps it.
+//
+// Parameters: 0 preset (mode), 1 speed 0..1000. Threads as builtin_effect.h.
+
+#include "effects/builtin_effect.h"
+
+namespace vantaro {
+
+class CEffectAmplitudes : public CBuiltinEffect {
+ public:
+  enum Preset { kTremolo = 0, kPan = 1 };
+  explicit CEffectAmplitudes(int preset = kTremolo);
+
+  void Process(float* buffer, int frames, float bpm) override;
+
+ protected:
+  void ResetState() override;
+
+ private:
+  // Cycles per beat for the slider value in force.
+  float RatePerBeat() const;
+
+  double phase_ = 0.0;  // radians, kept in 0..2 pi
+  LinearGlide rate_;    // cycles per beat
+};
+
+}  // namespace vantaro
