@@ -8,6 +8,7 @@
 #include "base/debug_log.h"
 #include "base/xml_reader.h"
 #include "base/xml_text.h"
+#include "effects/builtin_effect.h"
 #include "effects/effect.h"
 #include "effects/effect_chain.h"
 #include "effects/effect_registry.h"
@@ -101,8 +102,30 @@ TEffectParamRecord ReadParam(const XmlReader& reader) {
           reader.Text("value"), reader.Text("unit")};
 }
 
+// Parameters of a file that the effect cannot take: counted, and named once
+// per file.
+struct SkippedParams {
+  int count = 0;
+  std::string first;
+};
+
+// True when `effect` takes `param` as it stands: a parameter id it
+// describes, and for a built-in effect's preset (id 0) one it has. Other
+// values out of range are held to the range by SetParam.
+bool TakesParam(CEffect& effect, const TEffectParamRecord& param) {
+  bool described = effect.GetParamCount() == 0;  // an effect that lists none takes any
+  for (int i = 0; i < effect.GetParamCount() && !described; ++i)
+    described = effect.GetParamId(i) == param.id;
+  if (!described) return false;
+  int low, high;
+  const bool isPreset = param.id == 0 && dynamic_cast<CBuiltinEffect*>(&effect) != nullptr;
+  return !isPreset || !effect.GetParamRange(0, &low, &high) ||
+         (param.val >= low && param.val <= high);
+}
+
 // Creates the effect an entry read from `source` names, with its values.
-void CreateEntryEffect(const std::string& source, TEffectChainEntry& entry) {
+void CreateEntryEffect(const std::string& source, TEffectChainEntry& entry,
+                       SkippedParams& skipped) {
   std::unique_ptr<CEffect> effect = CreateEffectOfType(entry.type);
   if (!effect) {
     DebugLog("%s: effect \"%s\" has unknown type %d, kept silent", source.c_str(),
@@ -111,7 +134,14 @@ void CreateEntryEffect(const std::string& source, TEffectChainEntry& entry) {
   }
   effect->SetDryWet(entry.dryWet);
   effect->SetEditorPosition(entry.x, entry.y);
-  for (const TEffectParamRecord& param : entry.params) effect->SetParam(param.id, param.val);
+  for (const TEffectParamRecord& param : entry.params) {
+    if (TakesParam(*effect, param)) {
+      effect->SetParam(param.id, param.val);
+    } else if (skipped.count++ == 0) {
+      skipped.first = "effect \"" + entry.name + "\" parameter " + std::to_string(param.id) +
+                      " value " + std::to_string(param.val);
+    }
+  }
   entry.effect = std::move(effect);
 }
 
@@ -171,7 +201,11 @@ bool LoadEffectChainText(std::string_view text, const std::string& source, CEffe
     }
   });
   if (!read) return false;
-  for (const auto& entry : entries) CreateEntryEffect(source, *entry);
+  SkippedParams skipped;
+  for (const auto& entry : entries) CreateEntryEffect(source, *entry, skipped);
+  if (skipped.count > 0)
+    DebugLog("%s: %d unknown parameter(s) or preset(s) skipped, first %s", source.c_str(),
+             skipped.count, skipped.first.c_str());
   chain.Replace(std::move(entries));
   return true;
 }

@@ -81,8 +81,9 @@ float CEffectDynamics::CurveGainDb(float level, float thresholdDb, float limitDb
     holdCount_ = 0;
     return limitDb - levelDb;
   }
-  // Below the threshold: keep the last gain through the hold, then unity.
-  return ++holdCount_ > Param(7) ? 0.0f : targetDb_;
+  // Below the threshold: the gain stays where it stands through the hold,
+  // then returns to unity.
+  return ++holdCount_ > Param(7) ? 0.0f : gainDb_;
 }
 
 float CEffectDynamics::PeakAhead(const float* block, int frame, int frames) const {

@@ -2,8 +2,8 @@
 // CEffectDynamics: three gain computers on one frame loop.
 //
 //   preset 0, limiter with hold: above the threshold the gain brings the
-//     level to the limit level; below it, the gain is held for `hold`
-//     frames, then returns to unity. (A slow leveller: +6 dB in, -42 dB
+//     level to the limit level; below it, the gain stays where it stands
+//     for `hold` frames, then returns to unity. (A slow leveller: +6 dB in, -42 dB
 //     threshold, -12 dB out.)
 //   preset 1, compressor: above the threshold the level becomes
 //     threshold + (level - threshold) / ratio; make-up gain brings 0 dBFS

@@ -40,7 +40,7 @@ void CEffectFlangers::ApplyPreset(int preset) {
 }
 
 void CEffectFlangers::ResetState() {
-  std::memset(line_.get(), 0, sizeof(float) * kLineFrames * 2);
+  primed_ = false;
   write_ = 0;
   position_ = (minDelay_ + maxDelay_) * 0.5;
   direction_ = 1.0;
@@ -78,6 +78,14 @@ void CEffectFlangers::Process(float* buffer, int frames, float bpm) {
   feedback_.Set(FeedbackTarget());
   const double speed = SweepSpeed(bpm > 0.0f ? bpm : 120.0f);
   float* lines[2] = {line_.get(), line_.get() + kLineFrames};
+  if (!primed_ && frames > 0) {
+    // A cleared line would start the delayed signal with a step when the
+    // first sample reaches the read position; a line filled with that first
+    // sample starts it from where the input stood.
+    for (int side = 0; side < 2; ++side)
+      std::fill(lines[side], lines[side] + kLineFrames, buffer[side]);
+    primed_ = true;
+  }
   for (int i = 0; i < frames; ++i) {
     const float feedback = feedback_.Next();
     const int whole = static_cast<int>(position_);

@@ -42,6 +42,7 @@ class CEffectFlangers : public CBuiltinEffect {
 
   std::unique_ptr<float[]> line_;  // left line, then right line
   int write_ = 0;
+  bool primed_ = false;    // the line holds the first sample after Reset
   double position_ = 0.0;  // p
   double direction_ = 1.0;
   double minDelay_ = 0.0, maxDelay_ = 0.0;

@@ -23,7 +23,7 @@ class CEffectReverbs : public CBuiltinEffect {
   static constexpr int kPresetCount = 2;
   static constexpr int kMaxTaps = 6;
   static constexpr int kRingFrames = 32768;  // 0.74 s
-  static constexpr float kDecaySeconds[kPresetCount] = {0.9f, 4.0f};
+  static constexpr float kDecaySeconds[kPresetCount] = {0.35f, 4.0f};
   explicit CEffectReverbs(int preset = 0);
 
   void Process(float* buffer, int frames, float bpm) override;

@@ -1,6 +1,7 @@
 #include "effects/equalizer_iir.h"
 
 #include <cmath>
+#include <complex>
 #include <cstdio>
 #include <cstring>
 
@@ -78,6 +79,25 @@ void CEffectEqualizerIIR::Start() {
 
 void CEffectEqualizerIIR::Reset() {
   for (TBiquad& f : shelf_) ResetBiquad(f);
+}
+
+double EqualizerResponse(double hz, const double bandGain[3]) {
+  const std::complex<double> z1 = std::polar(1.0, -2.0 * M_PI * hz / 44100.0), z2 = z1 * z1;
+  std::complex<double> sum = 0.0;
+  for (int b = 0; b < 3; ++b) {
+    std::complex<double> h = kBands[b].g;
+    for (int s = 0; s < kBands[b].sectionCount; ++s) {
+      const Section& sec = kBands[b].sections[s];
+      h *= (1.0 + sec.k * z1 + z2) / (1.0 + sec.a1 * z1 + sec.a2 * z2);
+    }
+    sum += h * bandGain[b];
+  }
+  return 20.0 * std::log10(std::abs(sum));
+}
+
+void CEffectEqualizerIIR::RecoverFromNonFinite() {
+  Reset();
+  for (int b = 0; b < kBandCount; ++b) crossover_[b] = Crossover{};
 }
 
 void CEffectEqualizerIIR::SetParam(int band, int dB) {

@@ -22,6 +22,11 @@
 
 namespace vantaro {
 
+// Gain in dB at `hz` of the crossovers summed with linear band gains
+// `bandGain` (low, mid, high), from the cascades' transfer functions: the
+// design response that a measurement of the equaliser is held against.
+double EqualizerResponse(double hz, const double bandGain[3]);
+
 class CEffectEqualizerIIR : public CEffect {
  public:
   static constexpr int kBandCount = 3;
@@ -59,6 +64,10 @@ class CEffectEqualizerIIR : public CEffect {
   // One crossover band run over a block (0 low, 1 mid, 2 high), in place on
   // interleaved stereo, with its own state; used by Process and by tests.
   struct Crossover;
+
+ protected:
+  // Clears the crossovers as well: a NaN there would never leave.
+  void RecoverFromNonFinite() override;
 
  private:
   void ApplyPendingBands();
