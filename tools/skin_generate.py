@@ -452,7 +452,9 @@ def main():
     args = parser.parse_args()
     files = render_all()
     if args.check:
-        stale = []
+        # A size the generator no longer writes is stale too.
+        stale = sorted(name for name in os.listdir(args.dir) if name.startswith("vantaro-")
+                       and name.endswith((".svg", ".xml")) and name not in files)
         for name, text in sorted(files.items()):
             path = os.path.join(args.dir, name)
             try:
