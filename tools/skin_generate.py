@@ -47,13 +47,17 @@ ACCENTS = {
 }
 
 # Per screen size: smallest hit area, knob, fader breadth, button height,
-# margin, caption font index (points 12 = 16 px; 11 = 15 px), caption height.
-SIZES = {
-    (1280, 800): dict(hit=44, knob=52, fader=52, btn=48, m=8, font=4, cap=20, bigfont=6,
-                      killfont=3),
-    (1024, 600): dict(hit=36, knob=40, fader=40, btn=38, m=6, font=3, cap=18, bigfont=5,
-                      killfont=2),
-}
+# margin, caption font index and height (index 3 is 15 px, 4 is 16 px, 5 is
+# 19 px), the fader cap's length, the gap under a knob row, the mixer's
+# centre column, the heights of the track info and waveform areas.
+COMPACT = dict(hit=36, knob=40, fader=40, btn=38, m=6, font=3, cap=18, bigfont=5, killfont=2,
+               cursor=24, rowgap=4, centre=112, info=44, wave=72)
+STANDARD = dict(hit=44, knob=52, fader=52, btn=48, m=8, font=4, cap=20, bigfont=6, killfont=3,
+                cursor=28, rowgap=6, centre=128, info=56, wave=96)
+LARGE = dict(hit=56, knob=64, fader=64, btn=60, m=10, font=5, cap=24, bigfont=7, killfont=4,
+             cursor=34, rowgap=8, centre=160, info=72, wave=140)
+SIZES = {(1024, 600): COMPACT, (1280, 800): STANDARD, (1366, 768): STANDARD,
+         (1920, 1080): LARGE}
 
 
 class Layout:
@@ -89,10 +93,10 @@ class Layout:
         kill = max(hit, 40)
         column = kill + 4 + knob  # kill button beside its knob
         strip = column + m + fader  # one mixer channel
-        centre = 128 if self.w >= 1280 else 112
+        centre = k["centre"]
         mixer_w = 4 * m + 2 * strip + centre
         deck_w = (self.w - mixer_w - 4 * m) // 2
-        row = cap + 2 + knob + (6 if self.w >= 1280 else 4)
+        row = cap + 2 + knob + k["rowgap"]
         top_h = m + 5 * row + m + btn + m + btn + m  # strips, cue, crossfader
         self.top_h = top_h
         deck_x = m
@@ -114,7 +118,7 @@ class Layout:
         cap, btn, fader = k["cap"], k["btn"], k["fader"]
         inner_x, inner_w = x0 + m, deck_w - 2 * m
         y = 2 * m + 4  # under the deck's accent bar
-        info_h, wave_h = (56, 96) if self.w >= 1280 else (44, 72)
+        info_h, wave_h = k["info"], k["wave"]
         # Track name, times and tempo; then the waveform.
         for h in (info_h, wave_h):
             self.planned.append((inner_x, y, inner_w, h))
@@ -346,9 +350,10 @@ def picture_and_attributes(layout):
                                                                     FACE_OVER)))
         elif c["kind"] == "fader":
             horizontal = c["w"] > c["h"]
-            cw, ch = (40, c["h"] - 8) if horizontal else (c["w"] - 8, 28)
-            if layout.w < 1280:
-                cw, ch = (32, c["h"] - 6) if horizontal else (c["w"] - 6, 24)
+            # The cap is a little narrower than its groove; the crossfader's
+            # is longer, to take a thumb.
+            length, inset = layout.k["cursor"], layout.k["m"]
+            cw, ch = (length + 12, c["h"] - inset) if horizontal else (c["w"] - inset, length)
             c["cap_len"] = cw if horizontal else ch
             c["meter_offset"] = ch // 2
             c["attrs"]["cursorwidth"], c["attrs"]["cursorheight"] = cw, ch

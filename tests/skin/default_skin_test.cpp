@@ -44,8 +44,9 @@ struct Skin {
   wxImage picture;
   int Width() const { return root.GetInt("screenwidth"); }
   int Height() const { return root.GetInt("screenheight"); }
-  // Smallest hit area and caption: the large sizes are read at arm's length.
-  bool Large() const { return Width() >= 1280 && Height() >= 800; }
+  // Screens 1280 wide and more are read at arm's length: larger hit areas
+  // and words than on a netbook's 1024x600.
+  bool Large() const { return Width() >= 1280; }
 };
 
 void Copy(const XmlReader& reader, ZKAttributeList& into) {
