@@ -51,11 +51,11 @@ ACCENTS = {
 # 19 px), the fader cap's length, the gap under a knob row, the mixer's
 # centre column, the heights of the track info and waveform areas.
 COMPACT = dict(hit=36, knob=40, fader=40, btn=38, m=6, font=3, cap=18, bigfont=5, killfont=2,
-               cursor=24, rowgap=4, centre=112, info=44, wave=72)
+               cursor=24, rowgap=4, centre=120, info=44, wave=72)
 STANDARD = dict(hit=44, knob=52, fader=52, btn=48, m=8, font=4, cap=20, bigfont=6, killfont=3,
-                cursor=28, rowgap=6, centre=128, info=56, wave=96)
+                cursor=28, rowgap=6, centre=136, info=56, wave=96)
 LARGE = dict(hit=56, knob=64, fader=64, btn=60, m=10, font=5, cap=24, bigfont=7, killfont=4,
-             cursor=34, rowgap=8, centre=160, info=72, wave=140)
+             cursor=34, rowgap=8, centre=176, info=72, wave=140)
 SIZES = {(1024, 600): COMPACT, (1280, 800): STANDARD, (1366, 768): STANDARD,
          (1920, 1080): LARGE}
 
@@ -170,18 +170,23 @@ class Layout:
                 ("label_eqmid", "deck_eq_mid", "deck_kill_mid"),
                 ("label_eqlow", "deck_eq_low", "deck_kill_low"),
                 ("label_filter", "deck_cutoff_filter", None)]
-        knob_x = sx + kill + 4
+        fx = sx + column + m  # the volume fader's left edge
         for i, (label, action, kill_action) in enumerate(rows):
-            ry = y0 + i * row
-            self.caption(label, 0, sx, ry, column)
-            self.add("knob", action, 0, knob_x, ry + cap + 2, knob, knob)
+            ry, ky = y0 + i * row, y0 + i * row + cap + 2
             if kill_action:
-                ky = ry + cap + 2 + (knob - kill) // 2
-                self.add("button", kill_action, 0, sx, ky, kill, kill, switch=True,
-                         small=True)
+                # Kill on the outside, the knob beside it with its caption
+                # centred over it, as wide as the room up to the fader.
+                knob_x = sx + kill + 4
+                half = fx - 1 - (knob_x + knob // 2)
+                self.caption(label, 0, knob_x + knob // 2 - half, ry, 2 * half)
+                self.add("button", kill_action, 0, sx, ky + (knob - kill) // 2, kill, kill,
+                         switch=True, small=True)
+            else:
+                knob_x = sx + (column - knob) // 2
+                self.caption(label, 0, sx, ry, column)
+            self.add("knob", action, 0, knob_x, ky, knob, knob)
         cue_y = y0 + 5 * row
         self.add("button", "deck_monitor", 0, sx, cue_y, column, btn, switch=True)
-        fx = sx + column + m
         self.add("fader", "deck_volume", 0, fx, y0, fader, cue_y + btn - y0, meter=True)
         # Centre: the master meters (planned), three knobs, talk and learn.
         cx = x0 + 2 * m + strip
@@ -195,9 +200,9 @@ class Layout:
             self.add("knob", action, None, cx + (centre - knob) // 2, ky + i * row + cap + 2,
                      knob, knob)
         half = (centre - m) // 2
-        self.add("button", "talkover", None, cx, cue_y, half, btn, switch=True)
+        self.add("button", "talkover", None, cx, cue_y, half, btn, switch=True, small=True)
         self.add("button", "learn", None, cx + half + m, cue_y, centre - half - m, btn,
-                 switch=True)
+                 switch=True, small=True)
         # Crossfader under the centre, reaching over both volume faders.
         xf_x = fx
         xf_w = self.mirror_x(fx, fader) + fader - fx
