@@ -103,21 +103,22 @@ wxColour Pixel(const wxImage& image, int x, int y) {
   return wxColour(image.GetRed(x, y), image.GetGreen(x, y), image.GetBlue(x, y));
 }
 
-// The picture states a control copies: (rectangle, look name).
+// The pictures a control copies, by look: (rectangle, look name).
 std::vector<std::pair<wxRect, std::string>> Pictures(const Element& c) {
+  static const std::string kLooks[][3] = {{"pos", "width", "height"},
+                                          {"over", "width", "height"},
+                                          {"down", "width", "height"},
+                                          {"sel", "width", "height"},
+                                          {"oversel", "width", "height"},
+                                          {"downsel", "width", "height"},
+                                          {"vu_up", "width", "height"},
+                                          {"cursorup", "cursorwidth", "cursorheight"},
+                                          {"cursorover", "cursorwidth", "cursorheight"}};
   std::vector<std::pair<wxRect, std::string>> out;
-  const wxSize size(c.a.GetInt("width"), c.a.GetInt("height"));
-  for (const char* look : {"pos", "over", "down", "sel", "oversel", "downsel", "vu_up"})
-    if (c.a.Has(std::string(look) + "x"))
+  for (const auto& [look, w, h] : kLooks)
+    if (c.a.Has(look + "x"))
       out.push_back(
-          {wxRect(wxPoint(c.a.GetInt(std::string(look) + "x"), c.a.GetInt(std::string(look) + "y")),
-                  size),
-           look});
-  if (c.a.Has("cursorupx"))
-    for (const char* look : {"cursorup", "cursorover"})
-      out.push_back({c.Rect((std::string(look) + "x").c_str(), (std::string(look) + "y").c_str(),
-                            "cursorwidth", "cursorheight"),
-                     look});
+          {c.Rect((look + "x").c_str(), (look + "y").c_str(), w.c_str(), h.c_str()), look});
   return out;
 }
 
