@@ -47,7 +47,7 @@ void BuildProgramControls(ZKMainWindow* mainWindow) {
 
 void WireControls() {
   WireControlHandlers(TheControlTable());
-  WireReloadSkinButton();
+  WireSkinButtons();
   DebugLog("init 8: %d control actions wired to the engine", BoundActionCount());
 }
 

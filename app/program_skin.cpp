@@ -19,6 +19,7 @@
 #include "control/control_table.h"
 #include "control/language.h"
 #include "library/song_database.h"
+#include "skin/full_screen.h"
 #include "skin/main_window.h"
 #include "skin/skin_file.h"
 #include "skin/skin_loader.h"
@@ -63,6 +64,23 @@ bool LoadOrExplain(const std::string& path) {
 void ReloadSkinButton(int, int, int) {
   // After the button's own event: the load hides and moves the button.
   wxTheApp->CallAfter(&ReloadSkin);
+}
+
+void FullScreenButton(int, int, int) {
+  // After the button's own event: the question may open a box.
+  wxTheApp->CallAfter([] {
+    const SkinTables& skin = TheSkinTables();
+    if (ZKMainWindow* window = TheProgram().mainWindow)
+      ToggleSkinFullScreen(window, skin.screenwidth, skin.screenheight);
+  });
+}
+
+void SetButtonCallback(const char* action, ControlCallback onLeftDown) {
+  ControlTarget* button = TheControlTable().Find(FindControlAction(action), -1);
+  if (!button) return;
+  ControlCallbacks callbacks;
+  callbacks.onLeftDown = onLeftDown;
+  button->SetCallbacks(callbacks);
 }
 
 }  // namespace
@@ -118,12 +136,10 @@ void ReloadSkin() {
   if (LoadOrExplain(path) && TheProgram().mainWindow) TheProgram().mainWindow->Refresh();
 }
 
-void WireReloadSkinButton() {
-  ControlTarget* button = TheControlTable().Find(FindControlAction("reload_skin"), -1);
-  if (!button) return;
-  ControlCallbacks callbacks;
-  callbacks.onLeftDown = &ReloadSkinButton;
-  button->SetCallbacks(callbacks);
+void WireSkinButtons() {
+  SetButtonCallback("reload_skin", &ReloadSkinButton);
+  SetButtonCallback("maximize", &FullScreenButton);
+  SetButtonCallback("maximize2", &FullScreenButton);
 }
 
 bool ChooseSkin(const std::string& path) {

@@ -1,7 +1,8 @@
 #pragma once
 // The program's side of skins: the list scanned at start-up (step 15), the
 // skin loaded at step 18 with its fall-backs, the reload_skin button, the
-// preferences' choice of a skin, and the files named on the command line.
+// preferences' choice of a skin, the full-screen switch, and the files named
+// on the command line.
 //
 // A start never stops on a skin. The skin tried first is skinf1, then the
 // default skin sized for the screen, then every other listed skin; the
@@ -32,8 +33,9 @@ bool LoadStartupSkin(ZKMainWindow* mainWindow);
 
 // reload_skin: loads skinf1 again (the running skin when skinf1 is empty).
 void ReloadSkin();
-// Wires the reload_skin button (after the handlers are wired, step 8).
-void WireReloadSkinButton();
+// Wires the reload_skin button, and maximize and maximize2 as the
+// full-screen switch (after the handlers are wired, step 8).
+void WireSkinButtons();
 
 // The preferences' choice: a skin larger than the display in either
 // dimension is refused with a box, as is one that cannot be loaded; the

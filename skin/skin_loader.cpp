@@ -1,5 +1,6 @@
 #include "skin/skin_loader.h"
 
+#include <sys/stat.h>
 #include <wx/display.h>
 #include <wx/image.h>
 #include <wx/log.h>
@@ -307,6 +308,15 @@ void ApplyMainWindow(ZKMainWindow* mainWindow, const SkinElement& window) {
                               ParseSkinColour(text("bordercolor")));
 }
 
+// Path, size and modification time of a picture: the same stamp, the same
+// picture.
+std::string PictureStamp(const std::string& path) {
+  struct stat info;
+  if (::stat(path.c_str(), &info) != 0) return {};
+  return path + "|" + std::to_string(info.st_size) + "|" + std::to_string(info.st_mtim.tv_sec) +
+         "." + std::to_string(info.st_mtim.tv_nsec);
+}
+
 SkinLoadResult Refuse(const std::string& path, int line, const std::string& reason) {
   SkinLoadResult result;
   result.line = line;
@@ -347,6 +357,7 @@ void ReleaseSkinTables(wxWindow* window) {
   tables.bigTab.reset();
   tables.owner = nullptr;
   tables.path.clear();
+  tables.pictureStamp.clear();
 }
 
 std::string DescribeSkinFault(const std::string& path, const SkinLoadResult& result) {
@@ -360,14 +371,18 @@ SkinLoadResult LoadSkin(const std::string& path, ZKMainWindow* mainWindow) {
   SkinDocument document;
   SkinFault fault;
   if (!ReadSkinFile(path, &document, &fault)) return Refuse(path, fault.line, fault.reason);
+  SkinTables& tables = TheSkinTables();
+  // A reload of an unchanged picture keeps the decoded one: decoding and
+  // converting a full-screen picture is most of a load's time.
+  const std::string stamp = PictureStamp(document.picturePath);
+  const bool samePicture = stamp == tables.pictureStamp && SkinImage::Get().Source();
   wxImage picture;
-  {
+  if (!samePicture) {
     wxLogNull quiet;  // the reason goes to the program's log, not a toolkit box
     if (!picture.LoadFile(wxString::FromUTF8(document.picturePath), wxBITMAP_TYPE_ANY) ||
         !picture.IsOk())
       return Refuse(path, 0, "its picture " + document.picturePath + " cannot be decoded");
   }
-  SkinTables& tables = TheSkinTables();
   if (tables.owner && tables.owner != mainWindow) ReleaseSkinTables(tables.owner);
   tables.owner = mainWindow;
   LeaveSkinFullScreen(mainWindow);
@@ -382,7 +397,10 @@ SkinLoadResult LoadSkin(const std::string& path, ZKMainWindow* mainWindow) {
   }
   tables.script.clear();
   tables.script.reserve(SkinTables::kScriptBufferBytes);
-  SkinImage::Get().SetBitmap(wxBitmap(picture));
+  if (!samePicture) {
+    SkinImage::Get().SetBitmap(wxBitmap(picture));
+    tables.pictureStamp = stamp;
+  }
 
   SkinWalker walker(tables, mainWindow, document.targetversion);
   for (const SkinElement& window : document.windows) {

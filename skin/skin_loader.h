@@ -53,8 +53,9 @@ struct SkinTables {
   wxRect videoPreview{-1, -1, -1, -1};
   // The window the skin was loaded into; the skin's objects go with it.
   wxWindow* owner = nullptr;
-  // Of the running skin.
+  // Of the running skin: its file, and its picture's path, size and time.
   std::string path;
+  std::string pictureStamp;
   int screenwidth = 0, screenheight = 0;
   bool dontuselabelsontimepitch = false;
   bool runsFullScreen = false;
