@@ -49,6 +49,9 @@ void ChooseSkin(const TempDir& home, const std::string& skinf1) {
 
 TEST(SkinStart, ABrokenChosenSkinGivesWayToTheDefaultSkinAndTheCloseIsClean) {
   const std::string play = "<button action=\"deck_cue\" deck=\"0\" width=\"40\" height=\"40\"/>\n";
+  std::string crowded = "<button action=\"deck_sync\" deck=\"0\"";  // past 100 attributes
+  for (int i = 0; i < 101; ++i) crowded += " a" + std::to_string(i) + "=\"1\"";
+  crowded += "/>\n";
   const struct {
     const char* what;
     std::string xml;
@@ -66,8 +69,11 @@ TEST(SkinStart, ABrokenChosenSkinGivesWayToTheDefaultSkinAndTheCloseIsClean) {
        "<skin skinname=\"&b;\"><window action=\"main\"/></skin>\n",
        1, "document type"},
       {"unknown controls",
-       SkinXml("<button action=\"deck_warp\" deck=\"0\"/>\n<dial action=\"_knob\"/>\n" + play), 1,
-       "notice: 2 elements of the skin broken.xml were skipped"},
+       SkinXml("<button action=\"deck_warp\" deck=\"0\"/>\n<dial action=\"_knob\"/>\n"
+               "<button action=\"deck_play_pause\" width=\"20\"/>\n" +  // no deck
+               crowded +
+               play + play),
+       1, "notice: 5 elements of the skin broken.xml were skipped"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);

@@ -68,19 +68,17 @@ class DefaultFace : public ::testing::Test {
   }
   // The controls a user sees: built-in and the skin's own.
   std::vector<ZKCustomControl*> Visible() const {
-    std::vector<ZKCustomControl*> visible;
+    std::vector<ZKCustomControl*> visible(std::begin(TheSkinTables().customControls),
+                                          std::end(TheSkinTables().customControls));
     TheControlTable().ForEach([&visible](ControlTarget* target) {
-      auto* control = dynamic_cast<ZKCustomControl*>(target);
-      if (control && control->IsShownOnScreen()) visible.push_back(control);
+      visible.push_back(dynamic_cast<ZKCustomControl*>(target));
     });
-    for (ZKCustomControl* control : TheSkinTables().customControls)
-      if (control && control->IsShownOnScreen()) visible.push_back(control);
+    std::erase_if(visible, [](ZKCustomControl* c) { return !c || !c->IsShownOnScreen(); });
     return visible;
   }
   static std::string Name(ZKCustomControl* control) {
     if (!control->name.empty()) return control->name;
-    return std::string(ControlActionRow(control->controlId).name) + " deck " +
-           std::to_string(control->deck);
+    return ControlActionRow(control->controlId).name + (" deck " + std::to_string(control->deck));
   }
 
   std::string size_;
@@ -134,6 +132,8 @@ TEST_F(DefaultFace, EveryPlacedInputMovesTheEngineWordItOwns) {
     }
     return decks[d]->GetPitch();
   };
+  const auto eq = [&](int band) { return [&, band](int d) { return channel(d).GetEqBand(band); }; };
+  const auto kill = [&](int band) { return [&, band](int d) { return channel(d).GetKill(band); }; };
   struct Word {
     ControlEvent event;
     std::function<double(int deck)> read;
@@ -150,12 +150,12 @@ TEST_F(DefaultFace, EveryPlacedInputMovesTheEngineWordItOwns) {
       {"deck_reset_pitch", {press, [&](int d) { return decks[d]->IsSlowResetRunning(); }, 1}},
       {"deck_volume", {top, [&](int d) { return mixer.GetFader(d); }, 1}},
       {"deck_gain", {top, [&](int d) { return mixer.GetChannelGainDb(d); }, 1}},
-      {"deck_eq_low", {bottom, [&](int d) { return channel(d).GetEqBand(1); }, -1}},
-      {"deck_eq_mid", {top, [&](int d) { return channel(d).GetEqBand(2); }, 1}},
-      {"deck_eq_high", {bottom, [&](int d) { return channel(d).GetEqBand(3); }, -1}},
-      {"deck_kill_low", {press, [&](int d) { return channel(d).GetKill(1); }, 1}},
-      {"deck_kill_mid", {press, [&](int d) { return channel(d).GetKill(2); }, 1}},
-      {"deck_kill_high", {press, [&](int d) { return channel(d).GetKill(3); }, 1}},
+      {"deck_eq_low", {bottom, eq(1), -1}},
+      {"deck_eq_mid", {top, eq(2), 1}},
+      {"deck_eq_high", {bottom, eq(3), -1}},
+      {"deck_kill_low", {press, kill(1), 1}},
+      {"deck_kill_mid", {press, kill(2), 1}},
+      {"deck_kill_high", {press, kill(3), 1}},
       {"deck_cutoff_filter",
        {bottom, [&](int d) { return channel(d).GetCutoffHz() != CZKMixerChannel::kCutoffOff; }, 1}},
       {"deck_monitor", {press, [&](int d) { return mixer.CueGain(d); }, 1}},
