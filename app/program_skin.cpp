@@ -34,6 +34,9 @@ constexpr const char* kSkinTooBigText =
     "The skin is bigger than your current screen resolution and it was not loaded!";
 constexpr int kNoticeWidth = 420;  // pixels the notice's text wraps at
 
+// The words of a bare window, while no skin runs.
+wxWeakRef<wxStaticText> g_noSkinText;
+
 wxSize DisplaySize() {
   return wxDisplay(0u).GetGeometry().GetSize();
 }
@@ -57,6 +60,7 @@ bool LoadOrExplain(const std::string& path) {
                                    DescribeSkinFault(path, result) + "). The running skin stays."));
     return false;
   }
+  if (g_noSkinText) g_noSkinText->Destroy();
   if (result.skipped > 0) ShowNotice(SkippedText(path, result.skipped));
   return true;
 }
@@ -121,8 +125,8 @@ bool LoadStartupSkin(ZKMainWindow* mainWindow) {
     return true;
   }
   DebugLog("init 18: %s", kNoSkinText);
-  auto* text = new wxStaticText(mainWindow, wxID_ANY, kNoSkinText, wxPoint(20, 20));
-  text->SetForegroundColour(*wxRED);
+  g_noSkinText = new wxStaticText(mainWindow, wxID_ANY, kNoSkinText, wxPoint(20, 20));
+  g_noSkinText->SetForegroundColour(*wxRED);
   ShowNotice(std::string(kNoSkinText) +
              (firstFault.empty() ? " (no skin is listed)" : " (" + firstFault + ")"));
   return false;
