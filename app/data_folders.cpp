@@ -43,9 +43,17 @@ void SeedSamples(const std::string& programSamples, const std::string& samples) 
 
 }  // namespace
 
+std::string ProgramDataFolder(const std::string& executableFolder) {
+  const std::string beside = WithoutSlash(executableFolder);
+  if (IsFolder(beside + "/languages")) return beside;
+  const fs::path prefix = fs::path(beside).parent_path();
+  const std::string installed = (prefix / "share" / "vantaro").string();
+  return IsFolder(installed) ? installed : beside;
+}
+
 DataFolders BuildDataFolders(const PlatformFolders& platform, void (*onRootFailure)()) {
   DataFolders folders;
-  folders.executable = WithoutSlash(platform.executable);
+  folders.executable = ProgramDataFolder(platform.executable);
   folders.documentsRoot = WithSlash(platform.documents);
   folders.userData = WithSlash(platform.userData);
   folders.temporary = WithSlash(platform.temporary);

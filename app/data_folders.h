@@ -10,7 +10,9 @@
 namespace vantaro {
 
 struct DataFolders {
-  std::string executable;  // no trailing slash until built (then with)
+  // The program data folder (ProgramDataFolder): no trailing slash until
+  // built (then with).
+  std::string executable;
   std::string documentsRoot;
   std::string userData;
   std::string temporary;
@@ -37,6 +39,13 @@ struct PlatformFolders {
   std::string userData;
   std::string temporary;
 };
+
+// The folder of the program's own data (samples, skins, languages,
+// controllers), without a trailing slash: the executable's folder when
+// "languages" stands beside the executable (a build tree), else
+// "<prefix>/share/vantaro" for an executable installed in "<prefix>/bin"
+// when that folder exists, else the executable's folder.
+std::string ProgramDataFolder(const std::string& executableFolder);
 
 // Forms and creates the folders: the data root with mode 0777 (less the
 // umask), then Stripes, Database, Settings, Playlists, Skins, Samples in

@@ -15,6 +15,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_controls.h"
+#include "app/program_skin.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
 #include "base/debug_log.h"
@@ -218,10 +219,10 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   // 11 effect ranges to the control tables
   EnumerateOutputDevices();  // 12
   ReadSettings();            // 13, 14 (shortcut files: none yet)
-  // 15 skins scanned
-  OpenAudioOutput();  // 16 (controllers, analysis driver: none yet)
-  // 17 work queues; 18 skin loaded
-  DebugLog("init 18: error - NO SKIN WAS LOADED");
+  ScanProgramSkins();        // 15
+  OpenAudioOutput();         // 16 (controllers, analysis driver: none yet)
+  // 17 work queues
+  LoadStartupSkin(mainWindow);     // 18
   LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21

@@ -2,6 +2,7 @@
 
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_skin.h"
 #include "app/settings.h"
 #include "base/debug_log.h"
 #include "control/control_action.h"
@@ -46,6 +47,7 @@ void BuildProgramControls(ZKMainWindow* mainWindow) {
 
 void WireControls() {
   WireControlHandlers(TheControlTable());
+  WireSkinButtons();
   DebugLog("init 8: %d control actions wired to the engine", BoundActionCount());
 }
 

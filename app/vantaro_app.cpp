@@ -14,6 +14,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_controls.h"
+#include "app/program_skin.h"
 #include "base/debug_log.h"
 #include "control/language.h"
 #include "skin/main_window.h"
@@ -97,6 +98,9 @@ bool VantaroApp::OnInit() {
   }
   running_ = true;
   DebugLog("start-up complete: running");
+  std::vector<std::string> files;
+  for (int i = 1; i < argc; ++i) files.push_back(argv[i].utf8_string());
+  LoadCommandLineFiles(files);
   // A request noted during start-up closes now, through the main loop.
   if (CloseRequested()) CallAfter([this] { RequestClose(); });
   return true;

@@ -30,6 +30,8 @@ const char* KindText(XmlFileKind kind) {
       return "a plug-in list";
     case XmlFileKind::kLanguage:
       return "a language file";
+    case XmlFileKind::kSkin:
+      return "a skin";
   }
   return "a file";
 }
@@ -98,6 +100,7 @@ std::size_t XmlFileLimit(XmlFileKind kind) {
     case XmlFileKind::kPluginList:
       return 16 * kMegabyte;
     case XmlFileKind::kLanguage:
+    case XmlFileKind::kSkin:
       return 4 * kMegabyte;
   }
   return kMegabyte;
@@ -167,6 +170,7 @@ std::string XmlReader::Text(std::string_view name) const {
 }
 
 void XmlReader::Damage() {
+  if (damaged_ == 0 && !inDamage_) firstDamageAt_ = at_;
   if (!inDamage_) ++damaged_;
   inDamage_ = true;
 }

@@ -33,7 +33,7 @@
 
 namespace vantaro {
 
-enum class XmlFileKind { kSettings, kSongDatabase, kEffectChain, kPluginList, kLanguage };
+enum class XmlFileKind { kSettings, kSongDatabase, kEffectChain, kPluginList, kLanguage, kSkin };
 
 // Largest file of each kind, in bytes: far above any real file (a song
 // database of a million and a half tracks fits), far below what would stall
@@ -77,6 +77,8 @@ class XmlReader {
   std::string Text(std::string_view name) const;
 
   int Damaged() const { return damaged_; }
+  // Byte offset in the text where the first damage was met; 0 without any.
+  std::size_t FirstDamageOffset() const { return firstDamageAt_; }
   bool Refused() const { return refused_; }
 
  private:
@@ -104,6 +106,7 @@ class XmlReader {
   std::vector<Attr> attributes_;  // reused from element to element
   int attributeCount_ = 0;
   int damaged_ = 0;
+  std::size_t firstDamageAt_ = 0;
   bool inDamage_ = false;  // the last thing met was damage
   bool refused_ = false;
 };

@@ -53,6 +53,7 @@ void CZKButton::ApplySkinAttributes(ZKAttributeList& attributes) {
   fontColourPressed_ = SkinColour(attributes, "fontcolorpressed", fontColour_);
   fontColourSwitched_ = SkinColour(attributes, "fontcolorswitched", fontColour_);
   showLabel_ = attributes.GetBool("showlabel");
+  labelLines_.clear();  // a new font or width
   ready = 1;
   Redraw();
 }
@@ -85,14 +86,7 @@ void CZKButton::DrawControl() {
   if (showLabel_ && !label_.empty()) DrawLabel();
 }
 
-void CZKButton::DrawLabel() {
-  wxDC& dc = Back();
-  dc.SetFont(font);
-  const bool on = state_.IsSwitch() && state_.Switched();
-  dc.SetTextForeground(on                 ? fontColourSwitched_
-                       : state_.Pressed() ? fontColourPressed_
-                                          : fontColour_);
-  dc.SetBackgroundMode(wxBRUSHSTYLE_TRANSPARENT);
+void CZKButton::LayOutLabel(wxDC& dc) {
   wxArrayString lines = wxStringTokenize(label_, "\n", wxTOKEN_RET_EMPTY_ALL);
   // One line wider than the button breaks at its first blank.
   if (lines.size() == 1 && dc.GetTextExtent(label_).x > width - kLabelMargin &&
@@ -102,12 +96,25 @@ void CZKButton::DrawLabel() {
     lines.Add(label_.Left(blank));
     lines.Add(label_.Mid(blank + 1));
   }
+  labelLines_.clear();
+  for (const wxString& line : lines) labelLines_.push_back({line, dc.GetTextExtent(line).x});
+  lineHeight_ = dc.GetCharHeight();
+}
+
+void CZKButton::DrawLabel() {
+  wxDC& dc = Back();
+  dc.SetFont(font);
+  if (labelLines_.empty()) LayOutLabel(dc);
+  const bool on = state_.IsSwitch() && state_.Switched();
+  dc.SetTextForeground(on                 ? fontColourSwitched_
+                       : state_.Pressed() ? fontColourPressed_
+                                          : fontColour_);
+  dc.SetBackgroundMode(wxBRUSHSTYLE_TRANSPARENT);
   const int pressed = state_.Pressed() ? 1 : 0;
-  const int lineHeight = dc.GetCharHeight();
-  int y = (height - lineHeight * static_cast<int>(lines.size())) / 2 + pressed;
-  for (const wxString& line : lines) {
-    dc.DrawText(line, (width - dc.GetTextExtent(line).x) / 2 + pressed, y);
-    y += lineHeight;
+  int y = (height - lineHeight_ * static_cast<int>(labelLines_.size())) / 2 + pressed;
+  for (const LabelLine& line : labelLines_) {
+    dc.DrawText(line.text, (width - line.width) / 2 + pressed, y);
+    y += lineHeight_;
   }
 }
 
@@ -134,6 +141,7 @@ void CZKButton::SetForcedOver(bool on) {
 
 void CZKButton::SetLabel(const wxString& label) {
   label_ = label;
+  labelLines_.clear();
   Redraw();
 }
 

@@ -8,6 +8,7 @@
 #include <wx/colour.h>
 
 #include <string>
+#include <vector>
 
 #include "control/button_state.h"
 #include "skin/custom_control.h"
@@ -40,10 +41,19 @@ class CZKButton : public ZKCustomControl {
   };
   const Look& CurrentLook() const;
   void DrawLabel();
+  // Splits the label into its lines and measures them, once per label and
+  // skin: text measuring is most of a redraw's time.
+  void LayOutLabel(wxDC& dc);
 
   ButtonState state_;
   wxString label_;
   bool showLabel_ = false;
+  struct LabelLine {
+    wxString text;
+    int width;
+  };
+  std::vector<LabelLine> labelLines_;  // empty: not laid out yet
+  int lineHeight_ = 0;
   // normal, over, down; then the same three when switched
   Look looks_[6];
   wxColour fontColour_ = *wxWHITE, fontColourPressed_ = *wxWHITE, fontColourSwitched_ = *wxWHITE;

@@ -65,9 +65,22 @@ void ZKCustomPanel::OnPaint(wxPaintEvent&) {
 ZKCustomGroup::ZKCustomGroup(wxWindow* parentWindow, const std::string& name)
     : name(name), parentWindow(parentWindow) {}
 
+ZKCustomGroup::~ZKCustomGroup() {
+  DestroyPanels();
+}
+
+void ZKCustomGroup::DestroyPanels() {
+  for (int i = 0; i < count_; ++i) {
+    if (panels_[i]) panels_[i]->Destroy();
+    panels_[i] = nullptr;
+  }
+  count_ = 0;
+  current_ = -1;
+}
+
 void ZKCustomGroup::ShowPanel(int index) {
-  if (index < 0 || index >= count_) return;
-  if (current_ >= 0 && current_ != index) panels_[current_]->Hide();
+  if (index < 0 || index >= count_ || !panels_[index]) return;
+  if (current_ >= 0 && current_ != index && panels_[current_]) panels_[current_]->Hide();
   current_ = index;
   ZKCustomPanel* panel = panels_[index];
   panel->Raise();

@@ -9,6 +9,7 @@
 #include <wx/colour.h>
 #include <wx/object.h>
 #include <wx/panel.h>
+#include <wx/weakref.h>
 
 #include <string>
 
@@ -45,6 +46,10 @@ class ZKCustomGroup : public wxObject {
   static constexpr int kMaxPanels = 10;
 
   ZKCustomGroup(wxWindow* parentWindow, const std::string& name);
+  // Destroys the panels that still exist.
+  ~ZKCustomGroup() override;
+  ZKCustomGroup(const ZKCustomGroup&) = delete;
+  ZKCustomGroup& operator=(const ZKCustomGroup&) = delete;
 
   // Ignored out of range. Hides the shown panel, raises, shows and focuses
   // the new one.
@@ -52,9 +57,13 @@ class ZKCustomGroup : public wxObject {
   // Wrap around; nothing without panels.
   void ShowNextPanel();
   void ShowPrevPanel();
+  // Null out of range, or when the panel's window is gone (a panel of a
+  // group nested in another group's panel goes with that panel).
   ZKCustomPanel* GetPanel(int index) const;
   // No-op when ten are there; the first added is shown at once.
   void AddPanel(ZKCustomPanel* panel);
+  // Destroys every panel (and what stands on it); the group then has none.
+  void DestroyPanels();
 
   int CurrentPanel() const { return current_; }
   int PanelCount() const { return count_; }
@@ -67,7 +76,7 @@ class ZKCustomGroup : public wxObject {
  private:
   int current_ = -1;
   int count_ = 0;
-  ZKCustomPanel* panels_[kMaxPanels] = {};
+  wxWeakRef<ZKCustomPanel> panels_[kMaxPanels];
 };
 
 }  // namespace vantaro

@@ -2,6 +2,7 @@
 
 #include "base/debug_log.h"
 #include "skin/custom_control.h"
+#include "skin/skin_loader.h"
 
 namespace vantaro {
 namespace {
@@ -22,6 +23,8 @@ ZKMainWindow::ZKMainWindow(const wxPoint& position, const wxSize& size, const wx
 }
 
 ZKMainWindow::~ZKMainWindow() {
+  // The skin's own controls and groups are children of this window.
+  ReleaseSkinTables(this);
   if (g_instance == this) g_instance = nullptr;
 }
 

@@ -3,15 +3,18 @@
 // has it. Buttons of 120 x 48 with a label and faders of 40 x 220, each
 // drawn from colours and from the skin image. And what choosing the
 // language costs at start: loading the English file and applying its
-// labels and hints to every built-in control.
+// labels and hints to every built-in control. And, on the default skin at
+// 1280 x 800: LoadSkin, a repaint of the whole window, one control's change.
 #include <X11/Xlib.h>
 #include <benchmark/benchmark.h>
 #include <wx/app.h>
 #include <wx/dcmemory.h>
+#include <wx/image.h>
 #include <wx/init.h>
 #include <wx/utils.h>
 
 #include <initializer_list>
+#include <string>
 #include <utility>
 
 #include "control/control_table.h"
@@ -21,6 +24,7 @@
 #include "skin/button.h"
 #include "skin/main_window.h"
 #include "skin/skin_image.h"
+#include "skin/skin_loader.h"
 #include "skin/slider.h"
 
 namespace vantaro {
@@ -112,11 +116,83 @@ void LoadLanguageAndApply(benchmark::State& state) {
   table.ForEach([](ControlTarget* control) { dynamic_cast<wxWindow*>(control)->Destroy(); });
 }
 
+// The default skin at 1280 x 800 (run on a screen of that size). Every
+// built-in control exists, as in the program; the load places the skin's.
+const std::string kDefaultSkin = std::string(VANTARO_BINARY_DIR) + "/skins/vantaro-1280x800.xml";
+
+ControlTable& SkinnedWindow() {
+  static bool built = false;
+  if (!built) {
+    BuildBuiltInControls(g_window, TheControlTable());
+    built = true;
+  }
+  return TheControlTable();
+}
+
+// A load of another skin (the sizes take turns, so every picture is
+// decoded), or a reload of the running one (its picture is kept).
+void LoadDefaultSkin(benchmark::State& state, bool reload) {
+  SkinnedWindow();
+  const std::string other = std::string(VANTARO_BINARY_DIR) + "/skins/vantaro-1024x600.xml";
+  bool large = false;
+  for (auto _ : state) {
+    large = reload || !large;
+    if (!LoadSkin(large ? kDefaultSkin : other, g_window).loaded)
+      state.SkipWithError("the default skin does not load");
+    wxTheApp->Yield(true);
+  }
+}
+
+// Every visible control blitted again, with the window's own face between
+// them, until the X server has it.
+void RepaintWholeWindow(benchmark::State& state) {
+  SkinnedWindow();
+  if (!LoadSkin(kDefaultSkin, g_window).loaded)
+    state.SkipWithError("the default skin does not load");
+  wxTheApp->Yield(true);
+  int visible = 0;
+  for (auto _ : state) {
+    g_window->Refresh(false);
+    visible = 0;
+    TheControlTable().ForEach([&visible](ControlTarget* target) {
+      auto* control = dynamic_cast<ZKCustomControl*>(target);
+      if (control && control->IsShown()) {
+        control->Refresh(false);
+        ++visible;
+      }
+    });
+    g_window->Update();
+    XSync(wxGetX11Display(), False);
+  }
+  state.counters["controls"] = visible;
+}
+
+// One control of the loaded skin changes: the deck's play button.
+void RepaintOneSkinControl(benchmark::State& state) {
+  SkinnedWindow();
+  if (!LoadSkin(kDefaultSkin, g_window).loaded)
+    state.SkipWithError("the default skin does not load");
+  wxTheApp->Yield(true);
+  auto* play =
+      dynamic_cast<CZKButton*>(TheControlTable().Find(FindControlAction("deck_play_pause"), 0));
+  bool on = false;
+  for (auto _ : state) {
+    on = !on;
+    play->SetSwitched(on);  // DrawControl and Refresh, as every change
+    play->Update();
+    XSync(wxGetX11Display(), False);
+  }
+}
+
 BENCHMARK_CAPTURE(Button, colours, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(Button, picture, false)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(Fader, colours, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(Fader, picture, false)->Unit(benchmark::kMicrosecond);
 BENCHMARK(LoadLanguageAndApply)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(LoadDefaultSkin, another, false)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(LoadDefaultSkin, reload, true)->Unit(benchmark::kMillisecond);
+BENCHMARK(RepaintWholeWindow)->Unit(benchmark::kMillisecond);
+BENCHMARK(RepaintOneSkinControl)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace vantaro
@@ -125,6 +201,7 @@ int main(int argc, char** argv) {
   wxApp::SetInstance(new wxApp());
   if (!wxEntryStart(argc, argv)) return 1;
   wxTheApp->CallOnInit();
+  wxInitAllImageHandlers();  // the default skin's picture is a PNG
   using vantaro::g_window;
   g_window = new vantaro::ZKMainWindow(wxPoint(0, 0), wxSize(400, 300), "bench", nullptr);
   g_window->Show();

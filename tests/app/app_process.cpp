@@ -61,9 +61,12 @@ XvfbServer::~XvfbServer() {
 }
 
 AppProcess::AppProcess(const std::string& display, const std::string& home,
-                       const std::string& logPath)
+                       const std::string& logPath, const std::vector<std::string>& args)
     : logPath_(logPath) {
   const std::string program = std::string(VANTARO_BINARY_DIR) + "/vantaro";
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
+  for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+  argv.push_back(nullptr);
   pid_ = fork();
   if (pid_ == 0) {
     const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -72,7 +75,7 @@ AppProcess::AppProcess(const std::string& display, const std::string& home,
     setenv("DISPLAY", display.c_str(), 1);
     setenv("VANTARO_HOME", home.c_str(), 1);
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
-    execl(program.c_str(), program.c_str(), static_cast<char*>(nullptr));
+    execv(program.c_str(), argv.data());
     _exit(127);
   }
 }

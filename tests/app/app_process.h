@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 namespace vantaro::test {
 
@@ -22,10 +23,12 @@ class XvfbServer {
   int display_ = -1;
 };
 
-// One run of the program. Its standard output and error go to `logPath`.
+// One run of the program, with `args` on its command line. Its standard
+// output and error go to `logPath`.
 class AppProcess {
  public:
-  AppProcess(const std::string& display, const std::string& home, const std::string& logPath);
+  AppProcess(const std::string& display, const std::string& home, const std::string& logPath,
+             const std::vector<std::string>& args = {});
   ~AppProcess();  // kills the program if it still runs
   AppProcess(const AppProcess&) = delete;
   AppProcess& operator=(const AppProcess&) = delete;

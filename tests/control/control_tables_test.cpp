@@ -4,12 +4,46 @@
 #include <set>
 #include <string>
 
+#include "control/action_names.h"
 #include "control/control_action.h"
 #include "control/key_names.h"
 #include "control/learn_state.h"
 
 namespace vantaro {
 namespace {
+
+// Older skins' deck letters: one case per way of lettering, and names that
+// look lettered but are not in the table.
+TEST(ControlActions, LetteredNamesOfOlderSkinsGiveTheActionAndTheDeck) {
+  const struct {
+    const char* in;
+    const char* out;
+    int deck;
+  } cases[] = {
+      {"decka_play_pause", "deck_play_pause", 0},
+      {"sd_decka", "sd_deck", 0},
+      {"vm_deckb", "vm_deck", 1},
+      {"label_decka", "label_deck", 0},
+      {"fx_a_sel", "fx_sel", 0},
+      {"zodrorkle_fx_on_b_4", "zodrorkle_fx_on_4", 1},
+      {"dropdown_a_send_loop_to", "dropdown_send_loop_to", 0},
+      {"label_loop_a", "label_loop", 0},
+      {"zodrorkle_info_b", "zodrorkle_info", 1},
+      {"deck_play_pause", "deck_play_pause", -1},
+      {"deck_sync_to_a", "deck_sync_to_a", -1},  // a name of its own
+      {"label_volume_a", "label_volume_a", -1},
+      {"decka_match", "decka_match", -1},  // deck_match has no lettered form
+      {"deckc_play_pause", "deckc_play_pause", -1},
+      {"", "", -1},
+  };
+  for (const auto& c : cases) {
+    std::string out = "junk";
+    int deck = 7;
+    NormaliseActionName(c.in, &out, &deck);
+    EXPECT_EQ(out, c.out) << c.in;
+    EXPECT_EQ(deck, c.deck) << c.in;
+  }
+}
 
 TEST(ControlActions, NamesFindTheirRowsExactly) {
   std::set<std::string> seen;

@@ -8,6 +8,7 @@
 #include <wx/window.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <thread>
@@ -22,7 +23,11 @@ namespace {
 class ToolkitEnvironment : public ::testing::Environment {
  public:
   void SetUp() override {
-    server_ = std::make_unique<XvfbServer>(1024, 768);
+    // VANTARO_TEST_SCREEN ("1280x800") sizes the screen; 1024 x 768 without.
+    int width = 1024, height = 768;
+    if (const char* size = std::getenv("VANTARO_TEST_SCREEN"))
+      std::sscanf(size, "%dx%d", &width, &height);
+    server_ = std::make_unique<XvfbServer>(width, height);
     setenv("DISPLAY", server_->Display().c_str(), 1);
     static char name[] = "skin_tests";
     static char* argv[] = {name, nullptr};

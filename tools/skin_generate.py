@@ -1,0 +1,491 @@
+#!/usr/bin/env python3
+"""Writes the default skin "Vantaro": one SVG picture and one XML file per
+screen size, both from the single layout below, so they cannot drift apart.
+
+    tools/skin_generate.py           rewrite skins/vantaro-<W>x<H>.{svg,xml}
+    tools/skin_generate.py --check   exit 1 when the committed files differ
+
+The picture is the main window (W x H at 0,0) with every control in its
+normal look, and below it an atlas of the other looks (pointer over,
+pressed, switched on) and the fader caps. The program draws every word
+(labels come from the language file); the picture holds none.
+
+Python 3 standard library only.
+"""
+
+import argparse
+import os
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+SKIN_DIR = os.path.join(ROOT, "skins")
+
+# ---- colours ------------------------------------------------------------------
+BACK = "#0C0E11"  # window background between panels
+PANEL = "#171A20"  # deck and mixer panels: what controls stand on
+QUIET = "#111419"  # planned areas: empty until their feature lands
+QUIET_EDGE = "#1D2128"
+FACE = "#2A2F38"  # button face, normal
+FACE_OVER = "#373D48"
+FACE_DOWN = "#1C2026"
+EDGE = "#9AA3AF"  # outline of controls that belong to no deck
+TEXT = "#ECEEF1"
+TEXT_DARK = "#0A0C0F"
+SLOT = "#0B0D10"  # fader groove
+TICK = "#4A515C"
+CAP = "#D5D9DF"  # fader cap
+CAP_OVER = "#F4F6F8"
+METER_LOW, METER_MID, METER_HIGH = "#3DDC84", "#FFC53D", "#FF4D4D"
+METER_OFF = "#1F242B"
+
+# Deck A cyan, deck B amber: each with its "on", "on + over" and
+# "on + pressed" fills; dark text stays above 7:1 on all three.
+ACCENTS = {
+    0: {"edge": "#2EC4E6", "on": "#2EC4E6", "onover": "#6AD6EE", "ondown": "#22AFCF"},
+    1: {"edge": "#FF9F1C", "on": "#FF9F1C", "onover": "#FFB84F", "ondown": "#E88C10"},
+    None: {"edge": EDGE, "on": "#D9DDE3", "onover": "#F0F2F5", "ondown": "#C3C8D0"},
+}
+
+# Per screen size: smallest hit area, knob, fader breadth, button height,
+# margin, caption font index and height (index 3 is 15 px, 4 is 16 px, 5 is
+# 19 px), the fader cap's length, the gap under a knob row, the mixer's
+# centre column, the heights of the track info and waveform areas.
+COMPACT = dict(hit=36, knob=40, fader=40, btn=38, m=6, font=3, cap=18, bigfont=5, killfont=2,
+               cursor=24, rowgap=4, centre=120, info=44, wave=72)
+STANDARD = dict(hit=44, knob=52, fader=52, btn=48, m=8, font=4, cap=20, bigfont=6, killfont=3,
+                cursor=28, rowgap=6, centre=136, info=56, wave=96)
+LARGE = dict(hit=56, knob=64, fader=64, btn=60, m=10, font=5, cap=24, bigfont=7, killfont=4,
+             cursor=34, rowgap=8, centre=176, info=72, wave=140)
+SIZES = {(1024, 600): COMPACT, (1280, 800): STANDARD, (1366, 768): STANDARD,
+         (1920, 1080): LARGE}
+
+
+class Layout:
+    """Controls, captions and planned areas of one screen size, in window
+    pixels; deck B and the right mixer strip are deck A's mirror."""
+
+    def __init__(self, width, height, metrics):
+        self.w, self.h = width, height
+        self.k = metrics
+        self.panels = []  # (x, y, w, h, deck or None)
+        self.planned = []  # (x, y, w, h)
+        self.controls = []  # dicts: kind, action, deck, x, y, w, h, extras
+        self.build()
+
+    # -- helpers --
+    def mirror_x(self, x, w):
+        return self.w - x - w
+
+    def add(self, kind, action, deck, x, y, w, h, **extra):
+        item = dict(kind=kind, action=action, deck=deck, x=x, y=y, w=w, h=h, **extra)
+        self.controls.append(item)
+        if deck == 0:
+            twin = dict(item, deck=1, x=self.mirror_x(x, w))
+            self.controls.append(twin)
+
+    def caption(self, action, deck, x, y, w):
+        self.add("text", action, deck, x, y, w, self.k["cap"])
+
+    # -- the layout --
+    def build(self):
+        k, m = self.k, self.k["m"]
+        hit, knob, fader, btn, cap = k["hit"], k["knob"], k["fader"], k["btn"], k["cap"]
+        kill = max(hit, 40)
+        column = kill + 4 + knob  # kill button beside its knob
+        strip = column + m + fader  # one mixer channel
+        centre = k["centre"]
+        mixer_w = 4 * m + 2 * strip + centre
+        deck_w = (self.w - mixer_w - 4 * m) // 2
+        row = cap + 2 + knob + k["rowgap"]
+        top_h = m + 5 * row + m + btn + m + btn + m  # strips, cue, crossfader
+        self.top_h = top_h
+        deck_x = m
+        mixer_x = deck_x + deck_w + m
+        self.panels += [(deck_x, m, deck_w, top_h - m, 0),
+                        (self.mirror_x(deck_x, deck_w), m, deck_w, top_h - m, 1),
+                        (mixer_x, m, mixer_w, top_h - m, None)]
+        self.build_deck(deck_x, deck_w, top_h)
+        self.build_mixer(mixer_x, mixer_w, strip, column, kill, centre, row)
+        # Below: sampler on the left, browser and track list on the right.
+        bottom_y = top_h + m
+        bottom_h = self.h - bottom_y - m
+        sampler_w = deck_w - 64
+        self.planned.append((m, bottom_y, sampler_w, bottom_h))
+        self.planned.append((2 * m + sampler_w, bottom_y, self.w - 3 * m - sampler_w, bottom_h))
+
+    def build_deck(self, x0, deck_w, top_h):
+        k, m = self.k, self.k["m"]
+        cap, btn, fader = k["cap"], k["btn"], k["fader"]
+        inner_x, inner_w = x0 + m, deck_w - 2 * m
+        y = 2 * m + 4  # under the deck's accent bar
+        info_h, wave_h = k["info"], k["wave"]
+        # Track name, times and tempo; then the waveform.
+        for h in (info_h, wave_h):
+            self.planned.append((inner_x, y, inner_w, h))
+            self.planned.append((self.mirror_x(inner_x, inner_w), y, inner_w, h))
+            y += h + m
+        lower_top, lower_bottom = y, top_h - m
+        # Pitch on the outer edge: caption, long fader, reset under it.
+        px = inner_x
+        self.caption("label_pitch", 0, px, lower_top, fader + 8)
+        fader_top = lower_top + cap + 2
+        reset_h = btn
+        fader_h = lower_bottom - fader_top - m - reset_h
+        self.add("fader", "deck_pitch", 0, px + 4, fader_top, fader, fader_h, centre=True)
+        self.add("button", "deck_reset_pitch", 0, px + 4, lower_bottom - reset_h, fader, reset_h)
+        # Bend beside it: two tall buttons.
+        bx = px + fader + 8 + m
+        bend_w = fader
+        self.caption("label_pitchbend", 0, bx - 4, lower_top, bend_w + 8)
+        bend_h = btn + 8
+        self.add("button", "deck_bend_up", 0, bx, fader_top, bend_w, bend_h, big=True)
+        self.add("button", "deck_bend_down", 0, bx, fader_top + bend_h + m, bend_w, bend_h,
+                 big=True)
+        # Transport in the rest: play wide at the bottom, reverse and brake
+        # above it, planned pads and effects above them.
+        tx = bx + bend_w + m
+        tw = inner_x + inner_w - tx
+        play_h = btn + 12
+        play_y = lower_bottom - play_h
+        self.add("button", "deck_play_pause", 0, tx, play_y, tw, play_h, switch=True, big=True)
+        half = (tw - m) // 2
+        row_y = play_y - m - btn
+        self.add("button", "deck_reverse", 0, tx, row_y, half, btn, switch=True)
+        self.add("button", "deck_brake", 0, tx + half + m, row_y, tw - half - m, btn,
+                 switch=True)
+        pads_h = (row_y - m - lower_top) * 3 // 5
+        # Cue and loop pads with sync; then the deck's effects.
+        for (py, ph) in ((lower_top, pads_h),
+                         (lower_top + pads_h + m, row_y - 2 * m - lower_top - pads_h)):
+            self.planned.append((tx, py, tw, ph))
+            self.planned.append((self.mirror_x(tx, tw), py, tw, ph))
+
+    def build_mixer(self, x0, mixer_w, strip, column, kill, centre, row):
+        k, m = self.k, self.k["m"]
+        cap, knob, btn, fader = k["cap"], k["knob"], k["btn"], k["fader"]
+        y0 = 2 * m
+        sx = x0 + m  # strip A: kills, knobs, then the volume fader
+        rows = [("label_gain", "deck_gain", None),
+                ("label_eqhigh", "deck_eq_high", "deck_kill_high"),
+                ("label_eqmid", "deck_eq_mid", "deck_kill_mid"),
+                ("label_eqlow", "deck_eq_low", "deck_kill_low"),
+                ("label_filter", "deck_cutoff_filter", None)]
+        fx = sx + column + m  # the volume fader's left edge
+        for i, (label, action, kill_action) in enumerate(rows):
+            ry, ky = y0 + i * row, y0 + i * row + cap + 2
+            if kill_action:
+                # Kill on the outside, the knob beside it with its caption
+                # centred over it, as wide as the room up to the fader.
+                knob_x = sx + kill + 4
+                half = fx - 1 - (knob_x + knob // 2)
+                self.caption(label, 0, knob_x + knob // 2 - half, ry, 2 * half)
+                self.add("button", kill_action, 0, sx, ky + (knob - kill) // 2, kill, kill,
+                         switch=True, small=True)
+            else:
+                knob_x = sx + (column - knob) // 2
+                self.caption(label, 0, sx, ry, column)
+            self.add("knob", action, 0, knob_x, ky, knob, knob)
+        cue_y = y0 + 5 * row
+        self.add("button", "deck_monitor", 0, sx, cue_y, column, btn, switch=True)
+        self.add("fader", "deck_volume", 0, fx, y0, fader, cue_y + btn - y0, meter=True)
+        # Centre: the master meters (planned), three knobs, talk and learn.
+        cx = x0 + 2 * m + strip
+        meter_h = cue_y + btn - y0 - 3 * row - m - btn
+        self.planned.append((cx, y0, centre, meter_h - m))
+        ky = y0 + meter_h
+        for i, (label, action) in enumerate((("label_gain_master", "master_gain"),
+                                             ("label_gain_monitor", "monitor_gain"),
+                                             ("label_pfl_mix", "cue_pfl_mix"))):
+            self.caption(label, None, cx, ky + i * row, centre)
+            self.add("knob", action, None, cx + (centre - knob) // 2, ky + i * row + cap + 2,
+                     knob, knob)
+        half = (centre - m) // 2
+        self.add("button", "talkover", None, cx, cue_y, half, btn, switch=True, small=True)
+        self.add("button", "learn", None, cx + half + m, cue_y, centre - half - m, btn,
+                 switch=True, small=True)
+        # Crossfader under the centre, reaching over both volume faders.
+        xf_x = fx
+        xf_w = self.mirror_x(fx, fader) + fader - fx
+        self.add("fader", "crossfader", None, xf_x, cue_y + btn + m, xf_w, btn, centre=True)
+
+
+# ---- the picture ----------------------------------------------------------------
+
+class Atlas:
+    """Packs the extra looks below the window: each goes where the skyline
+    of what is already placed is lowest (then leftmost)."""
+
+    def __init__(self, top, width, gap=4):
+        self.gap, self.width = gap, width
+        self.sky = [top + gap] * width  # first free row at each column
+
+    def place(self, w, h):
+        best = None
+        for x in range(self.gap, self.width - w - self.gap + 1, self.gap):
+            y = max(self.sky[x:x + w + self.gap])
+            if best is None or y < best[1]:
+                best = (x, y)
+        x, y = best
+        for i in range(x, x + w + self.gap):
+            self.sky[i] = y + h + self.gap
+        return x, y
+
+    def bottom(self):
+        return max(self.sky)
+
+
+def accent(deck):
+    return ACCENTS[deck]
+
+
+def rect(x, y, w, h, fill, stroke=None, sw=0, rx=0):
+    inset = sw / 2
+    s = f' stroke="{stroke}" stroke-width="{sw}"' if stroke else ""
+    r = f' rx="{rx}"' if rx else ""
+    return (f'<rect x="{x + inset:g}" y="{y + inset:g}" width="{w - sw:g}" height="{h - sw:g}"'
+            f'{r} fill="{fill}"{s}/>')
+
+
+def button_face(x, y, w, h, fill, edge):
+    # The panel shows at the rounded corners, as it does in the window.
+    return rect(x, y, w, h, PANEL) + rect(x, y, w, h, fill, edge, 2, 5)
+
+
+def knob_face(x, y, size, edge, fill):
+    r = size / 2
+    return (rect(x, y, size, size, PANEL) +
+            f'<circle cx="{x + r:g}" cy="{y + r:g}" r="{r - 1:g}" fill="{fill}" '
+            f'stroke="{edge}" stroke-width="2"/>' +
+            f'<circle cx="{x + r:g}" cy="{y + r:g}" r="{r * 0.62:g}" fill="{FACE_DOWN}"/>')
+
+
+def fader_track(c, lit):
+    """The groove with its ticks; `lit` draws the two level columns full."""
+    x, y, w, h = c["x"], c["y"], c["w"], c["h"]
+    out = [rect(x, y, w, h, PANEL), rect(x, y, w, h, SLOT, accent(c["deck"])["edge"], 2, 4)]
+    horizontal = w > h
+    length = w if horizontal else h
+    breadth = h if horizontal else w
+    cap_len = c["cap_len"]
+    run = length - cap_len  # the cursor centre travels this far
+    ticks = 10
+    for i in range(ticks + 1):
+        at = cap_len // 2 + round(run * i / ticks)
+        major = i in (0, ticks // 2, ticks)
+        reach = breadth // 4 if major else breadth // 6
+        colour = EDGE if (major and c.get("centre")) else TICK
+        if horizontal:
+            out.append(f'<line x1="{x + at}" y1="{y + 3}" x2="{x + at}" y2="{y + 3 + reach}" '
+                       f'stroke="{colour}" stroke-width="2"/>')
+            out.append(f'<line x1="{x + at}" y1="{y + h - 3 - reach}" x2="{x + at}" '
+                       f'y2="{y + h - 3}" stroke="{colour}" stroke-width="2"/>')
+        else:
+            out.append(f'<line x1="{x + 3}" y1="{y + at}" x2="{x + 3 + reach}" y2="{y + at}" '
+                       f'stroke="{colour}" stroke-width="2"/>')
+            out.append(f'<line x1="{x + w - 3 - reach}" y1="{y + at}" x2="{x + w - 3}" '
+                       f'y2="{y + at}" stroke="{colour}" stroke-width="2"/>')
+    if horizontal:
+        out.append(rect(x + cap_len // 2, y + h // 2 - 2, run, 4, "#000000"))
+    else:
+        out.append(rect(x + w // 2 - 2, y + cap_len // 2, 4, run, "#000000"))
+    if c.get("meter"):
+        out += meter_columns(c, lit)
+    return "".join(out)
+
+
+def meter_columns(c, lit):
+    # Two columns, one in each half of the fader, lit from the bottom:
+    # green to half, amber to five sixths, red above.
+    x, y, w, h = c["x"], c["y"], c["w"], c["h"]
+    begin = c["meter_offset"]
+    length = h - 2 * begin
+    out = []
+    for left in (x + w // 4 - 3, x + 3 * w // 4 - 3):
+        for seg in range(0, length, 4):
+            frac = seg / length
+            colour = METER_OFF if not lit else (
+                METER_LOW if frac < 0.5 else METER_MID if frac < 5 / 6 else METER_HIGH)
+            out.append(rect(left, y + h - begin - seg - 3, 6, 3, colour))
+    return out
+
+
+def fader_cap(x, y, cw, ch, horizontal, deck, over):
+    fill = CAP_OVER if over else CAP
+    out = rect(x, y, cw, ch, fill, TEXT_DARK, 1, 3)
+    colour = accent(deck)["edge"] if deck is not None else TEXT_DARK
+    if horizontal:
+        out += rect(x + cw // 2 - 2, y + 3, 4, ch - 6, colour)
+    else:
+        out += rect(x + 3, y + ch // 2 - 2, cw - 6, 4, colour)
+    return out
+
+
+def picture_and_attributes(layout):
+    """Draws the picture and fills each control's skin attributes."""
+    w, h = layout.w, layout.h
+    atlas = Atlas(h, w)
+    body = [rect(0, 0, w, h, BACK)]
+    for (x, y, pw, ph, deck) in layout.panels:
+        body.append(rect(x, y, pw, ph, PANEL, None, 0, 6))
+        if deck is not None:  # the deck's accent bar along its top
+            body.append(rect(x + 6, y, pw - 12, 4, accent(deck)["edge"]))
+    for (x, y, pw, ph) in layout.planned:
+        body.append(rect(x, y, pw, ph, QUIET, QUIET_EDGE, 1, 4))
+    # Extra looks go to the atlas tallest first, so that rows pack tight:
+    # each request is (width, height, draw(x, y) -> svg, attribute prefix).
+    requests = []
+    for c in layout.controls:
+        a = accent(c["deck"])
+        c["attrs"] = {}
+        if c["kind"] == "button":
+            body.append(button_face(c["x"], c["y"], c["w"], c["h"], FACE, a["edge"]))
+            looks = [("over", FACE_OVER, a["edge"]), ("down", FACE_DOWN, a["edge"])]
+            if c.get("switch"):
+                looks += [("sel", a["on"], a["on"]), ("oversel", a["onover"], a["onover"]),
+                          ("downsel", a["ondown"], a["ondown"])]
+            for (name, fill, edge) in looks:
+                requests.append((c, name, c["w"], c["h"],
+                                 lambda x, y, c=c, fill=fill, edge=edge:
+                                 button_face(x, y, c["w"], c["h"], fill, edge)))
+        elif c["kind"] == "knob":
+            body.append(knob_face(c["x"], c["y"], c["w"], a["edge"], FACE))
+            edge = a["on"] if c["deck"] is not None else TEXT
+            requests.append((c, "over", c["w"], c["h"],
+                             lambda x, y, c=c, edge=edge: knob_face(x, y, c["w"], edge,
+                                                                    FACE_OVER)))
+        elif c["kind"] == "fader":
+            horizontal = c["w"] > c["h"]
+            # The cap is a little narrower than its groove; the crossfader's
+            # is longer, to take a thumb.
+            length, inset = layout.k["cursor"], layout.k["m"]
+            cw, ch = (length + 12, c["h"] - inset) if horizontal else (c["w"] - inset, length)
+            c["cap_len"] = cw if horizontal else ch
+            c["meter_offset"] = ch // 2
+            c["attrs"]["cursorwidth"], c["attrs"]["cursorheight"] = cw, ch
+            body.append(fader_track(c, lit=False))
+            for name, over in (("cursorup", False), ("cursorover", True)):
+                requests.append((c, name, cw, ch,
+                                 lambda x, y, c=c, cw=cw, ch=ch, hz=horizontal, over=over:
+                                 fader_cap(x, y, cw, ch, hz, c["deck"], over)))
+            if c.get("meter"):
+                requests.append((c, "vu_up", c["w"], c["h"],
+                                 lambda x, y, c=c: fader_track(dict(c, x=x, y=y), lit=True)))
+    extra = []
+    for (c, name, rw, rh, draw) in sorted(requests, key=lambda r: -r[3]):
+        ax, ay = atlas.place(rw, rh)
+        extra.append(draw(ax, ay))
+        c["attrs"][name + "x"], c["attrs"][name + "y"] = ax, ay
+    total_h = atlas.bottom()
+    # The atlas stands on the panel colour, so that what shows around a
+    # rounded face is what the window shows there.
+    svg = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{w}" height="{total_h}" '
+           f'viewBox="0 0 {w} {total_h}">',
+           f'<!-- Vantaro, {w}x{h}: written by tools/skin_generate.py; edit that, not this. -->',
+           rect(0, h, w, total_h - h, PANEL)] + body + extra + ["</svg>"]
+    return "\n".join(svg) + "\n", total_h
+
+
+# ---- the skin file ---------------------------------------------------------------
+
+def xml_attributes(pairs):
+    return " ".join(f'{k}="{v}"' for k, v in pairs)
+
+
+def control_element(layout, c):
+    k = layout.k
+    a = accent(c["deck"])
+    pairs = [("action", c["action"])]
+    if c["deck"] is not None:
+        pairs.append(("deck", c["deck"]))
+    pairs += [("posx", c["x"]), ("posy", c["y"]), ("width", c["w"]), ("height", c["h"]),
+              ("graphics_mode", 0)]
+    if c["kind"] == "text":
+        pairs += [("transparent", "yes"), ("backcolor", PANEL), ("fontcolor", TEXT),
+                  ("fontsize", k["font"]), ("fontstyle", "bold"), ("fontalign", "center")]
+        return f"    <textarea {xml_attributes(pairs)} />"
+    if c["kind"] == "button":
+        size = k["bigfont"] if c.get("big") else k["killfont"] if c.get("small") else k["font"]
+        pairs += [("isswitch", "yes" if c.get("switch") else "no"), ("showlabel", "yes")]
+        pairs += sorted(c["attrs"].items())
+        pairs += [("fontcolor", TEXT), ("fontcolorpressed", TEXT),
+                  ("fontcolorswitched", TEXT_DARK), ("fontsize", size), ("fontstyle", "bold"),
+                  ("backcolor", FACE), ("backcolorover", FACE_OVER),
+                  ("backcolordown", FACE_DOWN), ("bordercolor", a["edge"])]
+        if c.get("switch"):
+            pairs += [("backcolorsel", a["on"]), ("backcoloroversel", a["onover"]),
+                      ("backcolordownsel", a["ondown"])]
+        return f"    <button {xml_attributes(pairs)} />"
+    pairs += sorted(c["attrs"].items())
+    if c["kind"] == "knob":
+        r = c["w"] // 2
+        pairs += [("isknob", "yes"), ("rotation", 270), ("useline", "yes"),
+                  ("linewidth", 3), ("radius", r - 5), ("cursorsize", r * 2 // 3),
+                  ("cursorcolor", TEXT), ("focusedcursorcolor", a["on"]),
+                  ("aliasing", "yes"), ("step", 40)]
+    else:
+        pairs += [("step", 50)]
+        if c.get("meter"):
+            pairs += [("vu_enabled", "yes"), ("vu_offsetbegin", c["meter_offset"]),
+                      ("vu_offsetend", c["meter_offset"]), ("vu_granularity", 4)]
+    pairs += [("backcolor", SLOT), ("slidercolor", CAP), ("slidercolorover", CAP_OVER)]
+    return f"    <slider {xml_attributes(pairs)} />"
+
+
+def skin_xml(layout):
+    lines = ['<?xml version="1.0" encoding="UTF-8"?>',
+             f'<!-- Vantaro, {layout.w}x{layout.h}: written by tools/skin_generate.py; '
+             'edit that, not this. -->',
+             f'<skin skinname="Vantaro" targetversion="2" screenwidth="{layout.w}" '
+             f'screenheight="{layout.h}">',
+             f'  <window action="main" width="{layout.w}" height="{layout.h}" upx="0" upy="0" '
+             f'posx="-1" posy="-1" usecolors="no" backcolor="{BACK}" bordercolor="{BACK}">']
+    lines += [control_element(layout, c) for c in layout.controls]
+    lines += ["  </window>", "</skin>"]
+    return "\n".join(lines) + "\n"
+
+
+def render_all():
+    files = {}
+    for (w, h), metrics in SIZES.items():
+        layout = Layout(w, h, metrics)
+        svg, _ = picture_and_attributes(layout)
+        files[f"vantaro-{w}x{h}.svg"] = svg
+        files[f"vantaro-{w}x{h}.xml"] = skin_xml(layout)
+    return files
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--check", action="store_true",
+                        help="compare with the files in skins/ instead of writing them")
+    parser.add_argument("--dir", default=SKIN_DIR, help="skin folder (default: skins/)")
+    args = parser.parse_args()
+    files = render_all()
+    if args.check:
+        # A size the generator no longer writes is stale too.
+        stale = sorted(name for name in os.listdir(args.dir) if name.startswith("vantaro-")
+                       and name.endswith((".svg", ".xml")) and name not in files)
+        for name, text in sorted(files.items()):
+            path = os.path.join(args.dir, name)
+            try:
+                with open(path, encoding="utf-8") as f:
+                    same = f.read() == text
+            except OSError:
+                same = False
+            if not same:
+                stale.append(name)
+        if stale:
+            print("out of step with tools/skin_generate.py: " + ", ".join(stale)
+                  + " (run tools/skin_generate.py and commit the result)")
+            return 1
+        print(f"{len(files)} skin files match their generator")
+        return 0
+    os.makedirs(args.dir, exist_ok=True)
+    for name, text in sorted(files.items()):
+        with open(os.path.join(args.dir, name), "w", encoding="utf-8") as f:
+            f.write(text)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
