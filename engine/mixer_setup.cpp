@@ -75,6 +75,11 @@ bool WireMixer(MixerRig& rig, CAudioSignalSource* preview, CAudioSignalSource* c
   // Deck A left, deck B right, wherever their inputs landed.
   for (int d = 0; d < MixerRig::kDeckCount; ++d)
     if (deckInput[d] >= 0) mixer.SetCrossSide(d, deckInput[d]);
+  // A DJ who loads a track and presses play must hear it: both deck faders
+  // start fully up and the crossfader in the middle, where both decks play.
+  for (int d = 0; d < MixerRig::kDeckCount; ++d)
+    if (deckInput[d] >= 0) mixer.SetFader(deckInput[d], MixerRig::kFaderSteps - 1);
+  mixer.SetCrossfader(MixerRig::kFaderSteps / 2);
   if (!ok) DebugLog("mixer: not every input could be wired");
   return ok;
 }

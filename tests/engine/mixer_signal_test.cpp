@@ -237,6 +237,15 @@ TEST(MixerSetup, TheExternalMixTakesInputsByRoleWithOrWithoutAPreview) {
   }
 }
 
+TEST(MixerSetup, AsWiredAtStartBothDecksAreHeardAtFullLevel) {
+  // A DJ who loads two tracks and presses play hears both before touching a
+  // fader or the crossfader (the crossfader's middle is 1.2 dB down on each
+  // side by its law; deck A alone would give 0.5).
+  MixerHarness h(0.0, 0.5f, 0.0, 0.25f);
+  EXPECT_GT(h.wiredMaster, 0.75f * DbToLinear(-1.5));
+  EXPECT_LE(h.wiredMaster, 0.75f);
+}
+
 TEST(MixerSetup, ChainFilesRoundTripAndABrokenOneIsKeptAsBackup) {
   test::TempDir dir;
   const std::string broken = "<effects version=\"100\"><effect";

@@ -94,7 +94,16 @@ struct MixerHarness {
     }
     EXPECT_TRUE(CreateMixerObjects(rig, decks, &mic));
     EXPECT_TRUE(WireMixer(rig, withPreview ? &preview : nullptr, samplerPointers, samplerCount));
+    // Heard as wired: both decks full, the rest silent (WireMixer's start).
+    Render(kRampDone);
+    wiredMaster = bus[0][2 * kRampDone - 1];
+    // From here every level a test sees is one it set: faders down, the
+    // crossfader hard left.
+    for (int i = 0; i < rig.mixer->InputCount(); ++i) rig.mixer->SetFader(i, 0);
+    rig.mixer->SetCrossfader(0);
+    Render(kRampDone);
   }
+  float wiredMaster = 0.0f;
   CMixer& mixer() { return *rig.mixer; }
   CZKMixerChannel& channelA() { return *rig.deckChannel[0]; }
   // Renders `frames` (at most kMaxFrames) of the normal mix into `master`

@@ -148,7 +148,7 @@ TEST_F(DefaultFace, EveryPlacedInputMovesTheEngineWordItOwns) {
       {"deck_bend_down", {press, bent, -1}},
       {"deck_pitch", {top, [&](int d) { return decks[d]->GetPitch(); }, 1}},
       {"deck_reset_pitch", {press, [&](int d) { return decks[d]->IsSlowResetRunning(); }, 1}},
-      {"deck_volume", {top, [&](int d) { return mixer.GetFader(d); }, 1}},
+      {"deck_volume", {bottom, [&](int d) { return mixer.GetFader(d); }, -1}},  // starts up
       {"deck_gain", {top, [&](int d) { return mixer.GetChannelGainDb(d); }, 1}},
       {"deck_eq_low", {bottom, eq(1), -1}},
       {"deck_eq_mid", {top, eq(2), 1}},
