@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "engine/deck_loops.h"
 #include "engine/deck_store.h"
 
 namespace vantaro {
@@ -75,6 +76,24 @@ inline float Hermite(float f, float y0, float y1, float y2, float y3) {
          (f3 - 2 * f2 + f) * (y2 - y0) * 0.5f + (f3 - f2) * (y3 - y1) * 0.5f;
 }
 
+// The frame heard at `position` (one frame late, see GetPosition), in
+// stored units.
+template <bool kCubic>
+inline void Interpolate(const DeckBlockStore& blocks, double position, std::int64_t total,
+                        float& left, float& right) {
+  const double whole = std::floor(position);
+  const float fraction = static_cast<float>(position - whole);
+  float y[8];
+  FetchFour(blocks, static_cast<std::int64_t>(whole), total, y);
+  if constexpr (kCubic) {
+    left = Hermite(fraction, y[0], y[2], y[4], y[6]);
+    right = Hermite(fraction, y[1], y[3], y[5], y[7]);
+  } else {
+    left = y[2] + fraction * (y[4] - y[2]);
+    right = y[3] + fraction * (y[5] - y[3]);
+  }
+}
+
 // Marks the audio thread's presence for the block store's grace period.
 class RenderBracket {
  public:
@@ -122,8 +141,9 @@ std::uint64_t DeckTransport::PlayNews(bool& playState) const {
 }
 
 void DeckTransport::Play(int value) {
-  if (cues_.cueHeld.load() && IsPlaying()) {
-    cues_.cueHeld.store(false);
+  DeckCueTable& cues = marks_.cues;
+  if (cues.cueHeld.load() && IsPlaying()) {
+    cues.cueHeld.store(false);
     return;
   }
   bool now = false;
@@ -136,9 +156,14 @@ void DeckTransport::Play(int value) {
   });
   if (PlayState(old) && !now) {
     jogTouch_.store(false);
-    if (cues_.cueMode.load() == 1) cues_.cuePoint.store(GetPosition());
+    if (cues.cueMode.load() == 1) {
+      cues.cuePosition.store(GetPosition());
+      cues.cueTable[std::clamp(cues.cueIndex.load(), 0, DeckCueTable::kEntries - 1)].store(
+          GetPosition());
+      cues.memoryChanged.store(true);
+    }
   }
-  if (now) cues_.mustSetCue.store(false);
+  if (now) cues.mustSetCue.store(false);
 }
 
 bool DeckTransport::TakeHold() {
@@ -220,13 +245,19 @@ int DeckTransport::CheckBlocks(double position, double speed, int n) const {
 // A paused deck held by the hand drags its cue point along.
 void DeckTransport::FollowCueUnderTheHand(double position) {
   if (!IsScratching() || ScratchResume()) return;
-  if (cues_.cueMode.load() == 2) {
-    cues_.mustSetCue.store(true);
+  DeckCueTable& cues = marks_.cues;
+  if (cues.cueMode.load(std::memory_order_relaxed) == 2) {
+    cues.mustSetCue.store(true, std::memory_order_relaxed);
     return;
   }
-  const std::int32_t cue = cues_.cuePoint.load();
-  if (cue >= 0 && std::fabs(position - cue) < kBlockFrames)
-    cues_.cuePoint.store(static_cast<std::int32_t>(std::floor(position)));
+  const std::int32_t cue = cues.cuePosition.load(std::memory_order_relaxed);
+  if (cue >= 0 && std::fabs(position - cue) < kBlockFrames) {
+    const auto moved = static_cast<std::int32_t>(std::floor(position));
+    cues.cuePosition.store(moved, std::memory_order_relaxed);
+    const int index = std::clamp(cues.cueIndex.load(), 0, DeckCueTable::kEntries - 1);
+    cues.cueTable[index].store(moved, std::memory_order_relaxed);
+    cues.memoryChanged.store(true, std::memory_order_relaxed);  // stored by the screen tick
+  }
 }
 
 // One frame's speed: an immediate stop, the glide clamp, the brake, a new
@@ -266,7 +297,7 @@ void DeckTransport::StepSpeed(DeckRenderState& s) {
 // End of the song: false when the deck ran off an edge with repeat off
 // (the position then rests on that edge); with repeat it wraps round.
 bool DeckTransport::StayInsideTheSong(DeckRenderState& s, bool repeat) {
-  if (cues_.loopOn.load(std::memory_order_relaxed) && !IsScratching()) return true;
+  if (marks_.loops.loopOn.load(std::memory_order_relaxed) && !IsScratching()) return true;
   const double last = store_.TotalFrames() - 1.0;
   if (s.position > last) {
     if (!repeat) {
@@ -304,7 +335,7 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   if (n <= 0 || !out) return false;
   const DeckBlockStore& blocks = store_.Blocks();
   RenderBracket bracket(blocks);
-  const double startPosition = playPosition_.load();
+  double startPosition = playPosition_.load();
   // The mixer asks for the tempo after the render: it is read here, where
   // the block under the position cannot be freed.
   PublishTempo(store_.TempoAt(startPosition));
@@ -323,6 +354,13 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
                     0.0f,
                     false};
   s.SetFade(fadeCount_.load(std::memory_order_relaxed));
+  if (TakeJumps(s)) {
+    // Published now, so that a block that is missing still leaves the deck
+    // at its new place; a jump by another thread meanwhile wins.
+    double expected = startPosition;
+    if (!playPosition_.compare_exchange_strong(expected, s.position)) s.position = expected;
+    startPosition = s.position;
+  }
   FollowCueUnderTheHand(s.position);
 
   if (const int missing = CheckBlocks(s.position, s.current, n)) {
@@ -339,7 +377,9 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   }
 
   if (IsPlaying()) s.SetFade(FadeCountFor(s.current));
-  const bool repeat = cues_.repeatOn.load(std::memory_order_relaxed);
+  const bool repeat = marks_.cues.repeatOn.load(std::memory_order_relaxed);
+  DeckLoopWords& loops = marks_.loops;
+  bool looping = loops.loopOn.load(std::memory_order_relaxed);
   bool reachedEnd = false;
   int k = 0;
   for (; k < n && IsPlaying(); ++k) {
@@ -350,18 +390,22 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
       reachedEnd = true;
       break;
     }
-    // The loop step of the cue and loop controls runs here.
-    const double whole = std::floor(s.position);
-    const float fraction = static_cast<float>(s.position - whole);
-    float y[8];
-    FetchFour(blocks, static_cast<std::int64_t>(whole), total, y);
+    if (joinLeft_ > 0) joinPosition_ += s.current;
+    if (looping && !IsScratching()) {
+      const double before = s.position;
+      if (StepLoop(loops, s.position)) StartJoin(before);
+      looping = loops.loopOn.load(std::memory_order_relaxed);
+    }
     float left, right;
-    if constexpr (kCubic) {
-      left = Hermite(fraction, y[0], y[2], y[4], y[6]);
-      right = Hermite(fraction, y[1], y[3], y[5], y[7]);
-    } else {
-      left = y[2] + fraction * (y[4] - y[2]);
-      right = y[3] + fraction * (y[5] - y[3]);
+    Interpolate<kCubic>(blocks, s.position, total, left, right);
+    if (joinLeft_ > 0) {
+      // The old place fades out over the join, the new one in.
+      float oldLeft, oldRight;
+      Interpolate<kCubic>(blocks, joinPosition_, total, oldLeft, oldRight);
+      const float old = static_cast<float>(joinLeft_) / (kJoinFrames + 1);
+      left = left + (oldLeft - left) * old;
+      right = right + (oldRight - right) * old;
+      --joinLeft_;
     }
     lastLeft_ = left * s.gain;
     lastRight_ = right * s.gain;
@@ -445,14 +489,61 @@ void DeckTransport::SetBrake(bool on) {
   }
 }
 
-void DeckTransport::SkipFrames(float frames) {
-  const double total = store_.TotalFrames();
-  double position = playPosition_.load();
-  for (;;) {
-    const double moved = position + frames;
-    if (moved < 0.0 || moved >= total) return;  // would leave the song
-    if (playPosition_.compare_exchange_weak(position, moved)) return;
+double DeckTransport::SkipTarget(double from, double frames) const {
+  const DeckLoopWords& loops = marks_.loops;
+  const double to = from + frames;
+  const double in = loops.loopIn.load(), length = loops.loopLength.load();
+  if (loops.loopOn.load() && !IsScratching() && length >= 1.0 && from >= in && from < in + length) {
+    const double wrapped = std::fmod(to - in, length);
+    return in + (wrapped < 0.0 ? wrapped + length : wrapped);
   }
+  return (to < 0.0 || to >= store_.TotalFrames()) ? -1.0 : to;
+}
+
+bool DeckTransport::RequestSkip(double frames) {
+  double position = playPosition_.load();
+  if (SkipTarget(position, frames) < 0.0) return false;
+  if (IsPlaying()) {
+    skipRequest_.fetch_add(frames);
+    return true;
+  }
+  for (;;) {
+    const double to = SkipTarget(position, frames);
+    if (to < 0.0) return false;
+    if (playPosition_.compare_exchange_weak(position, to)) return true;
+  }
+}
+
+bool DeckTransport::TakeJumps(DeckRenderState& s) {
+  bool jumped = false;
+  DeckCueTable& cues = marks_.cues;
+  if (cues.goToCue.exchange(false)) {
+    // The cue button stops the deck on its cue.
+    Transition([](std::uint64_t bits) { return bits & ~(kPlaying | kResume); });
+    jogTouch_.store(false, std::memory_order_relaxed);
+    marks_.loops.loopArmed.store(false, std::memory_order_relaxed);
+    const std::int32_t cue = cues.cuePosition.load(std::memory_order_relaxed);
+    if (cue >= 0 && cue < store_.TotalFrames()) {
+      s.position = cue;
+      joinLeft_ = 0;
+      jumped = s.wakeStore = true;
+    }
+  }
+  const double skip = skipRequest_.exchange(0.0, std::memory_order_relaxed);
+  if (skip != 0.0) {
+    const double to = SkipTarget(s.position, skip);
+    if (to >= 0.0) {
+      if (IsPlaying()) StartJoin(s.position);
+      s.position = to;
+      jumped = s.wakeStore = true;
+    }
+  }
+  return jumped;
+}
+
+void DeckTransport::StartJoin(double oldPosition) {
+  joinPosition_ = oldPosition;
+  joinLeft_ = kJoinFrames;
 }
 
 }  // namespace vantaro
