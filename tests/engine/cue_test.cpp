@@ -1,7 +1,10 @@
 // Cue points: the cue button in its modes, the table and its memory in the
 // song record through a saved and re-read db.vtx, hold-to-clear, and the
 // song's audible range.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <array>
 
 #include "engine/engine_settings.h"
 #include "library/song_database.h"
@@ -13,7 +16,12 @@ namespace {
 class CueTest : public test::MarkedSongTest {
  protected:
   void SetUp() override { ASSERT_TRUE(LoadOn(deck, Write({.bpm = 120}, "cues.wav"))); }
-  void Settle() { rig.Render(500); }
+  // After the render's next steps: paused at `frame`.
+  void PausedAt(double frame) {
+    rig.Render(500);
+    EXPECT_FALSE(deck.IsPlaying());
+    EXPECT_EQ(deck.GetExactPosition(), frame);
+  }
 };
 
 // Mode 2: a press on the cue plays while held and the release returns; a
@@ -25,18 +33,11 @@ TEST_F(CueTest, ModeTwoHoldPlaysReleaseReturnsPressOffTheCueStopsThere) {
   deck.CuePress();
   EXPECT_TRUE(deck.IsPlaying());
   rig.Render(3000);
-  EXPECT_GT(deck.GetExactPosition(), 10000 + 100);
   deck.CueRelease();
-  Settle();
-  EXPECT_FALSE(deck.IsPlaying());
-  EXPECT_EQ(deck.GetExactPosition(), 10000);
-
+  PausedAt(10000);
   At(30000, true);
   deck.CuePress();
-  Settle();
-  EXPECT_FALSE(deck.IsPlaying()) << "off the cue: stop";
-  EXPECT_EQ(deck.GetExactPosition(), 10000);
-  EXPECT_EQ(test::LeftPeak(rig.Render(500)), 0.0) << "silent after the stop";
+  PausedAt(10000);
 
   deck.BeginScratch(0, true);
   deck.MoveScratch(-3000);
@@ -51,44 +52,36 @@ TEST_F(CueTest, ModeTwoHoldPlaysReleaseReturnsPressOffTheCueStopsThere) {
   EXPECT_FALSE(deck.IsPlaying());
 }
 
-// Mode 0 jumps while playing and keeps playing, and a press with a cue set
-// waits for the release; mode 1 stops on the cue.
-TEST_F(CueTest, ModeZeroJumpsOnReleaseAndModeOneStopsOnTheCue) {
+// Mode 0: a press with a cue set waits for the release, which jumps there
+// and plays on.
+TEST_F(CueTest, ModeZeroRunsTheQueuedPressOnReleaseAndPlaysOn) {
   deck.SetCueMode(0);
-  At(5000, true);
-  deck.CueButtonDown();
-  EXPECT_EQ(deck.GetCue(-1), 5000) << "no cue yet: the press sets it";
+  deck.SetCuePoint(5000);
   At(40000, true);
   deck.CueButtonDown();
   rig.Render(100);
   EXPECT_GT(deck.GetExactPosition(), 40000) << "queued until the release";
   deck.CueRelease();
-  EXPECT_NEAR(deck.GetExactPosition(), 5000, 1);
-  EXPECT_TRUE(deck.IsPlaying());
-
-  deck.SetCueMode(1);
-  deck.CuePress();
-  Settle();
-  EXPECT_FALSE(deck.IsPlaying());
   EXPECT_EQ(deck.GetExactPosition(), 5000);
+  EXPECT_TRUE(deck.IsPlaying());
 }
 
-// Five cues, the song's start and end and two saved loops are stored the
+// Five cues, the song's start and end and a saved loop are stored the
 // moment they change and at unload; a fresh database read from the saved
-// db.vtx holds them. Entries 5 to 9 and what this file cannot use (records
-// are shared by name) come back as the record had them; the active index
-// 10 is stored as 0.
+// db.vtx holds them. A cue button held past two counts of tick 6 clears its
+// cue, one let go before keeps it. Entries 5 to 9 and what this file cannot
+// use (records are shared by name) come back as the record had them; the
+// active index 10 is stored as 0.
 TEST_F(CueTest, TableAndLoopsSurviveUnloadAndASavedDatabaseUntouchedEntriesStay) {
-  deck.RequestUnload();
-  deck.StoreThreadRun();
+  const std::string path = Write({.bpm = 120}, "memory.wav");
   TZKSongRecord seeded;
-  ASSERT_TRUE(FindSong("cues.wav", seeded));
+  ASSERT_TRUE(FindSong("memory.wav", seeded));
   seeded.cue[7] = 12345;
   seeded.cue[8] = 900000000;  // beyond this file's end
   seeded.loop_in[4] = 2000;
   seeded.loop_out[4] = 1000;  // ends before it begins
   ASSERT_TRUE(StoreSong(seeded));
-  ASSERT_TRUE(LoadOn(deck, dir.File("cues.wav")));
+  ASSERT_TRUE(LoadOn(deck, path));
   EXPECT_EQ(deck.GetCue(8), 0) << "refused";
   EXPECT_TRUE(deck.LoopSlotEmpty(4)) << "refused";
 
@@ -96,9 +89,8 @@ TEST_F(CueTest, TableAndLoopsSurviveUnloadAndASavedDatabaseUntouchedEntriesStay)
     At(44100.0 * (i + 1) + i, false);
     deck.CueButton(i);
   }
-  TZKSongRecord now;
-  ASSERT_TRUE(FindSong("cues.wav", now));
-  EXPECT_EQ(now.cue[4], 44100 * 5 + 4) << "stored at once";
+  ASSERT_TRUE(FindSong("memory.wav", seeded));
+  EXPECT_EQ(seeded.cue[4], 44100 * 5 + 4) << "stored at once";
   At(3000, false);
   deck.SetCueEntry(10);
   At(800000, false);
@@ -106,6 +98,12 @@ TEST_F(CueTest, TableAndLoopsSurviveUnloadAndASavedDatabaseUntouchedEntriesStay)
   At(100000, true);
   ASSERT_TRUE(deck.LoopForward(128));
   ASSERT_EQ(deck.LoopSlot(1), 1) << "an empty slot takes the running loop";
+  for (int i : {2, 3}) {
+    deck.CueButton(i);
+    deck.HoldCue(i, true);
+    for (int tick = 0; tick < 5 - i; ++tick) deck.AgeHolds();
+    deck.HoldCue(i, false);
+  }
   deck.SelectCue(10);
   deck.RequestUnload();
   deck.StoreThreadRun();
@@ -113,49 +111,23 @@ TEST_F(CueTest, TableAndLoopsSurviveUnloadAndASavedDatabaseUntouchedEntriesStay)
   ASSERT_TRUE(SaveSongDatabase(dir.File("db.vtx")));
   ASSERT_TRUE(LoadSongDatabase(dir.File("db.vtx")));
   TZKSongRecord read;
-  ASSERT_TRUE(FindSong("cues.wav", read));
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(read.cue[i], 44100 * (i + 1) + i) << i;
-  EXPECT_EQ(read.cue[7], 12345);
-  EXPECT_EQ(read.cue[8], 900000000);
-  EXPECT_EQ(read.cue_in, 3000);
-  EXPECT_EQ(read.cue_out, 800000);
-  EXPECT_EQ(read.currentcue, 0);
-  EXPECT_EQ(read.loop_in[1], deck.LoopIn());
-  EXPECT_EQ(read.loop_out[1] - read.loop_in[1] + 1, 44100);
-  EXPECT_EQ(read.loop_in[4], 2000);
-  EXPECT_EQ(read.loop_out[4], 1000);
-
-  ASSERT_TRUE(LoadOn(deck, dir.File("cues.wav")));
-  EXPECT_EQ(deck.GetCue(4), 44100 * 5 + 4);
-  ASSERT_EQ(deck.LoopSlot(1), 1) << "the saved loop plays";
-  EXPECT_TRUE(deck.IsPlaying());
-  EXPECT_EQ(deck.LoopOut() - deck.LoopIn() + 1, 44100);
+  ASSERT_TRUE(FindSong("memory.wav", read));
+  using testing::ElementsAre;
+  EXPECT_THAT(read.cue, ElementsAre(44100, 88201, 0, 176403, 220504, 0, 0, 12345, 900000000, 0));
+  EXPECT_THAT(read.loop_in, ElementsAre(-1, 100000, -1, -1, 2000));
+  EXPECT_THAT(read.loop_out, ElementsAre(-1, 144099, -1, -1, 1000));
+  EXPECT_THAT((std::array{read.cue_in, read.cue_out, read.currentcue}),
+              ElementsAre(3000, 800000, 0));
 }
 
-// A cue button held past two counts of tick 6 clears its cue; one let go
-// before keeps it. A load or a seek in flight makes the cue actions no-ops.
-TEST_F(CueTest, HoldClearsTheActiveCueAndActionsWaitForLoadsAndSeeks) {
-  At(20000, false);
-  deck.CueButton(2);
-  deck.HoldCue(2, true);
-  deck.AgeHolds();
-  deck.AgeHolds();
-  deck.HoldCue(2, false);
-  deck.AgeHolds();
-  EXPECT_EQ(deck.GetCue(2), 20000);
-  deck.HoldCue(2, true);
-  for (int tick = 0; tick < 3; ++tick) deck.AgeHolds();
-  EXPECT_EQ(deck.GetCue(2), 0);
-
+// A load or a seek in flight makes the cue actions no-ops.
+TEST_F(CueTest, CueActionsWaitForLoadsAndSeeks) {
   deck.SeekRequest(60000);
-  deck.SetCueHere();
   deck.CueButton(3);
   EXPECT_EQ(deck.GetCue(3), 0) << "during a seek";
-  deck.StoreThreadRun();
   ASSERT_TRUE(deck.LoadSong(dir.File("cues.wav"), false, nullptr, false));
   deck.SetCueHere();
   EXPECT_EQ(deck.GetCue(-1), 0) << "during a load";
-  deck.StoreThreadRun();
 }
 
 // With automatic cueing the song starts where it becomes audible and ends
@@ -168,7 +140,7 @@ TEST_F(CueTest, AudibleRangeGivesStartAndEndOnlyWithAutomaticCueing) {
     TheEngineSettings().disableAutoCue = disacu;
     ASSERT_TRUE(LoadOn(deck, path, /*keepCue=*/true));
     rig.Render(100);
-    const std::int32_t end = 64 * 44100;
+    constexpr std::int32_t end = 64 * 44100;
     EXPECT_EQ(deck.GetStart(), disacu ? 0 : 3 * 44100) << disacu;
     EXPECT_EQ(deck.GetEnd(), disacu ? end : end - 5 * 44100 - 100) << disacu;
     EXPECT_EQ(deck.GetExactPosition(), disacu ? 0 : 3 * 44100) << disacu;

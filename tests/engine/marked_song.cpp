@@ -29,10 +29,6 @@ MarkedSongTest::MarkedSongTest(int blockFrames) : DeckTest(blockFrames) {
   rig.syncPhases = true;
 }
 
-MarkedSongTest::~MarkedSongTest() {
-  SaveSongDatabase(dir.File("db.vtx"));
-}
-
 std::string MarkedSongTest::Write(const MarkedSongSpec& spec, const std::string& name) {
   const auto frames = static_cast<std::int64_t>(spec.seconds * 44100);
   const auto from = static_cast<std::int64_t>(spec.soundFrom * 44100);
@@ -53,18 +49,13 @@ std::string MarkedSongTest::Write(const MarkedSongSpec& spec, const std::string&
 
   const int count = static_cast<int>(std::ceil(spec.seconds)) * 441;
   std::vector<float> stripe(count, 0.0f);
-  for (int i = 0; i < count; ++i)
-    if (i * 100 >= from && i * 100 < to) stripe[i] = kAudibleLevel;
-  for (int k = 0; spec.bpm > 0 && BeatFrame(spec.bpm, k) < frames; ++k) {
-    const auto at = static_cast<int>(std::lrint(BeatFrame(spec.bpm, k) / 100.0));
-    if (at < count) stripe[at] += kBeatMark;
-  }
+  for (int i = from / 100; i < count && i * 100 < to; ++i) stripe[i] = kAudibleLevel;
+  for (int k = 0; spec.bpm > 0 && k * beat < frames; ++k)
+    if (const long at = std::lrint(std::llround(k * beat) / 100.0); at < count)
+      stripe[at] += kBeatMark;
   EXPECT_TRUE(SaveStripes(stripes, path, stripe.data(), count));
-  TZKSongRecord record;
-  record.name = MakeSongKey(path);
-  record.bpm = static_cast<float>(spec.bpm);
-  record.pgain_valid = 1;
-  EXPECT_TRUE(StoreSong(record));
+  EXPECT_TRUE(StoreSong(
+      {.name = MakeSongKey(path), .bpm = static_cast<float>(spec.bpm), .pgain_valid = 1}));
   return path;
 }
 
@@ -79,12 +70,9 @@ std::vector<long> MarkedSongTest::Onsets(const std::vector<float>& out, int chan
   std::vector<long> onsets;
   long quiet = 1000;
   for (long i = 0; i < static_cast<long>(out.size() / 2); ++i) {
-    if (std::fabs(out[i * 2 + channel]) > threshold) {
-      if (quiet >= 1000) onsets.push_back(i);
-      quiet = 0;
-    } else {
-      ++quiet;
-    }
+    const bool loud = std::fabs(out[i * 2 + channel]) > threshold;
+    if (loud && quiet >= 1000) onsets.push_back(i);
+    quiet = loud ? 0 : quiet + 1;
   }
   return onsets;
 }

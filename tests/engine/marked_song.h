@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "library/song_database.h"
 #include "tests/engine/deck_test_rig.h"
 
 namespace vantaro::test {
@@ -28,7 +29,7 @@ struct MarkedSongSpec {
 class MarkedSongTest : public DeckTest {
  protected:
   explicit MarkedSongTest(int blockFrames = 50);
-  ~MarkedSongTest() override;
+  ~MarkedSongTest() override { SaveSongDatabase(dir.File("db.vtx")); }
   // Writes the song, its record and its stripe file; returns its path.
   std::string Write(const MarkedSongSpec& spec, const std::string& name);
   // Loads `path` on `d` with one store run; false when it did not load.
@@ -39,10 +40,6 @@ class MarkedSongTest : public DeckTest {
                                   float threshold = 0.1f);
   // The largest distance from an onset of `a` to the nearest onset of `b`.
   static long LargestOffset(const std::vector<long>& a, const std::vector<long>& b);
-  // The frames of a song's beats.
-  static std::int64_t BeatFrame(double bpm, int beat) {
-    return std::llround(beat * 2646000.0 / bpm);
-  }
 
   const std::string stripes = dir.Path() + "/Stripes/";
   CSoundSource& deck1 = rig.AddDeck(1);
