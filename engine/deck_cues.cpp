@@ -1,6 +1,7 @@
 #include "engine/deck_cues.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "base/debug_log.h"
@@ -263,8 +264,8 @@ void RestoreMarks(DeckMarks& marks, const TZKSongRecord& record, std::int32_t to
     DebugLog(
         "deck %d: \"%s\" keeps %d cue points and %d saved loops that this file of %d "
         "frames cannot use",
-        deck, record.name.c_str(), __builtin_popcount(refusedCues),
-        __builtin_popcount(refusedLoops), totalFrames);
+        deck, record.name.c_str(), std::popcount(refusedCues), std::popcount(refusedLoops),
+        totalFrames);
 }
 
 TZKSongRecord MarksToRecord(const DeckMarks& marks, TZKSongRecord live) {

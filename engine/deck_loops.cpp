@@ -46,8 +46,10 @@ void DeckLoopWords::Clear() {
 
 bool StepLoop(DeckLoopWords& w, double& position) {
   constexpr auto relaxed = std::memory_order_relaxed;
+  // Lengths follow from the ends: a length read in the middle of a change
+  // by the GUI can never disagree with them.
   std::int32_t in = w.loopIn.load(relaxed), out = w.loopOut.load(relaxed);
-  std::int32_t length = w.loopLength.load(relaxed);
+  std::int32_t length = out - in + 1;
   const std::int32_t nextIn = w.nextLoopIn.load(relaxed), nextOut = w.nextLoopOut.load(relaxed);
   if ((nextIn != in || nextOut != out) && nextOut > nextIn && !WaitsForBeat(w)) {
     w.loopPasses.store(0, relaxed);
@@ -56,7 +58,7 @@ bool StepLoop(DeckLoopWords& w, double& position) {
     if (insideNext || (std::abs(nextIn - in) > length - kFarJumpMargin && outsideActive)) {
       in = nextIn;
       out = nextOut;
-      length = w.nextLoopLength.load(relaxed);
+      length = out - in + 1;
       w.loopIn.store(in, relaxed);
       w.loopOut.store(out, relaxed);
       w.loopLength.store(length, relaxed);

@@ -379,7 +379,6 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   if (IsPlaying()) s.SetFade(FadeCountFor(s.current));
   const bool repeat = marks_.cues.repeatOn.load(std::memory_order_relaxed);
   DeckLoopWords& loops = marks_.loops;
-  bool looping = loops.loopOn.load(std::memory_order_relaxed);
   bool reachedEnd = false;
   int k = 0;
   for (; k < n && IsPlaying(); ++k) {
@@ -391,10 +390,9 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
       break;
     }
     if (joinLeft_ > 0) joinPosition_ += s.current;
-    if (looping && !IsScratching()) {
+    if (loops.loopOn.load(std::memory_order_relaxed) && !IsScratching()) {
       const double before = s.position;
       if (StepLoop(loops, s.position)) StartJoin(before);
-      looping = loops.loopOn.load(std::memory_order_relaxed);
     }
     float left, right;
     Interpolate<kCubic>(blocks, s.position, total, left, right);
