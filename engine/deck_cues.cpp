@@ -289,6 +289,22 @@ TZKSongRecord MarksToRecord(const DeckMarks& marks, TZKSongRecord live) {
   return live;
 }
 
+void RestoreMarksForLoad(DeckMarks& marks, const TZKSongRecord& record, std::int32_t totalFrames,
+                         bool keepCue, bool autoCue, int deck) {
+  std::lock_guard<std::mutex> hold(marks.memoryLock);
+  marks.cues.autoCue.store(autoCue);
+  RestoreMarks(marks, record, totalFrames, keepCue, deck);
+  marks.memoryLive = true;
+}
+
+void StoreMarksForUnload(DeckMarks& marks, const TZKSongRecord& live, std::int64_t totalFrames,
+                         bool loaded) {
+  std::lock_guard<std::mutex> hold(marks.memoryLock);
+  if (loaded) StoreMarks(marks, live, totalFrames);
+  marks.memoryLive = false;
+  marks.loops.Clear();
+}
+
 void StoreMarks(DeckMarks& marks, const TZKSongRecord& live, std::int64_t totalFrames) {
   marks.cues.memoryChanged.store(false);
   const SongMemoryStore store = marks.memoryStore.load();

@@ -103,6 +103,13 @@ class DeckCues {
 // refused.
 void RestoreMarks(DeckMarks& marks, const TZKSongRecord& record, std::int32_t totalFrames,
                   bool keepCue, int deck);
+// The load's and the unload's side (store thread): the same under the
+// memory lock, and the table then belongs to the song, or to none (the
+// unload also ends any loop). `loaded`: a song is there to store.
+void RestoreMarksForLoad(DeckMarks& marks, const TZKSongRecord& record, std::int32_t totalFrames,
+                         bool keepCue, bool autoCue, int deck);
+void StoreMarksForUnload(DeckMarks& marks, const TZKSongRecord& live, std::int64_t totalFrames,
+                         bool loaded);
 // `live` with the deck's cues, current cue and saved loops written in
 // (refused entries keep the record's values). Not the audio thread.
 TZKSongRecord MarksToRecord(const DeckMarks& marks, TZKSongRecord live);

@@ -400,13 +400,8 @@ void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record, bo
   // The stripe, the live record and the stored analysis (found on disk or
   // not); the cue table and the saved loops come from the live record.
   const float storedTempo = stripe_.Load(path, frames, count, record);
-  {
-    DeckMarks& marks = transport_.Marks();
-    std::lock_guard<std::mutex> hold(marks.memoryLock);
-    marks.cues.autoCue.store(!TheEngineSettings().disableAutoCue.load());
-    RestoreMarks(marks, stripe_.Record(), static_cast<std::int32_t>(frames), keepCue, deckIndex_);
-    marks.memoryLive = true;
-  }
+  RestoreMarksForLoad(transport_.Marks(), stripe_.Record(), static_cast<std::int32_t>(frames),
+                      keepCue, !TheEngineSettings().disableAutoCue.load(), deckIndex_);
   tempoKnown_.store(storedTempo > 0.0f);
   songTempo_.store(storedTempo);
   tempoAnalysisStarted_ = false;
@@ -428,14 +423,9 @@ void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record, bo
 
 void DeckStore::Unload() {
   stripe_.JoinAnalysis();  // nothing reports into the song from here on
-  {
-    // The song's cues and loops go back to its record before it goes.
-    DeckMarks& marks = transport_.Marks();
-    std::lock_guard<std::mutex> hold(marks.memoryLock);
-    if (songLoaded_.load()) StoreMarks(marks, stripe_.Record(), totalFrames_.load());
-    marks.memoryLive = false;
-    marks.loops.Clear();
-  }
+  // The song's cues and loops go back to its record before it goes.
+  StoreMarksForUnload(transport_.Marks(), stripe_.Record(), totalFrames_.load(),
+                      songLoaded_.load());
   const bool wasLoaded = songLoaded_.exchange(false);
   songReady_.store(false);
   // From here no new render touches the song; wait out the one in flight.
