@@ -89,7 +89,15 @@ void DeckSync::FindPhase() {
   const int w = hop * 4 / 3;
   double distance = 0.0;
   if (marks && hop > 0) {
-    int m = FirstMark(marks, size, s, s + w);
+    // The mark found last time, searched from no later than here, is still
+    // the next one until the position passes it: no search.
+    int m = lastMark_;
+    if (s < lastSearch_ || m < s || m >= std::min(s + w, size) ||
+        LoadValue(marks, m) <= kMarkThreshold) {
+      m = FirstMark(marks, size, s, s + w);
+      lastSearch_ = s;
+    }
+    lastMark_ = m;
     if (m >= 0) {
       distance = m * static_cast<double>(kFramesPerStripe) - position;
     } else if ((m = FirstMark(marks, size, s + w, s + 2 * w)) >= 0) {

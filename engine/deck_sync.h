@@ -83,6 +83,9 @@ class DeckSync {
   std::atomic<int> beatNumber_{-1};
   std::atomic<bool> beatLockArmed_{false};
   std::atomic<DeckSync*> beatLockDeck_{nullptr};
+  // Audio thread: the next beat's stripe index as last found, and the
+  // stripe the search began at.
+  int lastMark_ = -1, lastSearch_ = 0;
 };
 
 }  // namespace vantaro

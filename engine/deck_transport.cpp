@@ -79,8 +79,8 @@ inline float Hermite(float f, float y0, float y1, float y2, float y3) {
 // The frame heard at `position` (one frame late, see GetPosition), in
 // stored units.
 template <bool kCubic>
-inline void Interpolate(const DeckBlockStore& blocks, double position, std::int64_t total,
-                        float& left, float& right) {
+[[gnu::always_inline]] inline void Interpolate(const DeckBlockStore& blocks, double position,
+                                               std::int64_t total, float& left, float& right) {
   const double whole = std::floor(position);
   const float fraction = static_cast<float>(position - whole);
   float y[8];
@@ -121,6 +121,25 @@ struct DeckRenderState {
     gain = static_cast<float>(count) / DeckTransport::kFadeLength;
   }
 };
+
+namespace {
+
+struct StereoFrame {
+  float left, right;
+};
+
+// One frame of a join: the old place, `oldShare` of it, fades out over the
+// join, the new one in. Out of line: the frame loop stays small.
+template <bool kCubic>
+[[gnu::noinline]] StereoFrame MixJoin(const DeckBlockStore& blocks, std::int64_t total,
+                                      double oldPosition, float oldShare, StereoFrame frame) {
+  StereoFrame old;
+  Interpolate<kCubic>(blocks, oldPosition, total, old.left, old.right);
+  return {frame.left + (old.left - frame.left) * oldShare,
+          frame.right + (old.right - frame.right) * oldShare};
+}
+
+}  // namespace
 
 DeckTransport::DeckTransport(const DeckStore& store) : store_(store) {}
 
@@ -379,37 +398,70 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   if (IsPlaying()) s.SetFade(FadeCountFor(s.current));
   const bool repeat = marks_.cues.repeatOn.load(std::memory_order_relaxed);
   DeckLoopWords& loops = marks_.loops;
+  // A loop switched on or off during the block is taken at the next one.
+  bool looping = loops.loopOn.load(std::memory_order_relaxed) && !IsScratching();
+  // The loop step runs at the loop's ends, and on every frame while a
+  // change or a stop waits; between them the frame only compares.
+  double loopStart = 0, loopEnd = 0;
+  bool loopBusy = false;
+  const auto readLoop = [&] {
+    constexpr auto relaxed = std::memory_order_relaxed;
+    const std::int32_t in = loops.loopIn.load(relaxed), out = loops.loopOut.load(relaxed);
+    loopStart = in;
+    loopEnd = out + 1.0;
+    loopBusy = loops.nextLoopIn.load(relaxed) != in || loops.nextLoopOut.load(relaxed) != out ||
+               loops.loopStopPending.load(relaxed);
+  };
+  if (looping) readLoop();
+  double joinPosition = joinPosition_;  // audio thread: a join may span blocks
+  int joinLeft = joinLeft_;
   bool reachedEnd = false;
   int k = 0;
-  for (; k < n && IsPlaying(); ++k) {
-    StepSpeed(s);
-    // The key lock's cheap path steps by one frame here instead.
-    s.position += s.current;
-    if (!StayInsideTheSong(s, repeat)) {
-      reachedEnd = true;
-      break;
+  // The frame loop, built twice: without a loop or a join it is the plain
+  // loop, which the extra steps would slow by a fifth.
+  auto frames = [&]<bool kMarks>() {
+    for (; k < n && IsPlaying(); ++k) {
+      StepSpeed(s);
+      // The key lock's cheap path steps by one frame here instead.
+      s.position += s.current;
+      if (!StayInsideTheSong(s, repeat)) {
+        reachedEnd = true;
+        break;
+      }
+      if constexpr (kMarks) {
+        if (looping && (loopBusy || s.position >= loopEnd || s.position < loopStart)) {
+          double moved = s.position;  // a copy: the render state stays in registers
+          if (StepLoop(loops, moved)) {
+            joinPosition = s.position - s.current;  // the old place has made this frame's step
+            joinLeft = kJoinFrames;
+            s.position = moved;
+          }
+          looping = loops.loopOn.load(std::memory_order_relaxed);
+          readLoop();
+        }
+      }
+      float left, right;
+      Interpolate<kCubic>(blocks, s.position, total, left, right);
+      if constexpr (kMarks) {
+        if (joinLeft > 0) {
+          joinPosition += s.current;
+          const StereoFrame mixed =
+              MixJoin<kCubic>(blocks, total, joinPosition,
+                              static_cast<float>(joinLeft--) / (kJoinFrames + 1), {left, right});
+          left = mixed.left;
+          right = mixed.right;
+        }
+      }
+      lastLeft_ = left * s.gain;
+      lastRight_ = right * s.gain;
+      Put(out[k * 2], lastLeft_);
+      Put(out[k * 2 + 1], lastRight_);
     }
-    if (joinLeft_ > 0) joinPosition_ += s.current;
-    if (loops.loopOn.load(std::memory_order_relaxed) && !IsScratching()) {
-      const double before = s.position;
-      if (StepLoop(loops, s.position)) StartJoin(before);
-    }
-    float left, right;
-    Interpolate<kCubic>(blocks, s.position, total, left, right);
-    if (joinLeft_ > 0) {
-      // The old place fades out over the join, the new one in.
-      float oldLeft, oldRight;
-      Interpolate<kCubic>(blocks, joinPosition_, total, oldLeft, oldRight);
-      const float old = static_cast<float>(joinLeft_) / (kJoinFrames + 1);
-      left = left + (oldLeft - left) * old;
-      right = right + (oldRight - right) * old;
-      --joinLeft_;
-    }
-    lastLeft_ = left * s.gain;
-    lastRight_ = right * s.gain;
-    Put(out[k * 2], lastLeft_);
-    Put(out[k * 2 + 1], lastRight_);
-  }
+  };
+  if (looping || joinLeft > 0)
+    frames.template operator()<true>();
+  else
+    frames.template operator()<false>();
   TailFade(out, k, n, s);
 
   // At the end of the song the deck stops; a hand on the platter keeps it.
@@ -422,6 +474,8 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   speedTarget_.store(s.target, std::memory_order_relaxed);
   speedStep_.store(s.step, std::memory_order_relaxed);
   fadeCount_.store(s.fade, std::memory_order_relaxed);
+  joinLeft_ = joinLeft;
+  joinPosition_ = joinPosition;
   double expected = startPosition;
   playPosition_.compare_exchange_strong(expected, s.position);
   return s.wakeStore;
@@ -430,7 +484,9 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
 bool DeckTransport::TakeJumps(DeckRenderState& s) {
   bool jumped = false;
   DeckCueTable& cues = marks_.cues;
-  if (cues.goToCue.exchange(false)) {
+  // Plain loads first: a locked exchange on every block costs more than the
+  // rare jump it serves.
+  if (cues.goToCue.load(std::memory_order_relaxed) && cues.goToCue.exchange(false)) {
     // The cue button stops the deck on its cue.
     Transition([](std::uint64_t bits) { return bits & ~(kPlaying | kResume); });
     jogTouch_.store(false, std::memory_order_relaxed);
@@ -442,7 +498,9 @@ bool DeckTransport::TakeJumps(DeckRenderState& s) {
       jumped = s.wakeStore = true;
     }
   }
-  const double skip = skipRequest_.exchange(0.0, std::memory_order_relaxed);
+  const double skip = skipRequest_.load(std::memory_order_relaxed) != 0.0
+                          ? skipRequest_.exchange(0.0, std::memory_order_relaxed)
+                          : 0.0;
   if (skip != 0.0) {
     const double to = SkipTarget(s.position, skip);
     if (to >= 0.0) {

@@ -155,6 +155,8 @@ class DeckTransport {
   // The block's start: the go-to-cue step and a requested skip. True when
   // the position jumped.
   bool TakeJumps(DeckRenderState& state);
+  // A join begins at the block's start: `oldPosition` is where the old
+  // place stands before the first frame's step.
   void StartJoin(double oldPosition);
   void StepSpeed(DeckRenderState& state);
   bool StayInsideTheSong(DeckRenderState& state, bool repeat);
@@ -186,8 +188,8 @@ class DeckTransport {
   std::atomic<double> skipRequest_{0.0};  // frames, taken by the next render
   DeckMarks marks_;
   float lastLeft_ = 0.0f, lastRight_ = 0.0f;  // audio thread only
-  double joinPosition_ = 0.0;                 // audio thread: where the old place plays on
-  int joinLeft_ = 0;                          // audio thread: frames of the join still to mix
+  double joinPosition_ = 0.0;  // audio thread: where the old place of a join plays on
+  int joinLeft_ = 0;           // audio thread: frames of the join still to mix
 };
 
 }  // namespace vantaro
