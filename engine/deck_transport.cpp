@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "engine/deck_loops.h"
 #include "engine/deck_store.h"
@@ -401,18 +402,19 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   // A loop switched on or off during the block is taken at the next one.
   bool looping = loops.loopOn.load(std::memory_order_relaxed) && !IsScratching();
   // The loop step runs at the loop's ends, and on every frame while a
-  // change or a stop waits; between them the frame only compares.
-  double loopStart = 0, loopEnd = 0;
-  bool loopBusy = false;
+  // change or a stop waits; between them the frame only compares: the step
+  // runs outside [loopStart, loopEnd).
+  constexpr double kNever = std::numeric_limits<double>::infinity();
+  double loopStart = -kNever, loopEnd = kNever;
   const auto readLoop = [&] {
     constexpr auto relaxed = std::memory_order_relaxed;
     const std::int32_t in = loops.loopIn.load(relaxed), out = loops.loopOut.load(relaxed);
-    loopStart = in;
-    loopEnd = out + 1.0;
-    loopBusy = loops.nextLoopIn.load(relaxed) != in || loops.nextLoopOut.load(relaxed) != out ||
-               loops.loopStopPending.load(relaxed);
+    const bool busy = loops.nextLoopIn.load(relaxed) != in ||
+                      loops.nextLoopOut.load(relaxed) != out || loops.loopStopPending.load(relaxed);
+    loopStart = looping ? in : -kNever;
+    loopEnd = !looping ? kNever : busy ? -kNever : out + 1.0;
   };
-  if (looping) readLoop();
+  readLoop();
   double joinPosition = joinPosition_;  // audio thread: a join may span blocks
   int joinLeft = joinLeft_;
   bool reachedEnd = false;
@@ -429,7 +431,7 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
         break;
       }
       if constexpr (kMarks) {
-        if (looping && (loopBusy || s.position >= loopEnd || s.position < loopStart)) {
+        if (s.position >= loopEnd || s.position < loopStart) {
           double moved = s.position;  // a copy: the render state stays in registers
           if (StepLoop(loops, moved)) {
             joinPosition = s.position - s.current;  // the old place has made this frame's step
