@@ -44,7 +44,8 @@ void SaveAllSettings() {
 void DeleteEngineObjects() {
   Program& program = TheProgram();
   // The mix object goes before the channels, the channels before the decks
-  // they pull from.
+  // they pull from. A deck unloads its song as it goes, storing the song's
+  // cues and loops in the database, which is saved only after this.
   DestroyMixerObjects(program.mixerRig);
   for (auto& deck : program.decks) deck.reset();
 }

@@ -27,6 +27,7 @@
 #include "engine/audio_render.h"
 #include "engine/engine_settings.h"
 #include "engine/mixer.h"
+#include "library/deck_song_memory.h"
 #include "library/song_database.h"
 #include "skin/main_window.h"
 
@@ -100,6 +101,7 @@ void CreateAudioObjects() {
     program.decks[deck] = std::make_unique<CSoundSource>(deck, program.folders.dataRoot);
     program.decks[deck]->SetAnalysisFeed(
         std::make_unique<DeckAnalysis>(program.folders.stripes, &QueueDeckTrackForWorker));
+    program.decks[deck]->SetSongMemory(&StoreDeckRecord);
     program.decks[deck]->StartStoreThread();
   }
   CAudioSignalSource* const decks[2] = {program.decks[0].get(), program.decks[1].get()};

@@ -54,6 +54,11 @@ class ProgramTickSteps : public ScreenTickSteps {
     program_.readings.clock = text;
   }
 
+  void AgeCueHolds() override {
+    for (auto& deck : program_.decks)
+      if (deck) deck->AgeHolds();
+  }
+
   void ReturnPitchSliders() override {
     for (auto& deck : program_.decks)
       if (deck) deck->SlowPitchResetStep();
@@ -97,9 +102,12 @@ void DispatchScreenTick(int count, ScreenTickSteps& steps) {
   //    on even counts and deck 1 on odd ones.
   for (int deck = 0; deck < 2; ++deck)
     if (steps.DeckPlaying(deck) || count % 2 == deck) steps.RefreshTransport(deck);
-  // 7. With the clock, the cue-button highlights age and the cue lists
-  //    refresh, once those controls exist.
-  if (count == 6) steps.WriteClock();
+  // 7. With the clock, held cue buttons age (a long hold clears) and, once
+  //    those controls exist, the cue lists refresh.
+  if (count == 6) {
+    steps.WriteClock();
+    steps.AgeCueHolds();
+  }
   if (count == 2) steps.ReturnPitchSliders();  // 8
   // 9. The preview position (count 0) joins the meters with the preview
   //    player.

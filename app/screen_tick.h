@@ -33,6 +33,8 @@ class ScreenTickSteps {
   virtual void RefreshTransport(int deck) = 0;
   // The wall clock as "%I:%M%p" (count 6).
   virtual void WriteClock() = 0;
+  // Held cue and saved-loop buttons count on; a long hold clears (count 6).
+  virtual void AgeCueHolds() {}
   // Slowly released pitch sliders step back (count 2).
   virtual void ReturnPitchSliders() = 0;
   // Reads and resets the mixer meters.

@@ -5,6 +5,7 @@
 
 #include "control/control_action.h"
 #include "control/control_table.h"
+#include "control/deck_mark_handlers.h"
 #include "control/learn_state.h"
 #include "engine/engine_settings.h"
 #include "engine/mixer.h"
@@ -299,10 +300,24 @@ const std::vector<const ControlBinding*>& BindingsById() {
       {"talkover", Press(Talkover, ReadTalkover)},
       {"learn", Press(Learn, ReadLearn)},
   };
+  // The cue, loop and beat buttons (deck_mark_handlers.cpp).
+  static const std::vector<NamedBinding> marks = [] {
+    int count = 0;
+    const DeckMarkBinding* bindings = DeckMarkBindings(count);
+    std::vector<NamedBinding> named;
+    for (int i = 0; i < count; ++i) {
+      ControlBinding binding = bindings[i].release ? Hold(bindings[i].press, bindings[i].release)
+                                                   : Press(bindings[i].press);
+      binding.read = bindings[i].read;
+      named.push_back({bindings[i].action, binding});
+    }
+    return named;
+  }();
   static const std::vector<const ControlBinding*> byId = [] {
     std::vector<const ControlBinding*> table(kControlTableRows, nullptr);
     for (const NamedBinding& named : kBindings)
       table[FindControlAction(named.action)] = &named.binding;
+    for (const NamedBinding& named : marks) table[FindControlAction(named.action)] = &named.binding;
     table[0] = nullptr;  // a misspelt name above lands on row 0
     return table;
   }();

@@ -17,6 +17,7 @@
 #include "base/realtime.h"
 #include "base/thread_priority.h"
 #include "codecs/codec_lock.h"
+#include "engine/deck_cues.h"
 #include "engine/deck_transport.h"
 #include "engine/engine_settings.h"
 
@@ -84,7 +85,8 @@ void DeckStore::SetLoadCallback(LoadCallback callback, void* user) {
   loadUser_ = user;
 }
 
-int DeckStore::LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record) {
+int DeckStore::LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record,
+                        bool keepCue) {
   if (loadRequest_.load()) return 0;
   songReady_.store(false);
   uiState_.store(kUiLoading);
@@ -93,6 +95,7 @@ int DeckStore::LoadSong(const std::string& path, bool autoPlay, const TZKSongRec
     pendingPath_ = path;
     pendingHasRecord_ = record != nullptr;
     pendingRecord_ = record ? *record : TZKSongRecord{};
+    pendingKeepCue_ = keepCue;
   }
   autoPlay_.store(autoPlay);
   seekRequest_.store(false);
@@ -141,6 +144,7 @@ void DeckStore::ResetTempoAnalysis(int mode) {
 // The whole-track step ended (on its own thread). A step that found no
 // tempo ends the analysis all the same.
 void DeckStore::OnWholeTrackTempo(float bpm) {
+  FollowAudibleRange(transport_.Marks(), stripe_.Record(), totalFrames_.load());
   if (bpm > 0.0f) {
     SetSongTempo(bpm);
     return;
@@ -171,18 +175,19 @@ void DeckStore::Run() {
   }
   if (loadRequest_.load()) {
     std::string path;
-    bool hasRecord;
+    bool hasRecord, keepCue;
     TZKSongRecord record;
     {
       std::lock_guard<std::mutex> hold(pendingMutex_);
       path = pendingPath_;
       hasRecord = pendingHasRecord_;
       record = pendingRecord_;
+      keepCue = pendingKeepCue_;
     }
     resetRequest_.store(false);  // a reset was for the old song
     {
       CodecLoadWaiting waiting;  // the background analysis holds back until block 0
-      RunLoad(path, hasRecord ? &record : nullptr);
+      RunLoad(path, hasRecord ? &record : nullptr, keepCue);
     }
     loadRequest_.store(false);
     if (autoPlay_.load() && songReady_.load()) transport_.Play(1);
@@ -250,7 +255,7 @@ void DeckStore::OrdinaryModeRun() {
   if (closing_.load()) return;
   const double requested = transport_.GetRequestedSpeed();
   const int ahead = requested >= 0.0 ? 1 : -1;
-  if (std::fabs(requested) > kSlowSpeed && !transport_.Cues().loopOn.load())
+  if (std::fabs(requested) > kSlowSpeed && !transport_.Marks().loops.loopOn.load())
     EvictBlock(current - 2 * ahead, false);
   DecodeBlock(current + ahead);
 
@@ -283,7 +288,7 @@ void DeckStore::StreamingModeRun() {
   DecodeBlock(current);
   const bool forwards = transport_.GetRequestedSpeed() > 0.0;
   const int ahead = forwards ? 1 : -1;
-  if (!transport_.Cues().loopOn.load() && !(forwards && seekRequest_.load()))
+  if (!transport_.Marks().loops.loopOn.load() && !(forwards && seekRequest_.load()))
     EvictBlock(current - (kStreamingWindow + 1) * ahead, false);
   for (int i = 1; i <= kStreamingWindow; ++i) {
     DecodeBlock(current + i * ahead);
@@ -365,7 +370,7 @@ bool DeckStore::EvictBlock(int block, bool force) {
   return true;
 }
 
-void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record) {
+void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record, bool keepCue) {
   Unload();
   std::int64_t frames = 0;
   if (!decoder_ || !decoder_->Open(path, frames)) {
@@ -393,10 +398,10 @@ void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record) {
   retired_.reserve(std::min(count, kMaxBlocks));
 
   // The stripe, the live record and the stored analysis (found on disk or
-  // not); the cue and loop controls reset their table from the record here.
+  // not); the cue table and the saved loops come from the live record.
   const float storedTempo = stripe_.Load(path, frames, count, record);
-  transport_.Cues().cuePoint.store(-1);
-  transport_.Cues().loopOn.store(false);
+  RestoreMarksForLoad(transport_.Marks(), stripe_.Record(), static_cast<std::int32_t>(frames),
+                      keepCue, !TheEngineSettings().disableAutoCue.load(), deckIndex_);
   tempoKnown_.store(storedTempo > 0.0f);
   songTempo_.store(storedTempo);
   tempoAnalysisStarted_ = false;
@@ -418,7 +423,9 @@ void DeckStore::RunLoad(const std::string& path, const TZKSongRecord* record) {
 
 void DeckStore::Unload() {
   stripe_.JoinAnalysis();  // nothing reports into the song from here on
-  transport_.Cues().loopOn.store(false);
+  // The song's cues and loops go back to its record before it goes.
+  StoreMarksForUnload(transport_.Marks(), stripe_.Record(), totalFrames_.load(),
+                      songLoaded_.load());
   const bool wasLoaded = songLoaded_.exchange(false);
   songReady_.store(false);
   // From here no new render touches the song; wait out the one in flight.
@@ -454,8 +461,8 @@ bool DeckStore::IsBlockPinned(int block) const {
     const DeckBlock* present = blocks_.Block(block);
     if (present && present->pinned) return true;
   }
-  const std::int32_t cue = transport_.Cues().cuePoint.load(std::memory_order_relaxed);
-  if (cue < 0) return false;
+  const std::int32_t cue = transport_.Cues().cuePosition.load(std::memory_order_relaxed);
+  if (cue < 1) return false;  // no cue set
   const int cueBlock = cue / kBlockFrames;
   return block >= cueBlock - 1 && block <= cueBlock + 1;
 }

@@ -74,7 +74,9 @@ class DeckStore {
   // No decoding here. Returns 0 while a load is already waiting. `record`
   // (the database's, or null) is copied; a deck without an analysis feed
   // takes its tempo as known.
-  int LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record);
+  // `keepCue`: with autoCue the deck waits on the song's start (cue_in).
+  int LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record,
+               bool keepCue = false);
   void RequestUnload();
   // Jump to `target` (frames) once its block is decoded. Ignored while a seek
   // waits, while scratching, before the song is ready or during a load.
@@ -120,12 +122,17 @@ class DeckStore {
   int StripeCount() const { return stripe_.Count(); }
   std::mutex& StripeLock() { return stripe_.Lock(); }
   const std::vector<float>& Stripes(int which) const { return stripe_.Values(which); }
+  // The stripe the beat marks are in, `size` values; null with no song.
+  // Stable while the song is loaded: the audio thread reads it inside its
+  // render bracket, others under StripeLock(). Values through
+  // std::atomic_ref only.
+  float* StripeMarks(int& size) const { return stripe_.Marks(size); }
   // The live copy of the song's record (cues, learnt tempo and gain).
   TZKSongRecord SongRecord() const { return stripe_.Record(); }
   bool IsTempoAnalysisRunning() const { return stripe_.IsAnalysing(); }
 
  private:
-  void RunLoad(const std::string& path, const TZKSongRecord* record);
+  void RunLoad(const std::string& path, const TZKSongRecord* record, bool keepCue);
   void RunReset();
   void OnWholeTrackTempo(float bpm);
   void Unload();
@@ -162,6 +169,7 @@ class DeckStore {
   std::mutex pendingMutex_;  // the requester hands the path to the store thread
   std::string pendingPath_;
   bool pendingHasRecord_ = false;
+  bool pendingKeepCue_ = false;
   TZKSongRecord pendingRecord_;
   std::unique_ptr<DeckDecoder> decoder_;
   std::vector<DeckBlock*> retired_;    // store thread: blocks waiting for a grace period

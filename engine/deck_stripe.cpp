@@ -37,7 +37,14 @@ TZKSongRecord DeckStripe::Record() const {
 void DeckStripe::Publish(int which, std::size_t at, const float* values, std::size_t count) {
   std::vector<float>& array = arrays_[which];
   if (at >= array.size()) return;
-  std::copy(values, values + std::min(count, array.size() - at), array.begin() + at);
+  count = std::min(count, array.size() - at);
+  if (which != 0) {
+    std::copy(values, values + count, array.begin() + at);
+    return;
+  }
+  // The render reads (and completes) the marks of array 0 without the lock.
+  for (std::size_t i = 0; i < count; ++i)
+    std::atomic_ref<float>(array[at + i]).store(values[i], std::memory_order_relaxed);
 }
 
 // The automatic cues replace the record's where it has none in force.
@@ -79,6 +86,9 @@ float DeckStripe::Load(const std::string& path, std::int64_t frames, int blockCo
     arrays_[0].swap(stored);
     for (int which : {1, 2}) arrays_[which].assign(static_cast<std::size_t>(count) + 1, 0.0f);
     count_.store(count);
+    // No render reads the marks during a load: the song is not loaded yet.
+    marks_.store(arrays_[0].data());
+    marksSize_.store(static_cast<int>(arrays_[0].size()));
   }
   std::lock_guard<std::mutex> hold(recordLock_);
   record_ = record;
@@ -89,6 +99,9 @@ void DeckStripe::Unload() {
   JoinAnalysis();
   {
     std::lock_guard<std::mutex> hold(lock_);
+    // The unload waited for the render's grace period: no render reads them.
+    marks_.store(nullptr);
+    marksSize_.store(0);
     for (auto& values : arrays_) std::vector<float>().swap(values);
     count_.store(0);
   }
@@ -201,7 +214,7 @@ bool DeckStripe::Reset(int mode, bool streaming) {
   }
   {
     std::lock_guard<std::mutex> hold(lock_);
-    arrays_[0] = arrays_[2];
+    Publish(0, 0, arrays_[2].data(), arrays_[2].size());
     std::fill(arrays_[1].begin(), arrays_[1].end(), 0.0f);
   }
   for (int b = 0; b < blockCount_; ++b) {

@@ -76,6 +76,11 @@ class DeckStripe {
   // Under Lock().
   const std::vector<float>& Values(int which) const { return arrays_[which]; }
   int Count() const { return count_.load(); }
+  // Array 0 for the beat controls (see DeckStore::StripeMarks).
+  float* Marks(int& size) const {
+    size = marksSize_.load();
+    return marks_.load();
+  }
   TZKSongRecord Record() const;
   bool IsAnalysing() const { return analysing_.load(); }
 
@@ -93,6 +98,8 @@ class DeckStripe {
   std::mutex lock_;  // the stripe lock: the arrays
   std::vector<float> arrays_[3];
   std::atomic<int> count_{0};
+  std::atomic<float*> marks_{nullptr};  // arrays_[0]'s values while loaded
+  std::atomic<int> marksSize_{0};
   mutable std::mutex recordLock_;
   TZKSongRecord record_;  // the live copy, from load to unload
 

@@ -12,7 +12,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
+#include "engine/deck_loops.h"
 #include "engine/deck_store.h"
 
 namespace vantaro {
@@ -75,6 +77,24 @@ inline float Hermite(float f, float y0, float y1, float y2, float y3) {
          (f3 - 2 * f2 + f) * (y2 - y0) * 0.5f + (f3 - f2) * (y3 - y1) * 0.5f;
 }
 
+// The frame heard at `position` (one frame late, see GetPosition), in
+// stored units.
+template <bool kCubic>
+[[gnu::always_inline]] inline void Interpolate(const DeckBlockStore& blocks, double position,
+                                               std::int64_t total, float& left, float& right) {
+  const double whole = std::floor(position);
+  const float fraction = static_cast<float>(position - whole);
+  float y[8];
+  FetchFour(blocks, static_cast<std::int64_t>(whole), total, y);
+  if constexpr (kCubic) {
+    left = Hermite(fraction, y[0], y[2], y[4], y[6]);
+    right = Hermite(fraction, y[1], y[3], y[5], y[7]);
+  } else {
+    left = y[2] + fraction * (y[4] - y[2]);
+    right = y[3] + fraction * (y[5] - y[3]);
+  }
+}
+
 // Marks the audio thread's presence for the block store's grace period.
 class RenderBracket {
  public:
@@ -103,6 +123,25 @@ struct DeckRenderState {
   }
 };
 
+namespace {
+
+struct StereoFrame {
+  float left, right;
+};
+
+// One frame of a join: the old place, `oldShare` of it, fades out over the
+// join, the new one in. Out of line: the frame loop stays small.
+template <bool kCubic>
+[[gnu::noinline]] StereoFrame MixJoin(const DeckBlockStore& blocks, std::int64_t total,
+                                      double oldPosition, float oldShare, StereoFrame frame) {
+  StereoFrame old;
+  Interpolate<kCubic>(blocks, oldPosition, total, old.left, old.right);
+  return {frame.left + (old.left - frame.left) * oldShare,
+          frame.right + (old.right - frame.right) * oldShare};
+}
+
+}  // namespace
+
 DeckTransport::DeckTransport(const DeckStore& store) : store_(store) {}
 
 template <typename Change>
@@ -122,8 +161,9 @@ std::uint64_t DeckTransport::PlayNews(bool& playState) const {
 }
 
 void DeckTransport::Play(int value) {
-  if (cues_.cueHeld.load() && IsPlaying()) {
-    cues_.cueHeld.store(false);
+  DeckCueTable& cues = marks_.cues;
+  if (cues.cueHeld.load() && IsPlaying()) {
+    cues.cueHeld.store(false);
     return;
   }
   bool now = false;
@@ -136,9 +176,14 @@ void DeckTransport::Play(int value) {
   });
   if (PlayState(old) && !now) {
     jogTouch_.store(false);
-    if (cues_.cueMode.load() == 1) cues_.cuePoint.store(GetPosition());
+    if (cues.cueMode.load() == 1) {
+      cues.cuePosition.store(GetPosition());
+      cues.cueTable[std::clamp(cues.cueIndex.load(), 0, DeckCueTable::kEntries - 1)].store(
+          GetPosition());
+      cues.memoryChanged.store(true);
+    }
   }
-  if (now) cues_.mustSetCue.store(false);
+  if (now) cues.mustSetCue.store(false);
 }
 
 bool DeckTransport::TakeHold() {
@@ -220,13 +265,19 @@ int DeckTransport::CheckBlocks(double position, double speed, int n) const {
 // A paused deck held by the hand drags its cue point along.
 void DeckTransport::FollowCueUnderTheHand(double position) {
   if (!IsScratching() || ScratchResume()) return;
-  if (cues_.cueMode.load() == 2) {
-    cues_.mustSetCue.store(true);
+  DeckCueTable& cues = marks_.cues;
+  if (cues.cueMode.load(std::memory_order_relaxed) == 2) {
+    cues.mustSetCue.store(true, std::memory_order_relaxed);
     return;
   }
-  const std::int32_t cue = cues_.cuePoint.load();
-  if (cue >= 0 && std::fabs(position - cue) < kBlockFrames)
-    cues_.cuePoint.store(static_cast<std::int32_t>(std::floor(position)));
+  const std::int32_t cue = cues.cuePosition.load(std::memory_order_relaxed);
+  if (cue >= 0 && std::fabs(position - cue) < kBlockFrames) {
+    const auto moved = static_cast<std::int32_t>(std::floor(position));
+    cues.cuePosition.store(moved, std::memory_order_relaxed);
+    const int index = std::clamp(cues.cueIndex.load(), 0, DeckCueTable::kEntries - 1);
+    cues.cueTable[index].store(moved, std::memory_order_relaxed);
+    cues.memoryChanged.store(true, std::memory_order_relaxed);  // stored by the screen tick
+  }
 }
 
 // One frame's speed: an immediate stop, the glide clamp, the brake, a new
@@ -266,7 +317,7 @@ void DeckTransport::StepSpeed(DeckRenderState& s) {
 // End of the song: false when the deck ran off an edge with repeat off
 // (the position then rests on that edge); with repeat it wraps round.
 bool DeckTransport::StayInsideTheSong(DeckRenderState& s, bool repeat) {
-  if (cues_.loopOn.load(std::memory_order_relaxed) && !IsScratching()) return true;
+  if (marks_.loops.loopOn.load(std::memory_order_relaxed) && !IsScratching()) return true;
   const double last = store_.TotalFrames() - 1.0;
   if (s.position > last) {
     if (!repeat) {
@@ -304,7 +355,7 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   if (n <= 0 || !out) return false;
   const DeckBlockStore& blocks = store_.Blocks();
   RenderBracket bracket(blocks);
-  const double startPosition = playPosition_.load();
+  double startPosition = playPosition_.load();
   // The mixer asks for the tempo after the render: it is read here, where
   // the block under the position cannot be freed.
   PublishTempo(store_.TempoAt(startPosition));
@@ -323,6 +374,13 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
                     0.0f,
                     false};
   s.SetFade(fadeCount_.load(std::memory_order_relaxed));
+  if (TakeJumps(s)) {
+    // Published now, so that a block that is missing still leaves the deck
+    // at its new place; a jump by another thread meanwhile wins.
+    double expected = startPosition;
+    if (!playPosition_.compare_exchange_strong(expected, s.position)) s.position = expected;
+    startPosition = s.position;
+  }
   FollowCueUnderTheHand(s.position);
 
   if (const int missing = CheckBlocks(s.position, s.current, n)) {
@@ -339,35 +397,73 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   }
 
   if (IsPlaying()) s.SetFade(FadeCountFor(s.current));
-  const bool repeat = cues_.repeatOn.load(std::memory_order_relaxed);
+  const bool repeat = marks_.cues.repeatOn.load(std::memory_order_relaxed);
+  DeckLoopWords& loops = marks_.loops;
+  // A loop switched on or off during the block is taken at the next one.
+  bool looping = loops.loopOn.load(std::memory_order_relaxed) && !IsScratching();
+  // The loop step runs at the loop's ends, and on every frame while a
+  // change or a stop waits; between them the frame only compares: the step
+  // runs outside [loopStart, loopEnd).
+  constexpr double kNever = std::numeric_limits<double>::infinity();
+  double loopStart = -kNever, loopEnd = kNever;
+  const auto readLoop = [&] {
+    constexpr auto relaxed = std::memory_order_relaxed;
+    const std::int32_t in = loops.loopIn.load(relaxed), out = loops.loopOut.load(relaxed);
+    const bool busy = loops.nextLoopIn.load(relaxed) != in ||
+                      loops.nextLoopOut.load(relaxed) != out || loops.loopStopPending.load(relaxed);
+    loopStart = looping ? in : -kNever;
+    loopEnd = !looping ? kNever : busy ? -kNever : out + 1.0;
+  };
+  readLoop();
+  double joinPosition = joinPosition_;  // audio thread: a join may span blocks
+  int joinLeft = joinLeft_;
   bool reachedEnd = false;
   int k = 0;
-  for (; k < n && IsPlaying(); ++k) {
-    StepSpeed(s);
-    // The key lock's cheap path steps by one frame here instead.
-    s.position += s.current;
-    if (!StayInsideTheSong(s, repeat)) {
-      reachedEnd = true;
-      break;
+  // The frame loop, built twice: without a loop or a join it is the plain
+  // loop, which the extra steps would slow by a fifth.
+  auto frames = [&]<bool kMarks>() {
+    for (; k < n && IsPlaying(); ++k) {
+      StepSpeed(s);
+      // The key lock's cheap path steps by one frame here instead.
+      s.position += s.current;
+      if (!StayInsideTheSong(s, repeat)) {
+        reachedEnd = true;
+        break;
+      }
+      if constexpr (kMarks) {
+        if (s.position >= loopEnd || s.position < loopStart) {
+          double moved = s.position;  // a copy: the render state stays in registers
+          if (StepLoop(loops, moved)) {
+            joinPosition = s.position - s.current;  // the old place has made this frame's step
+            joinLeft = kJoinFrames;
+            s.position = moved;
+          }
+          looping = loops.loopOn.load(std::memory_order_relaxed);
+          readLoop();
+        }
+      }
+      float left, right;
+      Interpolate<kCubic>(blocks, s.position, total, left, right);
+      if constexpr (kMarks) {
+        if (joinLeft > 0) {
+          joinPosition += s.current;
+          const StereoFrame mixed =
+              MixJoin<kCubic>(blocks, total, joinPosition,
+                              static_cast<float>(joinLeft--) / (kJoinFrames + 1), {left, right});
+          left = mixed.left;
+          right = mixed.right;
+        }
+      }
+      lastLeft_ = left * s.gain;
+      lastRight_ = right * s.gain;
+      Put(out[k * 2], lastLeft_);
+      Put(out[k * 2 + 1], lastRight_);
     }
-    // The loop step of the cue and loop controls runs here.
-    const double whole = std::floor(s.position);
-    const float fraction = static_cast<float>(s.position - whole);
-    float y[8];
-    FetchFour(blocks, static_cast<std::int64_t>(whole), total, y);
-    float left, right;
-    if constexpr (kCubic) {
-      left = Hermite(fraction, y[0], y[2], y[4], y[6]);
-      right = Hermite(fraction, y[1], y[3], y[5], y[7]);
-    } else {
-      left = y[2] + fraction * (y[4] - y[2]);
-      right = y[3] + fraction * (y[5] - y[3]);
-    }
-    lastLeft_ = left * s.gain;
-    lastRight_ = right * s.gain;
-    Put(out[k * 2], lastLeft_);
-    Put(out[k * 2 + 1], lastRight_);
-  }
+  };
+  if (looping || joinLeft > 0)
+    frames.template operator()<true>();
+  else
+    frames.template operator()<false>();
   TailFade(out, k, n, s);
 
   // At the end of the song the deck stops; a hand on the platter keeps it.
@@ -380,79 +476,47 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   speedTarget_.store(s.target, std::memory_order_relaxed);
   speedStep_.store(s.step, std::memory_order_relaxed);
   fadeCount_.store(s.fade, std::memory_order_relaxed);
+  joinLeft_ = joinLeft;
+  joinPosition_ = joinPosition;
   double expected = startPosition;
   playPosition_.compare_exchange_strong(expected, s.position);
   return s.wakeStore;
 }
 
-std::int32_t DeckTransport::GetPosition() const {
-  return static_cast<std::int32_t>(std::lrint(playPosition_.load(std::memory_order_relaxed) - 0.5));
-}
-
-// The GUI (slider) and the jog thread (bends) both set the pitch: each writer
-// publishes again until the pitch and direction it derived the speed from are
-// still the current ones, so the last of two racing writers leaves a
-// consistent set.
-void DeckTransport::PublishRestingSpeed() {
-  for (;;) {
-    const int units = pitch_.load(), dir = direction_.load();
-    const double resting = dir + units / 10000.0 * dir;
-    pitchSpeed_.store(resting);
-    if (!IsScratching()) {
-      speedRequested_.store(resting);
-      glideOn_.store(false);
-      stretchSpeedRequested_.store(resting);
+bool DeckTransport::TakeJumps(DeckRenderState& s) {
+  bool jumped = false;
+  DeckCueTable& cues = marks_.cues;
+  // Plain loads first: a locked exchange on every block costs more than the
+  // rare jump it serves.
+  if (cues.goToCue.load(std::memory_order_relaxed) && cues.goToCue.exchange(false)) {
+    // The cue button stops the deck on its cue.
+    Transition([](std::uint64_t bits) { return bits & ~(kPlaying | kResume); });
+    jogTouch_.store(false, std::memory_order_relaxed);
+    marks_.loops.loopArmed.store(false, std::memory_order_relaxed);
+    const std::int32_t cue = cues.cuePosition.load(std::memory_order_relaxed);
+    if (cue >= 0 && cue < store_.TotalFrames()) {
+      s.position = cue;
+      joinLeft_ = 0;
+      jumped = s.wakeStore = true;
     }
-    if (pitch_.load() == units && direction_.load() == dir) return;
   }
-}
-
-void DeckTransport::SetPitch(int pitchUnits) {
-  pitch_.store(pitchUnits);
-  PublishRestingSpeed();
-}
-
-void DeckTransport::SetDirection(int newDirection) {
-  direction_.store(newDirection < 0 ? -1 : 1);
-  PublishRestingSpeed();
-}
-
-int DeckTransport::GetPitch() const {
-  if (!externalSpeed_.load()) return pitch_.load();
-  const double requested = speedRequested_.load();
-  const double sign = requested < 0.0 ? -1.0 : 1.0;
-  return static_cast<int>(std::lrint((requested - sign) * sign * 10000.0));
-}
-
-void DeckTransport::SetExternalSpeed(bool on) {
-  externalSpeed_.store(on);
-  if (!on) {
-    speedRequested_.store(pitchSpeed_.load());
-    stretchSpeedRequested_.store(pitchSpeed_.load());
+  const double skip = skipRequest_.load(std::memory_order_relaxed) != 0.0
+                          ? skipRequest_.exchange(0.0, std::memory_order_relaxed)
+                          : 0.0;
+  if (skip != 0.0) {
+    const double to = SkipTarget(s.position, skip);
+    if (to >= 0.0) {
+      if (IsPlaying()) StartJoin(s.position);
+      s.position = to;
+      jumped = s.wakeStore = true;
+    }
   }
+  return jumped;
 }
 
-void DeckTransport::SetSpeed(double speed) {
-  speedRequested_.store(speed);
-  stretchSpeedRequested_.store(speed);
-}
-
-void DeckTransport::SetBrake(bool on) {
-  brakeOn_.store(on);
-  if (!on) {
-    glideOn_.store(false);
-    speedRequested_.store(pitchSpeed_.load());
-  }
-}
-
-void DeckTransport::SkipFrames(float frames) {
-  const double total = store_.TotalFrames();
-  double position = playPosition_.load();
-  for (;;) {
-    const double moved = position + frames;
-    if (moved < 0.0 || moved >= total) return;  // would leave the song
-    if (playPosition_.compare_exchange_weak(position, moved)) return;
-  }
+void DeckTransport::StartJoin(double oldPosition) {
+  joinPosition_ = oldPosition;
+  joinLeft_ = kJoinFrames;
 }
 
 }  // namespace vantaro

@@ -26,10 +26,14 @@
 //    PublishTempo: the store thread, and whoever reports the song's tempo.
 //  - Getters: any thread.
 //
-// Where the others join: the cue and loop controls own DeckCueWords and run
-// their per-frame loop step inside the frame loop (marked there); the key
-// lock chooses its path at the start of the render and replaces the
-// position step and the interpolated frame (marked there).
+// Where the others join: the transport owns the cue table and the loop
+// words (DeckMarks, deck_cue_words.h) that the cue, loop and beat controls
+// write; the render runs the go-to-cue step and takes a requested skip at
+// the start of a block, and the loop step after each frame's move. A loop
+// wrap and a skip while playing are joined by a 2 ms crossfade from where
+// the old place would have gone on into the new place. The key lock chooses
+// its path at the start of the render and replaces the position step and
+// the interpolated frame (marked there).
 //
 // Units: frames at 44100 Hz; speed 1.0 is normal, negative is reverse; pitch
 // in 1/10000.
@@ -37,26 +41,19 @@
 #include <atomic>
 #include <cstdint>
 
+#include "engine/deck_cue_words.h"
+
 namespace vantaro {
 
 class DeckStore;
 struct DeckRenderState;  // the render's working copy of the speed state
-
-// The words shared with the cue and loop controls.
-struct DeckCueWords {
-  std::atomic<std::int32_t> cuePoint{-1};  // frames; -1 when unset
-  std::atomic<int> cueMode{0};
-  std::atomic<bool> cueHeld{false};     // playing because the cue button is down
-  std::atomic<bool> mustSetCue{false};  // the next press stores the position as cue
-  std::atomic<bool> loopOn{false};
-  std::atomic<bool> repeatOn{false};  // the render wraps at the song's ends
-};
 
 class DeckTransport {
  public:
   static constexpr int kMaxRenderFrames = 4410;  // larger requests render silence
   static constexpr int kFadeLength = 441;        // 10 ms output envelope
   static constexpr float kSampleScale = 3e-5f;   // stored 16-bit sample to float
+  static constexpr int kJoinFrames = 88;         // 2 ms crossfade of a loop wrap or a skip
 
   explicit DeckTransport(const DeckStore& store);
   DeckTransport(const DeckTransport&) = delete;
@@ -101,8 +98,14 @@ class DeckTransport {
   bool IsKeyLocked() const { return keyLockOn_.load(); }
   void SetJogTouch(bool on) { jogTouch_.store(on); }
   bool IsJogTouched() const { return jogTouch_.load(); }
-  // Adds to the position; ignored when it would leave the song.
-  void SkipFrames(float frames);
+  // Moves the position by `frames`: wrapped inside a running loop, refused
+  // (false) where it would leave the song. While playing the render takes
+  // it at its next block, crossfaded; otherwise it applies at once. Any
+  // thread (the beat lock asks on the audio thread).
+  bool RequestSkip(double frames);
+  void SkipFrames(float frames) { RequestSkip(frames); }
+  // A jump to `frames` at once, without a join (cue jumps). GUI thread.
+  void JumpTo(double frames) { playPosition_.store(frames); }
 
   // ---- store thread -----------------------------------------------------------
   void SetPosition(double frames) { playPosition_.store(frames); }
@@ -123,8 +126,10 @@ class DeckTransport {
   float GetEnvelopeGain() const {
     return static_cast<float>(fadeCount_.load(std::memory_order_relaxed)) / kFadeLength;
   }
-  DeckCueWords& Cues() { return cues_; }
-  const DeckCueWords& Cues() const { return cues_; }
+  DeckMarks& Marks() { return marks_; }
+  const DeckMarks& Marks() const { return marks_; }
+  DeckCueTable& Cues() { return marks_.cues; }
+  const DeckCueTable& Cues() const { return marks_.cues; }
 
  private:
   static constexpr std::uint64_t kPlaying = 1, kScratching = 2, kResume = 4, kStateBits = 7;
@@ -145,6 +150,14 @@ class DeckTransport {
   // 0 ready, 1 a block is missing, 2 a block lies beyond the table.
   int CheckBlocks(double position, double speed, int frames) const;
   void FollowCueUnderTheHand(double position);
+  // Where a skip of `frames` from `from` lands; -1 when it would leave the song.
+  double SkipTarget(double from, double frames) const;
+  // The block's start: the go-to-cue step and a requested skip. True when
+  // the position jumped.
+  bool TakeJumps(DeckRenderState& state);
+  // A join begins at the block's start: `oldPosition` is where the old
+  // place stands before the first frame's step.
+  void StartJoin(double oldPosition);
   void StepSpeed(DeckRenderState& state);
   bool StayInsideTheSong(DeckRenderState& state, bool repeat);
   template <typename Sample>
@@ -172,8 +185,11 @@ class DeckTransport {
   std::atomic<bool> jogTouch_{false};
   std::atomic<int> fadeCount_{kFadeLength};
   std::atomic<float> renderTempo_{0.0f};
-  DeckCueWords cues_;
+  std::atomic<double> skipRequest_{0.0};  // frames, taken by the next render
+  DeckMarks marks_;
   float lastLeft_ = 0.0f, lastRight_ = 0.0f;  // audio thread only
+  double joinPosition_ = 0.0;  // audio thread: where the old place of a join plays on
+  int joinLeft_ = 0;           // audio thread: frames of the join still to mix
 };
 
 }  // namespace vantaro

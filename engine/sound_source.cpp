@@ -15,7 +15,10 @@ CSoundSource::CSoundSource(int deckIndex, std::string dataRoot)
     : dataRoot_(std::move(dataRoot)),
       transport_(store_),
       store_(deckIndex, transport_),
-      hands_(transport_, store_) {}
+      hands_(transport_, store_),
+      sync_(transport_, store_, transport_.Marks().loops),
+      loops_(transport_.Marks(), transport_, store_, sync_),
+      cues_(transport_.Marks(), transport_, store_, loops_) {}
 
 void CSoundSource::SetPlayStateCallback(PlayStateCallback callback, void* user) {
   playStateCallback_ = callback;
@@ -24,12 +27,10 @@ void CSoundSource::SetPlayStateCallback(PlayStateCallback callback, void* user) 
 
 int CSoundSource::LoadSong(const std::string& path, bool autoPlay, const TZKSongRecord* record,
                            bool keepCue) {
-  // The cue and loop controls take their table from `record` and `keepCue`.
-  (void)keepCue;
   if (store_.IsLoadPending()) return 0;
   Play(0);
   // The record is copied here, on the thread that owns the database.
-  return store_.LoadSong(path, autoPlay, record);
+  return store_.LoadSong(path, autoPlay, record, keepCue);
 }
 
 void CSoundSource::Render(float* buffer, int frames) {
@@ -41,9 +42,7 @@ void CSoundSource::Render16(std::int16_t* buffer, int frames) {
 }
 
 void CSoundSource::SyncPhase(int phase) {
-  // Beat phase (0) and beat lock (1) belong to the beat controls, which join
-  // here; a deck without them has nothing to refresh.
-  (void)phase;
+  sync_.SyncPhase(phase);
 }
 
 void CSoundSource::Play(int value) {
@@ -68,6 +67,7 @@ void CSoundSource::ReportPlayNews() {
 
 void CSoundSource::PeriodicUpdate() {
   hands_.ScreenTick();
+  cues_.StoreIfChanged();  // a cue the render moved
   ReportPlayNews();
 }
 

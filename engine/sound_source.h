@@ -9,8 +9,10 @@
 //    play word, the render with its interpolation and envelope.
 //  - DeckHands (deck_hands.h): scratch, jog, bends and hold-to-seek, owned
 //    by the jog thread and fed by commands through a ring.
-// The cue and loop controls and the key lock join these parts where their
-// headers say.
+//  - DeckCues, DeckLoops, DeckSync (deck_cues.h, deck_loops.h, deck_sync.h):
+//    cue points, loops and the beat, over the words the transport owns
+//    (DeckMarks, deck_cue_words.h), and the song record's memory of them.
+// The key lock joins these parts where their headers say.
 //
 // Threads:
 //  - Render, Render16, SyncPhase, GetBPM: the audio thread (GetBPM from any);
@@ -42,8 +44,11 @@
 #include <vector>
 
 #include "base/audio_signal_source.h"
+#include "engine/deck_cues.h"
 #include "engine/deck_hands.h"
+#include "engine/deck_loops.h"
 #include "engine/deck_store.h"
+#include "engine/deck_sync.h"
 #include "engine/deck_transport.h"
 #include "library/song_record.h"
 
@@ -180,9 +185,10 @@ class CSoundSource : public CAudioSignalSource {
   void SetRepeat(bool on) { transport_.Cues().repeatOn.store(on); }
   void SetKeyLock(bool on) { transport_.SetKeyLock(on); }
   void SetJogTouch(bool on) { transport_.SetJogTouch(on); }
-  void SetCuePoint(std::int32_t frame) { transport_.Cues().cuePoint.store(frame); }
-  std::int32_t GetCuePoint() const { return transport_.Cues().cuePoint.load(); }
-  void SetCueMode(int mode) { transport_.Cues().cueMode.store(mode); }
+  // The active cue, frames (below 1: none).
+  void SetCuePoint(std::int32_t frame) { transport_.Cues().cuePosition.store(frame); }
+  std::int32_t GetCuePoint() const { return transport_.Cues().cuePosition.load(); }
+  void SetCueMode(int mode) { cues_.SetCueMode(mode); }
 
   // Speed applied to the last frame, the speed asked for, and the exact
   // position (display and tests).
@@ -225,6 +231,71 @@ class CSoundSource : public CAudioSignalSource {
   void SlowPitchResetStep();
   bool IsSlowResetRunning() const { return slowResetMark_.load(); }
 
+  // ---- cues (GUI thread; see deck_cues.h) -------------------------------------
+  // A change is stored in the song record at once (SetSongMemory).
+  void CueButtonDown();
+  void CuePress();
+  void CueRelease();
+  void SetCueHere();
+  void SelectCue(int index);
+  void CueButton(int index);
+  void SetCueEntry(int index);
+  void ClearCue();
+  std::int32_t GetCue(int index) const { return cues_.GetCue(index); }
+  int GetCueIndex() const { return cues_.GetCueIndex(); }
+  std::int32_t GetStart() const { return cues_.GetStart(); }
+  std::int32_t GetEnd() const { return cues_.GetEnd(); }
+  void SetAutoCue(bool on) { cues_.SetAutoCue(on); }
+  // Plays from the active cue; StopToStart stops at frame 0. Both end a loop.
+  void PlayFromCue();
+  void StopToStart();
+  // Hold-to-clear: buttons held and released; AgeHolds at tick count 6.
+  void HoldCue(int index, bool down) { cues_.HoldCue(index, down); }
+  void HoldLoopSlot(int slot, bool down) { cues_.HoldLoopSlot(slot, down); }
+  void AgeHolds();
+  // Where the deck stores its record (before the first load).
+  void SetSongMemory(SongMemoryStore store) { transport_.Marks().memoryStore.store(store); }
+
+  // ---- loops (GUI thread; see deck_loops.h) ------------------------------------
+  int LoopForward(int size) { return loops_.LoopForward(size); }
+  int LoopHalves(int halfBeats) { return loops_.LoopHalves(halfBeats); }
+  int LoopBackward(int size) { return loops_.LoopBackward(size); }
+  int LoopInOut() { return loops_.LoopInOut(); }
+  int ReLoop() { return loops_.ReLoop(); }
+  void StopLoop(bool force) { loops_.StopLoop(force); }
+  int ShiftLoop(std::int32_t delta) { return loops_.ShiftLoop(delta); }
+  int SetLoopEnd(std::int32_t delta) { return loops_.SetLoopEnd(delta); }
+  int LoopSlot(int index);
+  void ClearLoopSlot(int index);
+  bool LoopSlotEmpty(int index) const { return loops_.LoopSlotEmpty(index); }
+  void SetLoopSync(bool on) { loops_.SetLoopSync(on); }
+  int GetLoopSize(std::int32_t length) const { return loops_.GetLoopSize(length); }
+  std::string GetLoopText() const { return loops_.GetLoopText(); }
+  bool IsLooping() const { return loops_.IsLooping(); }
+  bool TakeLoopChanged() { return loops_.TakeLoopChanged(); }
+  // The loop the render obeys: in and out frames (display, tests).
+  std::int32_t LoopIn() const { return transport_.Marks().loops.loopIn.load(); }
+  std::int32_t LoopOut() const { return transport_.Marks().loops.loopOut.load(); }
+
+  // ---- beats (GUI thread; readings any thread; see deck_sync.h) -----------------
+  std::int32_t GetBeatLength() const { return sync_.GetBeatLength(); }
+  std::int32_t SnapToBeat(std::int32_t range) const { return sync_.SnapToBeat(range); }
+  // One beat (or four) back (-1) or on (+1).
+  int SkipBeats(int direction) { return sync_.SkipBeats(direction < 0 ? -1 : 1); }
+  int SkipBeats4(int direction) { return sync_.SkipBeats(direction < 0 ? -4 : 4); }
+  // This deck's pitch to `other`'s tempo: 1 when done, 0 when refused.
+  int MatchPitch(CSoundSource& other);
+  // The same, then the deck plays and its beat locks onto `other`'s at the
+  // next block.
+  int MatchDeck(CSoundSource& other);
+  bool IsBeatLockArmed() const { return sync_.IsLockArmed(); }
+  float GetBeatPhase() const { return sync_.BeatPhase(); }
+  int GetBeatNumber() const { return sync_.BeatNumber(); }
+  bool IsOnBeat() const { return sync_.IsOnBeat(); }
+  float PhaseDifference(const CSoundSource& other) const {
+    return sync_.PhaseDifference(other.sync_);
+  }
+
   // Pitch slider limit (1/10000, symmetric) for a `ptchrg` value, and for
   // the present setting.
   static int PitchRangeUnits(int pitchRangeSetting);
@@ -238,6 +309,9 @@ class CSoundSource : public CAudioSignalSource {
   DeckTransport transport_;
   DeckStore store_;
   DeckHands hands_;
+  DeckSync sync_;
+  DeckLoops loops_;
+  DeckCues cues_;
   std::atomic<bool> slowResetMark_{false};
   std::uint64_t reportedChanges_ = 0;  // GUI thread
   PlayStateCallback playStateCallback_ = nullptr;

@@ -43,6 +43,20 @@ bool StoreDeckToDatabase(TZKSongRecord& liveCopy, const DeckCueState& deck,
   return StoreSong(liveCopy);
 }
 
+bool StoreDeckRecord(const TZKSongRecord& fromDeck, std::int64_t trackFrames) {
+  DeckCueState deck;
+  for (int i = 0; i < TZKSongRecord::kCueCount; ++i) deck.cue[i] = fromDeck.cue[i];
+  for (int i = 0; i < TZKSongRecord::kLoopCount; ++i) {
+    deck.loopIn[i] = fromDeck.loop_in[i];
+    deck.loopOut[i] = fromDeck.loop_out[i];
+  }
+  deck.currentCue = fromDeck.currentcue;
+  deck.cueIn = fromDeck.cue_in;
+  deck.cueOut = fromDeck.cue_out;
+  TZKSongRecord live = fromDeck;
+  return StoreDeckToDatabase(live, deck, trackFrames);
+}
+
 void NoteDeckEqualiser(TZKSongRecord& liveCopy, bool trackLoaded, float low, float mid,
                        float high) {
   if (!trackLoaded) return;

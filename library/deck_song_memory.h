@@ -40,6 +40,11 @@ bool RestoreDeckFromDatabase(const std::string& path, TZKSongRecord& liveCopy, D
 bool StoreDeckToDatabase(TZKSongRecord& liveCopy, const DeckCueState& deck,
                          std::int64_t trackFrames);
 
+// The deck's store of its record (the program hands it to each deck):
+// `fromDeck` is the deck's live copy with its cue points, current cue and
+// saved loops written in; they go through StoreDeckToDatabase.
+bool StoreDeckRecord(const TZKSongRecord& fromDeck, std::int64_t trackFrames);
+
 // Equaliser handlers: records a band of the deck's equaliser in the live
 // copy, only while a track is loaded and only for values above -100 (a
 // lower value means that the band did not change).

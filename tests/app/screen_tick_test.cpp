@@ -19,6 +19,7 @@ struct RecordedSteps : ScreenTickSteps {
   bool DeckPlaying(int deck) override { return playing[deck]; }
   void RefreshTransport(int deck) override { calls += "deck" + std::to_string(deck) + " "; }
   void WriteClock() override { calls += "clock "; }
+  void AgeCueHolds() override { calls += "holds "; }
   void ReturnPitchSliders() override { calls += "pitch "; }
   void ReadMeters() override { calls += "meters "; }
   void RunDeckUpdates() override { calls += "updates "; }
@@ -35,7 +36,7 @@ TEST(ScreenTick, EachStepRunsOnItsCountsInOrder) {
       "requests deck0 deck1 meters updates clear",
       "requests deck0 meters updates clear",
       "requests deck0 deck1 meters updates clear",
-      "requests deck0 clock meters updates clear",
+      "requests deck0 clock holds meters updates clear",
       "requests deck0 deck1 meters updates clear",
       "requests deck0 meters updates clear",
       "requests deck0 deck1 meters updates clear",
@@ -45,7 +46,7 @@ TEST(ScreenTick, EachStepRunsOnItsCountsInOrder) {
       "requests deck1 meters updates clear",
       "requests deck0 deck1 meters updates clear",
       "requests deck1 meters updates clear",
-      "requests deck0 deck1 clock meters updates clear",
+      "requests deck0 deck1 clock holds meters updates clear",
       "requests deck1 meters updates clear",
       "requests deck0 deck1 meters updates clear",
       "requests deck1 meters updates clear",

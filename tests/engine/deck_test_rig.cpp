@@ -33,6 +33,8 @@ void DeckRig::RenderMix(float* master, float* monitor, int frames) {
   // The buses are ours to fill: they hold the previous block.
   std::memset(master, 0, sizeof(float) * 2 * frames);
   if (monitor) std::memset(monitor, 0, sizeof(float) * 2 * frames);
+  for (int phase = 0; syncPhases && phase < 3; ++phase)
+    for (auto& deck : decks_) deck->SyncPhase(phase);
   for (auto& deck : decks_) {
     deck->Render(scratch_, frames);
     for (int i = 0; i < frames * 2; ++i) master[i] += scratch_[i];

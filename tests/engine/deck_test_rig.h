@@ -70,6 +70,8 @@ class DeckRig : public MixRenderer {
   // LoadSong on deck 0 plus one synchronous store run (loads and fills the song).
   bool Load(const std::string& path);
   void RenderMix(float* master, float* monitor, int frames) override;
+  // Runs SyncPhase(0..2) over the decks before each block, as the mixer does.
+  bool syncPhases = false;
   void RenderExternal(float* deckA, float*, float*, float* monitor, int frames) override {
     RenderMix(deckA, monitor, frames);
   }
