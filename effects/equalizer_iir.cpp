@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "effects/processor_features.h"
+#include "effects/stereo_frames.h"
+
 namespace vantaro {
 namespace {
 
@@ -143,25 +146,113 @@ void CEffectEqualizerIIR::ApplyPendingBands() {
   }
 }
 
+namespace {
+
+// The plain path: one float after another, channel by channel.
+void RunBandPlain(const BandDesign& design, CEffectEqualizerIIR::Crossover& state,
+                  const float* input, float* out, int frames) {
+  for (int i = 0; i < frames * 2; ++i) {
+    const int ch = i & 1;
+    double x = input[i] * design.g;
+    for (int s = 0; s < design.sectionCount; ++s) {
+      const Section& sec = design.sections[s];
+      double& w1 = state.w1[s][ch];
+      double& w2 = state.w2[s][ch];
+      const double w = x - sec.a2 * w2 - sec.a1 * w1;
+      x = w + sec.k * w1 + w2;
+      w2 = w1 + kHistoryGuard;
+      w1 = w + kHistoryGuard;
+    }
+    out[i] = static_cast<float>(x);
+  }
+}
+
+#if defined(__SSE2__)
+// The same operations in the same order on both channels at once (lanes:
+// left, right), so the two paths agree to the bit. The section count fixed
+// at compile time keeps the history in registers.
+template <int kSections>
+void RunBandPair(const BandDesign& design, CEffectEqualizerIIR::Crossover& state,
+                 const float* input, float* out, int frames) {
+  __m128d a1[kSections], a2[kSections], k[kSections], w1[kSections], w2[kSections];
+  for (int s = 0; s < kSections; ++s) {
+    a1[s] = _mm_set1_pd(design.sections[s].a1);
+    a2[s] = _mm_set1_pd(design.sections[s].a2);
+    k[s] = _mm_set1_pd(design.sections[s].k);
+    w1[s] = _mm_loadu_pd(state.w1[s]);
+    w2[s] = _mm_loadu_pd(state.w2[s]);
+  }
+  const __m128d g = _mm_set1_pd(design.g), guard = _mm_set1_pd(kHistoryGuard);
+  for (int i = 0; i < frames; ++i) {
+    __m128d x = _mm_mul_pd(LoadStereoFrame(input + i * 2), g);
+    for (int s = 0; s < kSections; ++s) {
+      const __m128d w =
+          _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(a2[s], w2[s])), _mm_mul_pd(a1[s], w1[s]));
+      x = _mm_add_pd(_mm_add_pd(w, _mm_mul_pd(k[s], w1[s])), w2[s]);
+      w2[s] = _mm_add_pd(w1[s], guard);
+      w1[s] = _mm_add_pd(w, guard);
+    }
+    StoreStereoFrame(out + i * 2, x);
+  }
+  for (int s = 0; s < kSections; ++s) {
+    _mm_storeu_pd(state.w1[s], w1[s]);
+    _mm_storeu_pd(state.w2[s], w2[s]);
+  }
+}
+#endif
+
+}  // namespace
+
 void CEffectEqualizerIIR::RunCrossovers(const float* input, int frames) {
+  const bool vector = TheProcessorFeatures().sse2;
   for (int b = 0; b < kBandCount; ++b) {
     const BandDesign& design = kBands[b];
-    Crossover& state = crossover_[b];
     float* out = bandBuffer_.get() + static_cast<std::size_t>(b) * kMaxFrames * 2;
-    for (int i = 0; i < frames * 2; ++i) {
-      const int ch = i & 1;
-      double x = input[i] * design.g;
-      for (int s = 0; s < design.sectionCount; ++s) {
-        const Section& sec = design.sections[s];
-        double& w1 = state.w1[s][ch];
-        double& w2 = state.w2[s][ch];
-        const double w = x - sec.a2 * w2 - sec.a1 * w1;
-        x = w + sec.k * w1 + w2;
-        w2 = w1 + kHistoryGuard;
-        w1 = w + kHistoryGuard;
-      }
-      out[i] = static_cast<float>(x);
+#if defined(__SSE2__)
+    if (vector && design.sectionCount == 2) {
+      RunBandPair<2>(design, crossover_[b], input, out, frames);
+      continue;
     }
+    if (vector && design.sectionCount == 4) {
+      RunBandPair<4>(design, crossover_[b], input, out, frames);
+      continue;
+    }
+#endif
+    (void)vector;
+    RunBandPlain(design, crossover_[b], input, out, frames);
+  }
+}
+
+// Audio thread: the sum of the bands, each times its gain. While a ramp
+// runs, every float takes one step of it; at rest the gains are constants
+// and the loop vectorises (same sum order, same result).
+void CEffectEqualizerIIR::MixBands(float* block, int frames) {
+  const float* bands[kBandCount];
+  for (int b = 0; b < kBandCount; ++b)
+    bands[b] = bandBuffer_.get() + static_cast<std::size_t>(b) * kMaxFrames * 2;
+  bool ramping = false;
+  for (int b = 0; b < kBandCount; ++b) ramping |= gainCurrent_[b] != gainTarget_[b];
+  if (!ramping) {
+    const float g0 = gainValue_[0], g1 = gainValue_[1], g2 = gainValue_[2];
+    const float *low = bands[0], *mid = bands[1], *high = bands[2];
+    for (int i = 0; i < frames * 2; ++i)
+      block[i] = ((0.0f + low[i] * g0) + mid[i] * g1) + high[i] * g2;
+    return;
+  }
+  for (int i = 0; i < frames * 2; ++i) {
+    float out = 0.0f;
+    for (int b = 0; b < kBandCount; ++b) {
+      if (gainCurrent_[b] != gainTarget_[b]) {
+        const double next = gainCurrent_[b] * gainFactor_[b];
+        const bool rising = gainFactor_[b] > 1.0;
+        const bool passed =
+            (rising ? next > gainTarget_[b] : next < gainTarget_[b]) || next == gainCurrent_[b];
+        gainCurrent_[b] = passed ? gainTarget_[b] : next;
+        gainValue_[b] = static_cast<float>(gainCurrent_[b] - 1.0);
+      }
+      out += bands[b][i] * gainValue_[b];
+    }
+    block[i] = out;
   }
 }
 
@@ -174,24 +265,7 @@ void CEffectEqualizerIIR::Process(float* buffer, int frames, float /*bpm*/) {
     const int n = frames - done < kMaxFrames ? frames - done : kMaxFrames;
     float* block = buffer + static_cast<std::size_t>(done) * 2;
     RunCrossovers(block, n);
-    const float* bands[kBandCount];
-    for (int b = 0; b < kBandCount; ++b)
-      bands[b] = bandBuffer_.get() + static_cast<std::size_t>(b) * kMaxFrames * 2;
-    for (int i = 0; i < n * 2; ++i) {
-      float out = 0.0f;
-      for (int b = 0; b < kBandCount; ++b) {
-        if (gainCurrent_[b] != gainTarget_[b]) {
-          const double next = gainCurrent_[b] * gainFactor_[b];
-          const bool rising = gainFactor_[b] > 1.0;
-          const bool passed =
-              (rising ? next > gainTarget_[b] : next < gainTarget_[b]) || next == gainCurrent_[b];
-          gainCurrent_[b] = passed ? gainTarget_[b] : next;
-          gainValue_[b] = static_cast<float>(gainCurrent_[b] - 1.0);
-        }
-        out += bands[b][i] * gainValue_[b];
-      }
-      block[i] = out;
-    }
+    MixBands(block, n);
     done += n;
   }
 }

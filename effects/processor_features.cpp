@@ -2,17 +2,27 @@
 
 namespace vantaro {
 namespace {
-ProcessorFeatures g_detected;
-ProcessorFeatures g_inUse;
+
+ProcessorFeatures Detect() {
+  ProcessorFeatures found;
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_cpu_init();
+  found.sse2 = __builtin_cpu_supports("sse2");
+  found.sse3 = __builtin_cpu_supports("sse3");
+  found.sse41 = __builtin_cpu_supports("sse4.1");
+#endif
+  return found;
+}
+
+// Detected at static initialisation, so that every user of the effects (the
+// program, tests, benchmarks) runs the paths this processor runs.
+ProcessorFeatures g_detected = Detect();
+ProcessorFeatures g_inUse = g_detected;
+
 }  // namespace
 
 const ProcessorFeatures& DetectProcessorFeatures() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_cpu_init();
-  g_detected.sse2 = __builtin_cpu_supports("sse2");
-  g_detected.sse3 = __builtin_cpu_supports("sse3");
-  g_detected.sse41 = __builtin_cpu_supports("sse4.1");
-#endif
+  g_detected = Detect();
   g_inUse = g_detected;
   return g_inUse;
 }

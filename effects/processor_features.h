@@ -1,7 +1,7 @@
 #pragma once
-// Processor features the effect code chooses its code paths by. Detected once
-// at start-up (first step of the long initialisation), before any audio runs;
-// read-only afterwards.
+// Processor features the effect code chooses its code paths by. Detected at
+// static initialisation and again, for the log, in the first step of the long
+// initialisation, before any audio runs; read-only afterwards.
 
 namespace vantaro {
 
@@ -15,7 +15,7 @@ struct ProcessorFeatures {
 // the GUI thread, before audio starts. Returns the stored set.
 const ProcessorFeatures& DetectProcessorFeatures();
 
-// The stored set (all false until DetectProcessorFeatures ran).
+// The stored set.
 const ProcessorFeatures& TheProcessorFeatures();
 
 // Test hook: force the vector paths off (false) or back to what was detected.

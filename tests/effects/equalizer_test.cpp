@@ -1,6 +1,6 @@
 // The equalisers and filters: the cookbook biquad designs by their
-// responses at the points that define them, RunBiquad's two code paths on
-// one channel of an interleaved block, and the three-band equaliser measured
+// responses at the points that define them, the vector paths against the
+// plain ones, and the three-band equaliser measured
 // with sines (the response with every band at 0 dB, the kill rule, the gain
 // ramps; the depth of each kill is heard through the mixer, EqKill).
 #include <gtest/gtest.h>
@@ -85,7 +85,19 @@ TEST(Biquad, PassAndStopBandsOfEveryType) {
   }
 }
 
-TEST(Biquad, ScalarAndVectorPathsAgreeToTheBit) {
+constexpr int kSettleFrames = 22050;  // let filters and ramps settle
+
+void RunInBlocks(CEffectEqualizerIIR& eq, std::vector<float>& signal, int blockFrames = 441) {
+  const int frames = static_cast<int>(signal.size() / 2);
+  for (int done = 0; done < frames; done += blockFrames)
+    eq.Process(signal.data() + done * 2, std::min(blockFrames, frames - done), 120.0f);
+}
+
+// The vector paths against the plain ones, to the bit: one and two sections
+// of every type, the sides designed apart so that a swapped lane shows, over
+// two calls so that the history carried between blocks counts; then the
+// equaliser with a band ramping.
+TEST(Biquad, VectorPathsAgreeWithThePlainOnesToTheBit) {
   DetectProcessorFeatures();
   std::vector<float> noise(4096 * 2);
   unsigned seed = 12345;
@@ -94,32 +106,42 @@ TEST(Biquad, ScalarAndVectorPathsAgreeToTheBit) {
     v = static_cast<float>(static_cast<int>(seed >> 8) % 20000) / 20000.0f - 0.5f;
   }
   for (int type = kBiquadLowPass; type <= kBiquadHighShelf; ++type) {
-    TBiquad a, b;
-    DesignBiquad(a, 777.0f, 4.5f, 0.8f, type);
-    b = a;
-    std::vector<float> x = noise, y = noise;
-    // Two calls each, so that the history carried between blocks is checked.
-    RunBiquadScalar(a, x.data(), 4096, 1, 2);
-    RunBiquadScalar(a, x.data() + 4096, 4096, 1, 2);
-    RunBiquadVector(b, y.data(), 4096, 1, 2);
-    RunBiquadVector(b, y.data() + 4096, 4096, 1, 2);
-    ASSERT_EQ(std::memcmp(x.data(), y.data(), x.size() * sizeof(float)), 0) << "type " << type;
-    // The right channel filtered, the left untouched; Reset clears the
-    // history only.
-    EXPECT_NE(x[4097], noise[4097]);
-    for (size_t i = 0; i < x.size(); i += 2) ASSERT_EQ(x[i], noise[i]) << i;
-    ResetBiquad(a);
-    EXPECT_EQ(a.x1 + a.x2 + a.y1 + a.y2, 0.0f);
-    EXPECT_EQ(a.b0, b.b0);
+    for (int sections = 1; sections <= 2; ++sections) {
+      TBiquad a[2][2], b[2][2];  // [side][section]
+      for (int s = 0; s < 2; ++s) {
+        DesignBiquad(a[0][s], 777.0f, 4.5f, 0.8f, type);
+        DesignBiquad(a[1][s], 3100.0f, -6.0f, 2.0f, type);
+      }
+      std::memcpy(b, a, sizeof a);
+      std::vector<float> x = noise, y = noise;
+      RunBiquadPairScalar(a[0], a[1], sections, x.data(), 2048);
+      RunBiquadPairScalar(a[0], a[1], sections, x.data() + 4096, 2048);
+      RunBiquadPairVector(b[0], b[1], sections, y.data(), 2048);
+      RunBiquadPairVector(b[0], b[1], sections, y.data() + 4096, 2048);
+      ASSERT_EQ(std::memcmp(x.data(), y.data(), x.size() * sizeof(float)), 0)
+          << "type " << type << ", " << sections << " section(s)";
+      EXPECT_NE(x[4097], noise[4097]);
+    }
+    // Reset clears the history only.
+    TBiquad f;
+    DesignBiquad(f, 777.0f, 4.5f, 0.8f, type);
+    const float b0 = f.b0;
+    f.x1 = f.x2 = f.y1 = f.y2 = 0.25;
+    ResetBiquad(f);
+    EXPECT_EQ(f.x1 + f.x2 + f.y1 + f.y2, 0.0);
+    EXPECT_EQ(f.b0, b0);
   }
-}
-
-constexpr int kSettleFrames = 22050;  // let filters and ramps settle
-
-void RunInBlocks(CEffectEqualizerIIR& eq, std::vector<float>& signal, int blockFrames = 441) {
-  const int frames = static_cast<int>(signal.size() / 2);
-  for (int done = 0; done < frames; done += blockFrames)
-    eq.Process(signal.data() + done * 2, std::min(blockFrames, frames - done), 120.0f);
+  auto equalise = [&](bool vector) {
+    SetVectorPathsAllowedForTests(vector);
+    CEffectEqualizerIIR eq;
+    eq.Start();
+    eq.SetParam(1, 6);
+    std::vector<float> out = noise;
+    RunInBlocks(eq, out);
+    return out;
+  };
+  EXPECT_EQ(equalise(false), equalise(true));
+  SetVectorPathsAllowedForTests(true);
 }
 
 // Steady-state gain in dB at `hz` (left channel) of a started equaliser
