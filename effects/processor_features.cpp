@@ -10,6 +10,7 @@ ProcessorFeatures Detect() {
   found.sse2 = __builtin_cpu_supports("sse2");
   found.sse3 = __builtin_cpu_supports("sse3");
   found.sse41 = __builtin_cpu_supports("sse4.1");
+  found.avx = __builtin_cpu_supports("avx");
 #endif
   return found;
 }
@@ -31,8 +32,11 @@ const ProcessorFeatures& TheProcessorFeatures() {
   return g_inUse;
 }
 
-void SetVectorPathsAllowedForTests(bool allowed) {
-  g_inUse = allowed ? g_detected : ProcessorFeatures{};
+void UseProcessorFeaturesForTests(const ProcessorFeatures& wanted) {
+  g_inUse.sse2 = wanted.sse2 && g_detected.sse2;
+  g_inUse.sse3 = wanted.sse3 && g_detected.sse3;
+  g_inUse.sse41 = wanted.sse41 && g_detected.sse41;
+  g_inUse.avx = wanted.avx && g_detected.avx;
 }
 
 }  // namespace vantaro

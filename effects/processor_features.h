@@ -9,6 +9,7 @@ struct ProcessorFeatures {
   bool sse2 = false;
   bool sse3 = false;
   bool sse41 = false;
+  bool avx = false;  // 256-bit registers: four double lanes
 };
 
 // Detects the features of this processor and stores them. Call once, from
@@ -18,7 +19,8 @@ const ProcessorFeatures& DetectProcessorFeatures();
 // The stored set.
 const ProcessorFeatures& TheProcessorFeatures();
 
-// Test hook: force the vector paths off (false) or back to what was detected.
-void SetVectorPathsAllowedForTests(bool allowed);
+// Test hook: the paths of `wanted`, as far as this processor has them
+// (DetectProcessorFeatures restores the detected set).
+void UseProcessorFeaturesForTests(const ProcessorFeatures& wanted);
 
 }  // namespace vantaro

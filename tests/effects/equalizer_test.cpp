@@ -131,17 +131,24 @@ TEST(Biquad, VectorPathsAgreeWithThePlainOnesToTheBit) {
     EXPECT_EQ(f.x1 + f.x2 + f.y1 + f.y2, 0.0);
     EXPECT_EQ(f.b0, b0);
   }
-  auto equalise = [&](bool vector) {
-    SetVectorPathsAllowedForTests(vector);
+  // Blocks of 441 and of one frame: the four-lane path fills and drains a
+  // pipe in each block.
+  auto equalise = [&](const ProcessorFeatures& cpu, int blockFrames) {
+    UseProcessorFeaturesForTests(cpu);
     CEffectEqualizerIIR eq;
     eq.Start();
     eq.SetParam(1, 6);
     std::vector<float> out = noise;
-    RunInBlocks(eq, out);
+    RunInBlocks(eq, out, blockFrames);
     return out;
   };
-  EXPECT_EQ(equalise(false), equalise(true));
-  SetVectorPathsAllowedForTests(true);
+  const ProcessorFeatures plain, sse2{.sse2 = true}, all{true, true, true, true};
+  for (int blockFrames : {441, 1}) {
+    const std::vector<float> reference = equalise(plain, blockFrames);
+    EXPECT_EQ(equalise(sse2, blockFrames), reference) << blockFrames;
+    EXPECT_EQ(equalise(all, blockFrames), reference) << blockFrames;
+  }
+  DetectProcessorFeatures();
 }
 
 // Steady-state gain in dB at `hz` (left channel) of a started equaliser
