@@ -104,26 +104,35 @@ void CEffectFlangers::Process(float* buffer, int frames, float bpm) {
     primed_ = true;
   }
   const Stereo dry = {dry_, dry_}, wet = {wet_, wet_}, tiny = {1e-18f, 1e-18f};
+  // The moving state in locals: the frame stores may alias any member, so
+  // members would be read back from memory every frame.
+  LinearGlide feedback = feedback_;
+  double position = position_, direction = direction_;
+  const double minDelay = minDelay_, maxDelay = maxDelay_;
+  int write = write_;
   for (int i = 0; i < frames; ++i) {
-    const float feedback = feedback_.Next();
-    const int whole = static_cast<int>(position_);
-    const float fraction = static_cast<float>(position_ - whole);
-    const int older = (write_ + whole) & kMask, newer = (older + 1) & kMask;
+    const float gain = feedback.Next();
+    const int whole = static_cast<int>(position);
+    const float fraction = static_cast<float>(position - whole);
+    const int older = (write + whole) & kMask, newer = (older + 1) & kMask;
     const Stereo a = LoadFrame(line + older * 2), b = LoadFrame(line + newer * 2);
     const Stereo delayed = a + (b - a) * fraction;
-    const Stereo w = LoadFrame(buffer + i * 2) + delayed * feedback;
-    StoreFrame(line + write_ * 2, (w + tiny) - tiny);  // glide.h FlushTiny
+    const Stereo w = LoadFrame(buffer + i * 2) + delayed * gain;
+    StoreFrame(line + write * 2, (w + tiny) - tiny);  // glide.h FlushTiny
     StoreFrame(buffer + i * 2, w * dry + delayed * wet);
-    position_ += speed * direction_;
-    if (position_ >= maxDelay_) {
-      position_ = maxDelay_;
-      direction_ = -1.0;
-    } else if (position_ <= minDelay_) {
-      position_ = minDelay_;
-      direction_ = 1.0;
+    position += speed * direction;
+    if (position >= maxDelay) {
+      position = maxDelay;
+      direction = -1.0;
+    } else if (position <= minDelay) {
+      position = minDelay;
+      direction = 1.0;
     }
-    write_ = (write_ + 1) & kMask;
+    write = (write + 1) & kMask;
   }
+  feedback_ = feedback;
+  position_ = position, direction_ = direction;
+  write_ = write;
 }
 
 }  // namespace vantaro

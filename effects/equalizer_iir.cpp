@@ -282,31 +282,35 @@ __attribute__((target("avx"))) void RunOuterBandsAvx(Crossover* state, const flo
 }
 
 // Mid band: lanes 0-1 run sections 1 and 2 on frame n while lanes 2-3 run
-// sections 3 and 4 on frame n - 2 (two frames apart, so that one frame's
-// step need not wait for the one before). A block's first two steps fill
-// the pipe with lanes 2-3 held, its last two drain it with lanes 0-1 held:
-// nothing is carried between blocks but the history.
-constexpr int kMidSkew = 2;
+// sections 3 and 4 on frame n - kMidSkew: frames that far apart, one frame's
+// step need not wait for the last one's. A block's first kMidSkew steps fill
+// the pipe with lanes 2-3 held, its last kMidSkew drain it with lanes 0-1
+// held: nothing is carried between blocks but the history.
+constexpr int kMidSkew = 4;
 
 struct MidPipe {
   FourLanes odd, even;  // sections 1 | 3, sections 2 | 4
-  // Section 2's output of the frame before and of the one before that.
-  __m128d last, beforeLast;
+  // Section 2's output of the last kMidSkew frames, the newest first.
+  __m128d middle[kMidSkew];
 };
 
+__attribute__((target("avx"))) inline void ShiftMiddle(MidPipe& pipe, __m128d newest) {
+  for (int j = kMidSkew - 1; j > 0; --j) pipe.middle[j] = pipe.middle[j - 1];
+  pipe.middle[0] = newest;
+}
+
 __attribute__((target("avx"))) inline __m256d StepMid(MidPipe& pipe, __m128d x) {
-  const __m256d y = StepLanes(pipe.even, StepLanes(pipe.odd, Join(x, pipe.beforeLast)));
-  pipe.beforeLast = pipe.last;
-  pipe.last = _mm256_castpd256_pd128(y);
+  const __m256d y = StepLanes(pipe.even, StepLanes(pipe.odd, Join(x, pipe.middle[kMidSkew - 1])));
+  ShiftMiddle(pipe, _mm256_castpd256_pd128(y));
   return y;
 }
 
-// Step i of a block of `frames` at either end, where one half has no frame.
+// Step i of a block of `frames` at either end, where a half has no frame.
 __attribute__((target("avx"))) void StepMidEdge(MidPipe& pipe, int i, int frames,
                                                 const float* input, float* out) {
   const bool lowActive = i < frames, highActive = i >= kMidSkew;
   if (!lowActive && !highActive) {  // a block shorter than the pipe
-    pipe.beforeLast = pipe.last;
+    ShiftMiddle(pipe, _mm_setzero_pd());
     return;
   }
   const __m128d x = lowActive ? _mm_mul_pd(LoadStereoFrame(input + i * 2), _mm_set1_pd(kBands[1].g))
@@ -321,8 +325,7 @@ __attribute__((target("avx"))) void StepMidEdge(MidPipe& pipe, int i, int frames
 __attribute__((target("avx"))) void RunMidBandAvx(Crossover* state, const float* input, float* out,
                                                   int frames) {
   if (frames <= 0) return;
-  MidPipe pipe{LoadLanes(1, 0, 1, 2, state), LoadLanes(1, 1, 1, 3, state), _mm_setzero_pd(),
-               _mm_setzero_pd()};
+  MidPipe pipe{LoadLanes(1, 0, 1, 2, state), LoadLanes(1, 1, 1, 3, state), {}};
   const int steps = frames + kMidSkew;
   const int mainEnd = frames;  // steps kMidSkew .. frames - 1 have both halves
   int i = 0;
