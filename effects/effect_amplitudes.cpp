@@ -45,18 +45,19 @@ void CEffectAmplitudes::LevelPiece(float* block, int frames, const Turn& turn, d
     rc[j] = rc[j - 1] * turn.cos1 - rs[j - 1] * turn.sin1;
     rs[j] = rs[j - 1] * turn.cos1 + rc[j - 1] * turn.sin1;
   }
+  // The levels first, then one loop that applies them and vectorises.
+  float level[kPieceFrames];
   for (int i = 0; i < frames; i += 4) {
-    const int n = frames - i < 4 ? frames - i : 4;
-    for (int j = 0; j < n; ++j) {
-      const float level = static_cast<float>(rc[j] * 0.5 + 0.5);
-      block[(i + j) * 2] *= level;
-      block[(i + j) * 2 + 1] *= rightBase + rightSlope * level;
-    }
     for (int j = 0; j < 4; ++j) {
+      level[i + j] = static_cast<float>(rc[j] * 0.5 + 0.5);
       const double nextC = rc[j] * turn.cos4 - rs[j] * turn.sin4;
       rs[j] = rs[j] * turn.cos4 + rc[j] * turn.sin4;
       rc[j] = nextC;
     }
+  }
+  for (int i = 0; i < frames; ++i) {
+    block[i * 2] *= level[i];
+    block[i * 2 + 1] *= rightBase + rightSlope * level[i];
   }
   c = rc[0], s = rs[0];
 }
@@ -67,10 +68,9 @@ void CEffectAmplitudes::Process(float* buffer, int frames, float bpm) {
   const double perBeat = kRadiansPerFrame * bpm / 60.0;
   // The rate is taken per piece of 32 frames; the cosine afresh from the
   // phase once a block, so it never drifts.
-  constexpr int kPiece = 32;
   double c = std::cos(phase_), s = std::sin(phase_);
-  for (int done = 0; done < frames; done += kPiece) {
-    const int n = frames - done < kPiece ? frames - done : kPiece;
+  for (int done = 0; done < frames; done += kPieceFrames) {
+    const int n = frames - done < kPieceFrames ? frames - done : kPieceFrames;
     float rate = rate_.Value();
     for (int i = 0; i < n; ++i) rate = rate_.Next();
     const double step = perBeat * rate;

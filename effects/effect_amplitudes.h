@@ -24,6 +24,8 @@ class CEffectAmplitudes : public CBuiltinEffect {
   void ResetState() override;
 
  private:
+  // Frames that take one rate from the glide; a multiple of four.
+  static constexpr int kPieceFrames = 32;
   // A rotation by one and by four frames' steps of the phase.
   struct Turn {
     double step = -1.0;  // radians a frame; -1 before the first block
