@@ -147,12 +147,7 @@ TEST(EffectPhaser, DelaysTheRightChannelByTheSetTimeWithinAFrame) {
     CEffectPhaser phaser;
     phaser.SetParam(0, value);
     const int delay = static_cast<int>(std::lround((value * 0.09 + 10) * 44.1));
-    std::vector<float> s(44100 * 2);
-    unsigned seed = 7;
-    for (size_t i = 0; i < s.size() / 2; ++i) {
-      seed = seed * 1103515245u + 12345u;
-      s[i * 2] = s[i * 2 + 1] = static_cast<float>((seed >> 9) % 2001) / 1000.0f - 1.0f;
-    }
+    std::vector<float> s = test::Noise(44100, 7);
     RunOn(phaser, s);
     int best = 0;
     double bestError = 1e30;

@@ -72,12 +72,7 @@ void RunInBlocks(CEffectEqualizerIIR& eq, std::vector<float>& signal, int blockF
 // equaliser with a band ramping.
 TEST(Biquad, VectorPathsAgreeWithThePlainOnesToTheBit) {
   DetectProcessorFeatures();
-  std::vector<float> noise(4096 * 2);
-  unsigned seed = 12345;
-  for (float& v : noise) {
-    seed = seed * 1103515245u + 12345u;
-    v = static_cast<float>(static_cast<int>(seed >> 8) % 20000) / 20000.0f - 0.5f;
-  }
+  const std::vector<float> noise = test::Noise(4096, 12345, /*sidesApart=*/true);
   for (int type = kBiquadLowPass; type <= kBiquadHighShelf; ++type) {
     for (int sections = 1; sections <= 2; ++sections) {
       TBiquad a[2][2], b[2][2];  // [side][section]

@@ -24,6 +24,21 @@ inline std::vector<float> Sine(double hz, double seconds, float amplitude) {
   return out;
 }
 
+// `frames` of white noise in -1..1, interleaved: the same on both sides, or
+// each side its own.
+inline std::vector<float> Noise(int frames, unsigned seed, bool sidesApart = false) {
+  std::vector<float> out(static_cast<size_t>(frames) * 2);
+  auto next = [&seed] {
+    seed = seed * 1103515245u + 12345u;
+    return static_cast<float>((seed >> 9) % 2001) / 1000.0f - 1.0f;
+  };
+  for (int i = 0; i < frames; ++i) {
+    out[i * 2] = next();
+    out[i * 2 + 1] = sidesApart ? next() : out[i * 2];
+  }
+  return out;
+}
+
 // One channel of frames [from, to) (seconds) of interleaved stereo.
 inline std::vector<float> Part(const std::vector<float>& s, double from, double to,
                                int channel = 0) {

@@ -86,10 +86,8 @@ TEST(FilterEffect, NineTypesFollowTheCookbookResponseAtFiveFrequencies) {
     for (double hz : {100.0, 700.0, 1800.0, 4000.0, 12000.0}) {
       const double measured = GainDb(hz, [&](auto& h) {
         CEffect* filter = h.channelA().Chain().AddEffect(kEffectTypeFilter, 1.0f);
-        filter->SetParam(0, type);
-        filter->SetParam(1, frequencyValue);
-        filter->SetParam(2, qValue);
-        filter->SetParam(3, gainValue);
+        const int values[] = {type, frequencyValue, qValue, gainValue};
+        for (int id = 0; id < 4; ++id) filter->SetParam(id, values[id]);
       });
       EXPECT_NEAR(measured, test::CookbookDb(design, hz), 0.5)
           << "type " << type << " at " << hz << " Hz";
