@@ -1,13 +1,12 @@
 #include "effects/biquad.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "base/audio_signal_source.h"
+#include "effects/glide.h"
 #include "effects/processor_features.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "effects/stereo_frames.h"
 
 namespace vantaro {
 
@@ -79,54 +78,131 @@ bool DesignBiquad(TBiquad& filter, float frequency, float gainDb, float q, int t
 }
 
 void ResetBiquad(TBiquad& filter) {
-  filter.x1 = filter.x2 = filter.y1 = filter.y2 = 0.0f;
+  filter.x1 = filter.x2 = filter.y1 = filter.y2 = 0.0;
 }
 
-// Sum order of both paths: ((((b0 x + b1 x1) + b2 x2) - a1 y1) - a2 y2) / a0,
-// so that they agree to the last bit.
-void RunBiquadScalar(TBiquad& f, float* samples, int count, int firstChannel, int stride) {
-  const double b0 = f.b0, b1 = f.b1, b2 = f.b2, a0 = f.a0, a1 = f.a1, a2 = f.a2;
-  float x1 = f.x1, x2 = f.x2, y1 = f.y1, y2 = f.y2;
-  for (int i = firstChannel; i < count; i += stride) {
-    const float x = samples[i];
-    const double sum = b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2;
-    const float y = static_cast<float>(sum / a0);
-    x2 = x1, x1 = x, y2 = y1, y1 = y;
-    samples[i] = y;
+namespace {
+
+// Coefficients divided by a0, so the loops never divide.
+struct Normalised {
+  double b0, b1, b2, a1, a2;
+};
+
+Normalised Normalise(const TBiquad& f) {
+  const double a0 = f.a0;
+  return {f.b0 / a0, f.b1 / a0, f.b2 / a0, f.a1 / a0, f.a2 / a0};
+}
+
+// One step of one channel. Every path sums in this order,
+// ((((b0 x + b1 x1) + b2 x2) - a2 y2) - a1 y1), so that they agree to the
+// last bit; y1 comes last as it is the newest result the next step waits on.
+inline double Step(const Normalised& c, TBiquad& f, double x) {
+  const double y = c.b0 * x + c.b1 * f.x1 + c.b2 * f.x2 - c.a2 * f.y2 - c.a1 * f.y1;
+  f.x2 = f.x1, f.x1 = x, f.y2 = f.y1, f.y1 = y;
+  return y;
+}
+
+void FlushHistory(TBiquad& f) {
+  f.x1 = FlushTiny(f.x1), f.x2 = FlushTiny(f.x2);
+  f.y1 = FlushTiny(f.y1), f.y2 = FlushTiny(f.y2);
+}
+
+}  // namespace
+
+void RunBiquadPairScalar(TBiquad* left, TBiquad* right, int sections, float* samples, int frames) {
+  Normalised c[2][2];
+  for (int s = 0; s < sections; ++s) c[0][s] = Normalise(left[s]), c[1][s] = Normalise(right[s]);
+  TBiquad* sides[2] = {left, right};
+  for (int done = 0; done < frames; done += kBiquadFlushFrames) {
+    const int end = std::min(frames, done + kBiquadFlushFrames);
+    for (int side = 0; side < 2; ++side) {
+      for (int i = done; i < end; ++i) {
+        double x = samples[i * 2 + side];
+        for (int s = 0; s < sections; ++s) x = Step(c[side][s], sides[side][s], x);
+        samples[i * 2 + side] = static_cast<float>(x);
+      }
+      for (int s = 0; s < sections; ++s) FlushHistory(sides[side][s]);
+    }
   }
-  f.x1 = x1, f.x2 = x2, f.y1 = y1, f.y2 = y2;
 }
 
-void RunBiquadVector(TBiquad& f, float* samples, int count, int firstChannel, int stride) {
 #if defined(__SSE2__)
-  // The five products are formed two at a time; the additions keep the
-  // scalar order.
-  const __m128d coefFirst = _mm_set_pd(f.b1, f.b0);   // lanes: b0, b1
-  const __m128d coefSecond = _mm_set_pd(f.a1, f.b2);  // lanes: b2, a1
-  const double a2 = f.a2, a0 = f.a0;
-  float x1 = f.x1, x2 = f.x2, y1 = f.y1, y2 = f.y2;
-  alignas(16) double p[2], r[2];
-  for (int i = firstChannel; i < count; i += stride) {
-    const float x = samples[i];
-    _mm_store_pd(p, _mm_mul_pd(coefFirst, _mm_set_pd(x1, x)));
-    _mm_store_pd(r, _mm_mul_pd(coefSecond, _mm_set_pd(y1, x2)));
-    const double sum = p[0] + p[1] + r[0] - r[1] - a2 * y2;
-    const float y = static_cast<float>(sum / a0);
-    x2 = x1, x1 = x, y2 = y1, y1 = y;
-    samples[i] = y;
+namespace {
+
+// Lanes: left, right.
+struct PairSection {
+  __m128d b0, b1, b2, a1, a2;
+  __m128d x1, x2, y1, y2;
+};
+
+PairSection LoadPair(const TBiquad& l, const TBiquad& r) {
+  const Normalised cl = Normalise(l), cr = Normalise(r);
+  return {_mm_set_pd(cr.b0, cl.b0), _mm_set_pd(cr.b1, cl.b1), _mm_set_pd(cr.b2, cl.b2),
+          _mm_set_pd(cr.a1, cl.a1), _mm_set_pd(cr.a2, cl.a2), _mm_set_pd(r.x1, l.x1),
+          _mm_set_pd(r.x2, l.x2),   _mm_set_pd(r.y1, l.y1),   _mm_set_pd(r.y2, l.y2)};
+}
+
+void StorePair(const PairSection& p, TBiquad& l, TBiquad& r) {
+  _mm_storel_pd(&l.x1, p.x1), _mm_storeh_pd(&r.x1, p.x1);
+  _mm_storel_pd(&l.x2, p.x2), _mm_storeh_pd(&r.x2, p.x2);
+  _mm_storel_pd(&l.y1, p.y1), _mm_storeh_pd(&r.y1, p.y1);
+  _mm_storel_pd(&l.y2, p.y2), _mm_storeh_pd(&r.y2, p.y2);
+}
+
+inline __m128d StepPair(PairSection& p, __m128d x) {
+  __m128d y = _mm_add_pd(_mm_mul_pd(p.b0, x), _mm_mul_pd(p.b1, p.x1));
+  y = _mm_add_pd(y, _mm_mul_pd(p.b2, p.x2));
+  y = _mm_sub_pd(y, _mm_mul_pd(p.a2, p.y2));
+  y = _mm_sub_pd(y, _mm_mul_pd(p.a1, p.y1));
+  p.x2 = p.x1, p.x1 = x, p.y2 = p.y1, p.y1 = y;
+  return y;
+}
+
+// FlushTiny on both lanes of each word of the history.
+inline void FlushPair(PairSection& p) {
+  const __m128d tiny = _mm_set1_pd(1e-25),
+                magnitude = _mm_castsi128_pd(_mm_set1_epi64x(~0ull >> 1));
+  for (__m128d* v : {&p.x1, &p.x2, &p.y1, &p.y2})
+    *v = _mm_andnot_pd(_mm_cmplt_pd(_mm_and_pd(*v, magnitude), tiny), *v);
+}
+
+// The section count fixed at compile time keeps the whole state in registers.
+template <int kSections>
+void RunPairs(TBiquad* left, TBiquad* right, float* samples, int frames) {
+  PairSection p[kSections];
+  for (int s = 0; s < kSections; ++s) p[s] = LoadPair(left[s], right[s]);
+  for (int done = 0; done < frames; done += kBiquadFlushFrames) {
+    const int end = std::min(frames, done + kBiquadFlushFrames);
+    for (int i = done; i < end; ++i) {
+      __m128d x = LoadStereoFrame(samples + i * 2);
+      for (int s = 0; s < kSections; ++s) x = StepPair(p[s], x);
+      StoreStereoFrame(samples + i * 2, x);
+    }
+    for (int s = 0; s < kSections; ++s) FlushPair(p[s]);
   }
-  f.x1 = x1, f.x2 = x2, f.y1 = y1, f.y2 = y2;
+  for (int s = 0; s < kSections; ++s) StorePair(p[s], left[s], right[s]);
+}
+
+}  // namespace
+#endif
+
+void RunBiquadPairVector(TBiquad* left, TBiquad* right, int sections, float* samples, int frames) {
+#if defined(__SSE2__)
+  if (sections == 2)
+    RunPairs<2>(left, right, samples, frames);
+  else
+    RunPairs<1>(left, right, samples, frames);
 #else
-  RunBiquadScalar(f, samples, count, firstChannel, stride);
+  RunBiquadPairScalar(left, right, sections, samples, frames);
 #endif
 }
 
-void RunBiquad(TBiquad& filter, float* samples, int count, int firstChannel, int stride) {
-  if (stride <= 0 || firstChannel < 0) return;
+void RunBiquadPair(TBiquad* left, TBiquad* right, int sections, float* samples, int frames) {
+  sections = sections == 2 ? 2 : 1;
   if (TheProcessorFeatures().sse2)
-    RunBiquadVector(filter, samples, count, firstChannel, stride);
+    RunBiquadPairVector(left, right, sections, samples, frames);
   else
-    RunBiquadScalar(filter, samples, count, firstChannel, stride);
+    RunBiquadPairScalar(left, right, sections, samples, frames);
 }
 
 }  // namespace vantaro

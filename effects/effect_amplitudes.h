@@ -24,11 +24,20 @@ class CEffectAmplitudes : public CBuiltinEffect {
   void ResetState() override;
 
  private:
+  // Frames that take one rate from the glide; a multiple of four.
+  static constexpr int kPieceFrames = 32;
+  // A rotation by one and by four frames' steps of the phase.
+  struct Turn {
+    double step = -1.0;  // radians a frame; -1 before the first block
+    double cos1 = 1.0, sin1 = 0.0, cos4 = 1.0, sin4 = 0.0;
+  };
   // Cycles per beat for the slider value in force.
   float RatePerBeat() const;
+  void LevelPiece(float* block, int frames, const Turn& turn, double& c, double& s) const;
 
   double phase_ = 0.0;  // radians, kept in 0..2 pi
   LinearGlide rate_;    // cycles per beat
+  Turn turn_;           // for the last step used
 };
 
 }  // namespace vantaro

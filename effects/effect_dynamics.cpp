@@ -86,12 +86,23 @@ float CEffectDynamics::CurveGainDb(float level, float thresholdDb, float limitDb
   return ++holdCount_ > Param(7) ? 0.0f : gainDb_;
 }
 
-float CEffectDynamics::PeakAhead(const float* block, int frame, int frames) const {
-  const int end = std::min(frames, frame + kLookAheadFrames);
-  float peak = 0.0f;
-  for (int i = frame; i < end; ++i)
-    peak = std::max(peak, std::max(std::fabs(block[i * 2]), std::fabs(block[i * 2 + 1])));
-  return peak;
+void CEffectDynamics::PeaksAhead(const float* block, int first, int count, int frames,
+                                 float* peak) {
+  // Frames past the block count as silence: a window never looks beyond it.
+  float frameMax[kPeakChunk + kLookAheadFrames - 1];
+  const int span = count + kLookAheadFrames - 1;
+  for (int j = 0; j < span; ++j) {
+    const int i = first + j;
+    frameMax[j] =
+        i < frames ? std::max(std::fabs(block[i * 2]), std::fabs(block[i * 2 + 1])) : 0.0f;
+  }
+  for (int j = 0; j < count; ++j) peak[j] = frameMax[j];
+  for (int k = 1; k < kLookAheadFrames; ++k)
+    for (int j = 0; j < count; ++j) {
+      // Both read first, so the loop vectorises to a maximum, not a branch.
+      const float now = peak[j], next = frameMax[j + k];
+      peak[j] = now < next ? next : now;
+    }
 }
 
 void CEffectDynamics::Process(float* buffer, int frames, float /*bpm*/) {
@@ -106,14 +117,19 @@ void CEffectDynamics::Process(float* buffer, int frames, float /*bpm*/) {
   const bool peakStyle = PresetInForce() == kPeakLimiter;
   // Per block: a threshold on its glide is compared a little early.
   thresholdLinear_ = DbToGain(t.thresholdDb);
+  float peak[kPeakChunk];
   for (int i = 0; i < frames; ++i) {
+    // The peak limiter's look-ahead for a chunk at once, from samples the
+    // loop has not reached yet.
+    if (peakStyle && i % kPeakChunk == 0)
+      PeaksAhead(buffer, i, std::min(kPeakChunk, frames - i), frames, peak);
     float& left = buffer[i * 2];
     float& right = buffer[i * 2 + 1];
     const float inGain = inputGain_.Next();
     const float thresholdDb = thresholdDb_.Next(), limitDb = limitDb_.Next();
     const float inverseRatio = inverseRatio_.Next(), makeUp = makeUp_.Next();
     if (peakStyle) {
-      level_ = PeakAhead(buffer, i, frames) * inGain;
+      level_ = peak[i % kPeakChunk] * inGain;
     } else {
       const float rectified = 0.5f * std::fabs(left + right) * inGain;
       level_ = rectified > level_ ? level_ + (rectified - level_) * kDetectorAttack

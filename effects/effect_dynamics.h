@@ -47,7 +47,11 @@ class CEffectDynamics : public CBuiltinEffect {
   Targets ReadTargets() const;
   // Gain (dB) the curve asks for a detected `level` (linear).
   float CurveGainDb(float level, float thresholdDb, float limitDb, float inverseRatio);
-  float PeakAhead(const float* block, int frame, int frames) const;
+  // Frames whose look-ahead peaks are taken at once.
+  static constexpr int kPeakChunk = 256;
+  // peak[j]: the largest magnitude of either side over frames first + j to
+  // first + j + kLookAheadFrames - 1 (none past `frames`); count <= kPeakChunk.
+  static void PeaksAhead(const float* block, int first, int count, int frames, float* peak);
 
   LinearGlide inputGain_, thresholdDb_, limitDb_, inverseRatio_, makeUp_;
   float thresholdLinear_ = 1.0f;

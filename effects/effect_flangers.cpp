@@ -74,40 +74,65 @@ double CEffectFlangers::SweepSpeed(float bpm) const {
   return kPresets[preset].speed * 0.001;
 }
 
+namespace {
+
+// Left and right as one value: both sides take the same steps in one
+// instruction where the processor has vectors, one after the other where not.
+typedef float Stereo __attribute__((vector_size(8)));
+
+inline Stereo LoadFrame(const float* frame) {
+  Stereo v;
+  std::memcpy(&v, frame, sizeof v);
+  return v;
+}
+
+inline void StoreFrame(float* frame, Stereo v) {
+  std::memcpy(frame, &v, sizeof v);
+}
+
+}  // namespace
+
 void CEffectFlangers::Process(float* buffer, int frames, float bpm) {
   feedback_.Set(FeedbackTarget());
   const double speed = SweepSpeed(bpm > 0.0f ? bpm : 120.0f);
-  float* lines[2] = {line_.get(), line_.get() + kLineFrames};
+  float* line = line_.get();
   if (!primed_ && frames > 0) {
     // A cleared line would start the delayed signal with a step when the
     // first sample reaches the read position; a line filled with that first
     // sample starts it from where the input stood.
-    for (int side = 0; side < 2; ++side)
-      std::fill(lines[side], lines[side] + kLineFrames, buffer[side]);
+    for (int n = 0; n < kLineFrames; ++n) std::memcpy(line + n * 2, buffer, sizeof(float) * 2);
     primed_ = true;
   }
+  const Stereo dry = {dry_, dry_}, wet = {wet_, wet_}, tiny = {1e-18f, 1e-18f};
+  // The moving state in locals: the frame stores may alias any member, so
+  // members would be read back from memory every frame.
+  LinearGlide feedback = feedback_;
+  double position = position_, direction = direction_;
+  const double minDelay = minDelay_, maxDelay = maxDelay_;
+  int write = write_;
   for (int i = 0; i < frames; ++i) {
-    const float feedback = feedback_.Next();
-    const int whole = static_cast<int>(position_);
-    const float fraction = static_cast<float>(position_ - whole);
-    const int older = (write_ + whole) & kMask, newer = (older + 1) & kMask;
-    for (int side = 0; side < 2; ++side) {
-      float* line = lines[side];
-      const float delayed = line[older] + (line[newer] - line[older]) * fraction;
-      const float w = buffer[i * 2 + side] + delayed * feedback;
-      line[write_] = FlushTiny(w);
-      buffer[i * 2 + side] = w * dry_ + delayed * wet_;
+    const float gain = feedback.Next();
+    const int whole = static_cast<int>(position);
+    const float fraction = static_cast<float>(position - whole);
+    const int older = (write + whole) & kMask, newer = (older + 1) & kMask;
+    const Stereo a = LoadFrame(line + older * 2), b = LoadFrame(line + newer * 2);
+    const Stereo delayed = a + (b - a) * fraction;
+    const Stereo w = LoadFrame(buffer + i * 2) + delayed * gain;
+    StoreFrame(line + write * 2, (w + tiny) - tiny);  // glide.h FlushTiny
+    StoreFrame(buffer + i * 2, w * dry + delayed * wet);
+    position += speed * direction;
+    if (position >= maxDelay) {
+      position = maxDelay;
+      direction = -1.0;
+    } else if (position <= minDelay) {
+      position = minDelay;
+      direction = 1.0;
     }
-    position_ += speed * direction_;
-    if (position_ >= maxDelay_) {
-      position_ = maxDelay_;
-      direction_ = -1.0;
-    } else if (position_ <= minDelay_) {
-      position_ = minDelay_;
-      direction_ = 1.0;
-    }
-    write_ = (write_ + 1) & kMask;
+    write = (write + 1) & kMask;
   }
+  feedback_ = feedback;
+  position_ = position, direction_ = direction;
+  write_ = write;
 }
 
 }  // namespace vantaro

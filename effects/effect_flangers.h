@@ -40,7 +40,7 @@ class CEffectFlangers : public CBuiltinEffect {
  private:
   float FeedbackTarget() const;
 
-  std::unique_ptr<float[]> line_;  // left line, then right line
+  std::unique_ptr<float[]> line_;  // kLineFrames interleaved stereo frames
   int write_ = 0;
   bool primed_ = false;    // the line holds the first sample after Reset
   double position_ = 0.0;  // p

@@ -72,6 +72,7 @@ class CEffectEqualizerIIR : public CEffect {
  private:
   void ApplyPendingBands();
   void RunCrossovers(const float* input, int frames);
+  void MixBands(float* block, int frames);
 
   std::array<std::atomic<float>, kBandCount> bandDb_;
   std::array<std::atomic<bool>, kBandCount> bandPending_;

@@ -1,7 +1,7 @@
 #pragma once
-// Processor features the effect code chooses its code paths by. Detected once
-// at start-up (first step of the long initialisation), before any audio runs;
-// read-only afterwards.
+// Processor features the effect code chooses its code paths by. Detected at
+// static initialisation and again, for the log, in the first step of the long
+// initialisation, before any audio runs; read-only afterwards.
 
 namespace vantaro {
 
@@ -9,16 +9,18 @@ struct ProcessorFeatures {
   bool sse2 = false;
   bool sse3 = false;
   bool sse41 = false;
+  bool avx = false;  // 256-bit registers: four double lanes
 };
 
 // Detects the features of this processor and stores them. Call once, from
 // the GUI thread, before audio starts. Returns the stored set.
 const ProcessorFeatures& DetectProcessorFeatures();
 
-// The stored set (all false until DetectProcessorFeatures ran).
+// The stored set.
 const ProcessorFeatures& TheProcessorFeatures();
 
-// Test hook: force the vector paths off (false) or back to what was detected.
-void SetVectorPathsAllowedForTests(bool allowed);
+// Test hook: the paths of `wanted`, as far as this processor has them
+// (DetectProcessorFeatures restores the detected set).
+void UseProcessorFeaturesForTests(const ProcessorFeatures& wanted);
 
 }  // namespace vantaro

@@ -12,11 +12,6 @@ namespace {
 constexpr int kGlidePieces =
     (kGlideFrames + SweptFilter::kPieceFrames - 1) / SweptFilter::kPieceFrames;
 
-void Flush(TBiquad& f) {
-  f.x1 = FlushTiny(f.x1), f.x2 = FlushTiny(f.x2);
-  f.y1 = FlushTiny(f.y1), f.y2 = FlushTiny(f.y2);
-}
-
 }  // namespace
 
 void SweptFilter::Design(Bank& bank, const Settings& s) {
@@ -33,11 +28,7 @@ void SweptFilter::Design(Bank& bank, const Settings& s) {
 
 void SweptFilter::Run(Bank& bank, float* piece, int frames) {
   if (bank.type == 0) return;
-  for (int s = 0; s < bank.sections; ++s)
-    for (int side = 0; side < 2; ++side) {
-      RunBiquad(bank.f[side][s], piece, frames * 2, side, 2);
-      Flush(bank.f[side][s]);
-    }
+  RunBiquadPair(bank.f[0], bank.f[1], bank.sections, piece, frames);
 }
 
 void SweptFilter::Set(int type, int sections, float hz, float q, float gainDb) {
@@ -102,9 +93,14 @@ void SweptFilter::ProcessPiece(float* piece, int frames) {
 
 void SweptFilter::Process(float* buffer, int frames) {
   if (IsOff()) return;
-  for (int done = 0; done < frames; done += kPieceFrames) {
-    const int n = frames - done < kPieceFrames ? frames - done : kPieceFrames;
-    ProcessPiece(buffer + done * 2, n);
+  if (glidePieces_ == 0 && fadeLeft_ == 0) {
+    // Settings at rest: the whole block in one pass.
+    Run(now_, buffer, frames);
+  } else {
+    for (int done = 0; done < frames; done += kPieceFrames) {
+      const int n = frames - done < kPieceFrames ? frames - done : kPieceFrames;
+      ProcessPiece(buffer + done * 2, n);
+    }
   }
   if (!BlockIsFinite(buffer, frames)) Settle();
 }

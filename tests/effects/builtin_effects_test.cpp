@@ -11,6 +11,7 @@
 #include "effects/effect_phaser.h"
 #include "effects/effect_registry.h"
 #include "effects/effect_reverbs.h"
+#include "tests/effects/test_effects.h"
 #include "tests/support/test_support.h"
 
 #if defined(__SSE__)
@@ -23,34 +24,18 @@ namespace {
 constexpr int kBlock = 256;
 
 // Runs `effect`, switched on, over `signal` (interleaved stereo) in blocks,
-// fully wet (after its 10 ms fade-in); `beforeBlock(frame)` runs first.
-void RunOn(CEffect& effect, std::vector<float>& signal, float bpm = 120.0f,
-           const std::function<void(long)>& beforeBlock = nullptr) {
+// fully wet (after its 10 ms fade-in).
+void RunOn(CEffect& effect, std::vector<float>& signal, float bpm = 120.0f) {
   effect.RequestSwitch(kSwitchOn);
   const long frames = static_cast<long>(signal.size() / 2);
-  for (long done = 0; done < frames; done += kBlock) {
-    if (beforeBlock) beforeBlock(done);
+  for (long done = 0; done < frames; done += kBlock)
     effect.ProcessBlock(signal.data() + done * 2,
                         static_cast<int>(std::min<long>(kBlock, frames - done)), bpm,
                         EffectMix::kFullyWet, true);
-  }
 }
 
-std::vector<float> Sine(double hz, double seconds, float amplitude) {
-  std::vector<float> out(static_cast<size_t>(seconds * 44100) * 2);
-  for (size_t i = 0; i < out.size() / 2; ++i)
-    out[i * 2] = out[i * 2 + 1] =
-        static_cast<float>(amplitude * std::sin(2 * M_PI * hz * i / 44100));
-  return out;
-}
-
-// One channel of frames [from, to) (seconds).
-std::vector<float> Part(const std::vector<float>& s, double from, double to, int channel = 0) {
-  std::vector<float> out;
-  for (long i = static_cast<long>(from * 44100); i < static_cast<long>(to * 44100); ++i)
-    out.push_back(s[i * 2 + channel]);
-  return out;
-}
+using test::Part;
+using test::Sine;
 
 double PeakDb(const std::vector<float>& mono) {
   return 20 * std::log10(test::Peak(mono, 1, 0));
@@ -162,12 +147,7 @@ TEST(EffectPhaser, DelaysTheRightChannelByTheSetTimeWithinAFrame) {
     CEffectPhaser phaser;
     phaser.SetParam(0, value);
     const int delay = static_cast<int>(std::lround((value * 0.09 + 10) * 44.1));
-    std::vector<float> s(44100 * 2);
-    unsigned seed = 7;
-    for (size_t i = 0; i < s.size() / 2; ++i) {
-      seed = seed * 1103515245u + 12345u;
-      s[i * 2] = s[i * 2 + 1] = static_cast<float>((seed >> 9) % 2001) / 1000.0f - 1.0f;
-    }
+    std::vector<float> s = test::Noise(44100, 7);
     RunOn(phaser, s);
     int best = 0;
     double bestError = 1e30;
