@@ -62,8 +62,7 @@ std::vector<Skin> ReadBuiltSkins() {
     Skin skin;
     skin.name = entry.path().stem().string();
     std::string text;
-    EXPECT_EQ(ReadXmlFile(entry.path().string(), XmlFileKind::kSettings, text),
-              XmlFileStatus::kRead);
+    EXPECT_EQ(ReadXmlFile(entry.path().string(), XmlFileKind::kSkin, text), XmlFileStatus::kRead);
     XmlReader reader(text, skin.name);
     while (reader.Next()) {
       if (reader.Depth() == 0) Copy(reader, skin.root);
