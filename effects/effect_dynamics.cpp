@@ -58,13 +58,23 @@ CEffectDynamics::Targets CEffectDynamics::ReadTargets() const {
   return t;
 }
 
-void CEffectDynamics::ResetState() {
+// Points every glide at the parameters' present targets: at once after a
+// reset, over the glide time while playing. Returns the targets.
+CEffectDynamics::Targets CEffectDynamics::GlideToTargets(bool jump) {
   const Targets t = ReadTargets();
-  inputGain_.Jump(t.inputGain);
-  thresholdDb_.Jump(t.thresholdDb);
-  limitDb_.Jump(t.limitDb);
-  inverseRatio_.Jump(t.inverseRatio);
-  makeUp_.Jump(t.makeUp);
+  LinearGlide* glides[] = {&inputGain_, &thresholdDb_, &limitDb_, &inverseRatio_, &makeUp_};
+  const float values[] = {t.inputGain, t.thresholdDb, t.limitDb, t.inverseRatio, t.makeUp};
+  for (int i = 0; i < 5; ++i) {
+    if (jump)
+      glides[i]->Jump(values[i]);
+    else
+      glides[i]->Set(values[i]);
+  }
+  return t;
+}
+
+void CEffectDynamics::ResetState() {
+  GlideToTargets(/*jump=*/true);
   level_ = targetDb_ = gainDb_ = lastLeft_ = 0.0f;
   gainLinear_ = appliedGain_ = 1.0f;
   holdCount_ = 0;
@@ -106,12 +116,7 @@ void CEffectDynamics::PeaksAhead(const float* block, int first, int count, int f
 }
 
 void CEffectDynamics::Process(float* buffer, int frames, float /*bpm*/) {
-  const Targets t = ReadTargets();
-  inputGain_.Set(t.inputGain);
-  thresholdDb_.Set(t.thresholdDb);
-  limitDb_.Set(t.limitDb);
-  inverseRatio_.Set(t.inverseRatio);
-  makeUp_.Set(t.makeUp);
+  const Targets t = GlideToTargets(/*jump=*/false);
   const float attack = StepOfTime(Param(1)), release = StepOfTime(Param(2));
   const bool waitForZero = Param(2) < kZeroCrossingRelease;
   const bool peakStyle = PresetInForce() == kPeakLimiter;

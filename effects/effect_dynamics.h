@@ -45,6 +45,7 @@ class CEffectDynamics : public CBuiltinEffect {
     float inputGain, thresholdDb, limitDb, inverseRatio, makeUp;
   };
   Targets ReadTargets() const;
+  Targets GlideToTargets(bool jump);
   // Gain (dB) the curve asks for a detected `level` (linear).
   float CurveGainDb(float level, float thresholdDb, float limitDb, float inverseRatio);
   // Frames whose look-ahead peaks are taken at once.
