@@ -60,7 +60,7 @@ wxColour SkinColour(const ZKAttributeList& attributes, const char* name, const w
   return colour.IsOk() ? colour : fallback;
 }
 
-SkinFontSpec ResolveSkinFont(const std::string& fontname, int sizeIndex,
+SkinFontChoice ResolveSkinFont(const std::string& fontname, int sizeIndex,
                              const std::string& fontstyle) {
   const std::string name = Lower(fontname);
   const FontRow* row = &kFontRows[0];
@@ -68,17 +68,17 @@ SkinFontSpec ResolveSkinFont(const std::string& fontname, int sizeIndex,
     for (const FontRow& candidate : kFontRows)
       if (name == candidate.name) row = &candidate;
   if (sizeIndex < 0) sizeIndex = kDefaultFontSizeIndex;
-  SkinFontSpec spec;
-  spec.face = row->face;
-  spec.points = row->points[std::min(sizeIndex, kSizeCount - 1)];
+  SkinFontChoice font;
+  font.face = row->face;
+  font.points = row->points[std::min(sizeIndex, kSizeCount - 1)];
   const std::string style = Lower(fontstyle);
-  spec.bold = style == "bold";
-  spec.italic = style == "italic";
-  spec.underline = style == "underline";
-  return spec;
+  font.bold = style == "bold";
+  font.italic = style == "italic";
+  font.underline = style == "underline";
+  return font;
 }
 
-SkinFontSpec SkinFontOf(const ZKAttributeList& attributes) {
+SkinFontChoice SkinFontOf(const ZKAttributeList& attributes) {
   const int size = attributes.Has("fontsize") ? attributes.GetInt("fontsize") : -1;
   return ResolveSkinFont(attributes.GetText("fontname"), size, attributes.GetText("fontstyle"));
 }
@@ -94,12 +94,12 @@ int PixelsForPoints(int points) {
   return static_cast<int>(std::lround(points * 96.0 / 72.0));
 }
 
-wxFont MakeSkinFont(const SkinFontSpec& spec) {
-  wxFontInfo info(wxSize(0, PixelsForPoints(spec.points)));
-  info.FaceName(LinuxFace(spec.face))
-      .Bold(spec.bold)
-      .Italic(spec.italic)
-      .Underlined(spec.underline);
+wxFont MakeSkinFont(const SkinFontChoice& font) {
+  wxFontInfo info(wxSize(0, PixelsForPoints(font.points)));
+  info.FaceName(LinuxFace(font.face))
+      .Bold(font.bold)
+      .Italic(font.italic)
+      .Underlined(font.underline);
   return wxFont(info);
 }
 

@@ -28,7 +28,7 @@ wxColour ParseSkinColour(const std::string& text);
 // invalid.
 wxColour SkinColour(const ZKAttributeList& attributes, const char* name, const wxColour& fallback);
 
-struct SkinFontSpec {
+struct SkinFontChoice {
   std::string face;  // the face the skin means ("Arial", "Times New Roman", ...)
   int points = 0;
   bool bold = false, italic = false, underline = false;
@@ -39,10 +39,10 @@ inline constexpr int kDefaultFontSizeIndex = 3;
 // The row of `fontname` (lower-cased; shorter than two characters is the
 // first row), the size at `sizeIndex` (clamped to 0..14; -1 means absent and
 // gives index 3), and `fontstyle`.
-SkinFontSpec ResolveSkinFont(const std::string& fontname, int sizeIndex,
+SkinFontChoice ResolveSkinFont(const std::string& fontname, int sizeIndex,
                              const std::string& fontstyle);
 // The font of an element's `fontname`, `fontsize` and `fontstyle`.
-SkinFontSpec SkinFontOf(const ZKAttributeList& attributes);
+SkinFontChoice SkinFontOf(const ZKAttributeList& attributes);
 
 // The face installed on Linux for a skin's face: Arial -> Liberation Sans,
 // Times New Roman -> Liberation Serif, Courier and Courier New ->
@@ -50,7 +50,7 @@ SkinFontSpec SkinFontOf(const ZKAttributeList& attributes);
 const char* LinuxFace(const std::string& skinFace);
 // Points at 96 dpi, as pixels.
 int PixelsForPoints(int points);
-wxFont MakeSkinFont(const SkinFontSpec& spec);
+wxFont MakeSkinFont(const SkinFontChoice& spec);
 
 // `fontalign`: "CENTER" 1, "RIGHT" 2, anything else 0 (left); any case.
 enum TextAlign { kAlignLeft = 0, kAlignCenter = 1, kAlignRight = 2 };

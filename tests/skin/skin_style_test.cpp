@@ -79,7 +79,7 @@ TEST(SkinFonts, RowsSizesAndStylesMapToFacesOfTheDesktop) {
       {"symbol", 14, "", "Symbol", 40, false, false},
   };
   for (const auto& c : cases) {
-    const SkinFontSpec spec = ResolveSkinFont(c.name, c.size, c.style);
+    const SkinFontChoice spec = ResolveSkinFont(c.name, c.size, c.style);
     EXPECT_EQ(spec.face, c.face) << c.name;
     EXPECT_EQ(spec.points, c.points) << c.name << " " << c.size;
     EXPECT_EQ(spec.bold, c.bold) << c.style;
