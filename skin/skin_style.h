@@ -50,7 +50,7 @@ SkinFontChoice SkinFontOf(const ZKAttributeList& attributes);
 const char* LinuxFace(const std::string& skinFace);
 // Points at 96 dpi, as pixels.
 int PixelsForPoints(int points);
-wxFont MakeSkinFont(const SkinFontChoice& spec);
+wxFont MakeSkinFont(const SkinFontChoice& font);
 
 // `fontalign`: "CENTER" 1, "RIGHT" 2, anything else 0 (left); any case.
 enum TextAlign { kAlignLeft = 0, kAlignCenter = 1, kAlignRight = 2 };

@@ -29,33 +29,33 @@ MarkedSongTest::MarkedSongTest(int blockFrames) : DeckTest(blockFrames) {
   rig.syncPhases = true;
 }
 
-std::string MarkedSongTest::Write(const MarkedSongSpec& spec, const std::string& name) {
-  const auto frames = static_cast<std::int64_t>(spec.seconds * 44100);
-  const auto from = static_cast<std::int64_t>(spec.soundFrom * 44100);
-  const auto to = frames - static_cast<std::int64_t>(spec.soundTail * 44100);
-  const double beat = spec.bpm > 0 ? 2646000.0 / spec.bpm : 22050;
+std::string MarkedSongTest::Write(const MarkedSongPlan& plan, const std::string& name) {
+  const auto frames = static_cast<std::int64_t>(plan.seconds * 44100);
+  const auto from = static_cast<std::int64_t>(plan.soundFrom * 44100);
+  const auto to = frames - static_cast<std::int64_t>(plan.soundTail * 44100);
+  const double beat = plan.bpm > 0 ? 2646000.0 / plan.bpm : 22050;
   const std::vector<std::int16_t> samples = MakeSignal(frames, [&](std::int64_t i, int channel) {
     if (i < from || i >= to) return std::int16_t{0};
-    if (spec.ramp) return static_cast<std::int16_t>(channel ? i / 32000 * 500 : i % 32000);
-    if (spec.toneHz > 0)
+    if (plan.ramp) return static_cast<std::int16_t>(channel ? i / 32000 * 500 : i % 32000);
+    if (plan.toneHz > 0)
       return static_cast<std::int16_t>(
-          std::lrint(10000 * std::sin(2 * M_PI * spec.toneHz * i / 44100)));
-    if (spec.clickChannel != 2 && channel != spec.clickChannel) return std::int16_t{0};
+          std::lrint(10000 * std::sin(2 * M_PI * plan.toneHz * i / 44100)));
+    if (plan.clickChannel != 2 && channel != plan.clickChannel) return std::int16_t{0};
     const std::int64_t sinceBeat = i - std::llround(std::floor(i / beat) * beat);
     return sinceBeat < kClickFrames ? kClickLevel : std::int16_t{0};
   });
   const std::string path = dir.File(name);
   std::filesystem::rename(Song(samples), path);
 
-  const int count = static_cast<int>(std::ceil(spec.seconds)) * 441;
+  const int count = static_cast<int>(std::ceil(plan.seconds)) * 441;
   std::vector<float> stripe(count, 0.0f);
   for (int i = from / 100; i < count && i * 100 < to; ++i) stripe[i] = kAudibleLevel;
-  for (int k = 0; spec.bpm > 0 && k * beat < frames; ++k)
+  for (int k = 0; plan.bpm > 0 && k * beat < frames; ++k)
     if (const long at = std::lrint(std::llround(k * beat) / 100.0); at < count)
       stripe[at] += kBeatMark;
   EXPECT_TRUE(SaveStripes(stripes, path, stripe.data(), count));
   EXPECT_TRUE(StoreSong(
-      {.name = MakeSongKey(path), .bpm = static_cast<float>(spec.bpm), .pgain_valid = 1}));
+      {.name = MakeSongKey(path), .bpm = static_cast<float>(plan.bpm), .pgain_valid = 1}));
   return path;
 }
 

@@ -14,7 +14,7 @@
 
 namespace vantaro::test {
 
-struct MarkedSongSpec {
+struct MarkedSongPlan {
   double bpm = 120;      // 0: no tempo in the record
   double seconds = 20;   // the song's length
   int clickChannel = 2;  // 0 left, 1 right, 2 both
@@ -31,7 +31,7 @@ class MarkedSongTest : public DeckTest {
   explicit MarkedSongTest(int blockFrames = 50);
   ~MarkedSongTest() override { SaveSongDatabase(dir.File("db.vtx")); }
   // Writes the song, its record and its stripe file; returns its path.
-  std::string Write(const MarkedSongSpec& spec, const std::string& name);
+  std::string Write(const MarkedSongPlan& plan, const std::string& name);
   // Loads `path` on `d` with one store run; false when it did not load.
   bool LoadOn(CSoundSource& d, const std::string& path, bool keepCue = false);
   // Frames at which `channel` of `out` rises above `threshold` after at
