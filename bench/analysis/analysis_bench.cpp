@@ -17,7 +17,7 @@
 namespace vantaro {
 namespace {
 
-test::TrackSpec Minutes(double minutes) {
+test::TrackPlan Minutes(double minutes) {
   return {.bpm = 126, .seconds = 60 * minutes, .beat = test::Beat::kDrums};
 }
 

@@ -105,10 +105,10 @@ TEST(AnalysisGain, MatchesFFmpegAndFollowsTheLevel) {
   const AnalyseOptions options{.store = false, .stripesFolder = {}};
   double gains[2];
   for (int quiet = 0; quiet < 2; ++quiet) {
-    const test::TrackSpec spec{
+    const test::TrackPlan plan{
         .bpm = 124, .seconds = 20, .beat = test::Beat::kDrums, .gain = quiet ? 0.501187 : 1.0};
     const std::string path = dir.File("loop" + std::to_string(quiet) + ".wav");
-    ASSERT_TRUE(test::WriteWav(path, test::MakeTrack(spec)));
+    ASSERT_TRUE(test::WriteWav(path, test::MakeTrack(plan)));
     gains[quiet] = AnalyseFile(set, path, options).gainDb;
     EXPECT_NEAR(gains[quiet], FFmpegTrackGain(path), 0.1) << path;
   }

@@ -21,14 +21,14 @@ namespace vantaro {
 namespace {
 
 using test::Beat;
-using test::TrackSpec;
+using test::TrackPlan;
 
-// Analyses `spec` written as a file and returns its tempo; `stripe` gets
+// Analyses `plan` written as a file and returns its tempo; `stripe` gets
 // the stripe file. One analysis set serves every call of a test process.
-float AnalyseTrack(const TrackSpec& spec, int mode, std::vector<float>& stripe, bool mp3 = false) {
+float AnalyseTrack(const TrackPlan& plan, int mode, std::vector<float>& stripe, bool mp3 = false) {
   test::TempDir dir;
   std::string path = dir.File("track.wav");
-  if (!test::WriteWav(path, test::MakeTrack(spec))) return -100;
+  if (!test::WriteWav(path, test::MakeTrack(plan))) return -100;
   const std::string mp3Path = path + ".mp3";
   if (mp3 && test::RunCommand("ffmpeg -v error -i '" + path + "' -b:a 128k '" + mp3Path + "'"))
     return -100;
@@ -56,13 +56,13 @@ class TempoTest : public ::testing::TestWithParam<TempoCase> {};
 
 TEST_P(TempoTest, FoundWithinHalfABpmWithMarksOnTheBeats) {
   const TempoCase c = GetParam();
-  const TrackSpec spec{.bpm = c.bpm, .seconds = 40, .beat = c.beat};
+  const TrackPlan plan{.bpm = c.bpm, .seconds = 40, .beat = c.beat};
   std::vector<float> stripe;
-  EXPECT_NEAR(AnalyseTrack(spec, c.mode, stripe, c.mp3), c.bpm, 0.5);
+  EXPECT_NEAR(AnalyseTrack(plan, c.mode, stripe, c.mp3), c.bpm, 0.5);
   const std::vector<int> marks = test::MarksIn(stripe, 50, 60);
-  const size_t beats = test::BeatFrames(spec).size();
+  const size_t beats = test::BeatFrames(plan).size();
   EXPECT_GE(marks.size(), beats * 9 / 10);
-  EXPECT_EQ(test::MarksOnBeats(spec, marks), static_cast<int>(marks.size()));
+  EXPECT_EQ(test::MarksOnBeats(plan, marks), static_cast<int>(marks.size()));
 }
 
 const TempoCase kTempoCases[] = {
@@ -77,12 +77,12 @@ INSTANTIATE_TEST_SUITE_P(Modes, TempoTest, ::testing::ValuesIn(kTempoCases));
 // starts again behind it. A second run gives the same tempo and marks: the
 // tracker keeps nothing between runs and the sums run in a fixed order.
 TEST(AnalysisTempo, BreakGetsALossMarkAndTrackingResumes) {
-  const TrackSpec spec{
+  const TrackPlan plan{
       .bpm = 120, .seconds = 75, .beat = Beat::kClick, .breakStart = 30, .breakSeconds = 15};
   std::vector<float> stripe, again;
-  const float bpm = AnalyseTrack(spec, 0, stripe);
+  const float bpm = AnalyseTrack(plan, 0, stripe);
   EXPECT_NEAR(bpm, 120, 0.5);
-  EXPECT_EQ(AnalyseTrack(spec, 0, again), bpm);
+  EXPECT_EQ(AnalyseTrack(plan, 0, again), bpm);
   EXPECT_EQ(again, stripe);
   const std::vector<int> losses = test::MarksIn(stripe, 60, 70);
   ASSERT_EQ(losses.size(), 1u);
@@ -91,7 +91,7 @@ TEST(AnalysisTempo, BreakGetsALossMarkAndTrackingResumes) {
   for (int mark : test::MarksIn(stripe, 50, 60))
     if (mark > 45 * 441) behind.push_back(mark);
   EXPECT_GE(behind.size(), 55u);
-  EXPECT_EQ(MarksOnBeats(spec, behind), static_cast<int>(behind.size()));
+  EXPECT_EQ(MarksOnBeats(plan, behind), static_cast<int>(behind.size()));
 }
 
 // The edges of DetectBpm: under 10 s gives 0 and no marks; silence tracks

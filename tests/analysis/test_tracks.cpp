@@ -23,31 +23,31 @@ void AddBurst(std::vector<float>& out, long at, double seconds, double decay, Wa
     out[at + i] += static_cast<float>(wave(i / kRate) * std::exp(-i / kRate / decay));
 }
 
-bool InBreak(const TrackSpec& spec, long frame) {
+bool InBreak(const TrackPlan& plan, long frame) {
   const double t = frame / kRate;
-  return spec.breakStart >= 0 && t >= spec.breakStart && t < spec.breakStart + spec.breakSeconds;
+  return plan.breakStart >= 0 && t >= plan.breakStart && t < plan.breakStart + plan.breakSeconds;
 }
 
 }  // namespace
 
-std::vector<long> BeatFrames(const TrackSpec& spec) {
+std::vector<long> BeatFrames(const TrackPlan& plan) {
   std::vector<long> beats;
-  const double period = 60.0 * kRate / spec.bpm;
-  for (int k = 0; k * period < spec.seconds * kRate; ++k) {
+  const double period = 60.0 * kRate / plan.bpm;
+  for (int k = 0; k * period < plan.seconds * kRate; ++k) {
     const long at = std::lround(k * period);
-    if (!InBreak(spec, at)) beats.push_back(at);
+    if (!InBreak(plan, at)) beats.push_back(at);
   }
   return beats;
 }
 
-std::vector<float> MakeTrack(const TrackSpec& spec) {
-  std::vector<float> out(static_cast<size_t>(std::lround(spec.seconds * kRate)), 0.0f);
-  const long period = std::lround(60.0 * kRate / spec.bpm);
+std::vector<float> MakeTrack(const TrackPlan& plan) {
+  std::vector<float> out(static_cast<size_t>(std::lround(plan.seconds * kRate)), 0.0f);
+  const long period = std::lround(60.0 * kRate / plan.bpm);
   std::minstd_rand random(12345);  // fully specified: every run makes the same files
   auto noise = [&random] { return 2.0 * random() / std::minstd_rand::max() - 1; };
   int beat = 0;
-  for (long at : BeatFrames(spec)) {
-    if (spec.beat == Beat::kClick) {
+  for (long at : BeatFrames(plan)) {
+    if (plan.beat == Beat::kClick) {
       AddBurst(out, at, 0.06, 0.02, [](double t) { return 0.8 * std::sin(2 * M_PI * 170 * t); });
       continue;
     }
@@ -60,7 +60,7 @@ std::vector<float> MakeTrack(const TrackSpec& spec) {
       AddBurst(out, hat, 0.02, 0.005, [&](double) { return 0.15 * noise(); });
     if (beat++ % 2) AddBurst(out, at, 0.1, 0.03, [&](double) { return 0.3 * noise(); });
   }
-  for (float& v : out) v = static_cast<float>(std::clamp(v * spec.gain, -1.0, 1.0));
+  for (float& v : out) v = static_cast<float>(std::clamp(v * plan.gain, -1.0, 1.0));
   return out;
 }
 
@@ -102,8 +102,8 @@ std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high
   return marks;
 }
 
-int MarksOnBeats(const TrackSpec& spec, const std::vector<int>& marks) {
-  const std::vector<long> beats = BeatFrames(spec);
+int MarksOnBeats(const TrackPlan& plan, const std::vector<int>& marks) {
+  const std::vector<long> beats = BeatFrames(plan);
   return static_cast<int>(std::count_if(marks.begin(), marks.end(), [&](int mark) {
     return std::any_of(beats.begin(), beats.end(),
                        [&](long beat) { return std::abs(mark - beat / 100.0) <= 6; });

@@ -10,7 +10,7 @@ namespace vantaro::test {
 
 enum class Beat { kClick, kDrums };
 
-struct TrackSpec {
+struct TrackPlan {
   double bpm = 120;
   double seconds = 30;
   Beat beat = Beat::kClick;
@@ -22,9 +22,9 @@ struct TrackSpec {
 // Mono samples at 44100 Hz, full scale 1.0. A beat falls on every period
 // from frame 0: a click is a 170 Hz burst of 60 ms; drums are a falling kick
 // on each beat, a snare on the off beats and hats on the eighths.
-std::vector<float> MakeTrack(const TrackSpec& spec);
+std::vector<float> MakeTrack(const TrackPlan& plan);
 // The frames at which MakeTrack's beats start.
-std::vector<long> BeatFrames(const TrackSpec& spec);
+std::vector<long> BeatFrames(const TrackPlan& plan);
 
 // Writes mono samples at `rate` as a 16-bit WAV of `channels` equal
 // channels through the codec set; false on failure.
@@ -40,7 +40,7 @@ std::vector<float> ReadStripeFile(const std::string& path);
 std::vector<int> MarksIn(const std::vector<float>& stripe, float low, float high);
 
 // How many of `marks` (stripe indexes) stand within 6 stripe samples
-// (14 ms) of a beat of `spec`.
-int MarksOnBeats(const TrackSpec& spec, const std::vector<int>& marks);
+// (14 ms) of a beat of `plan`.
+int MarksOnBeats(const TrackPlan& plan, const std::vector<int>& marks);
 
 }  // namespace vantaro::test

@@ -50,7 +50,7 @@ class DeckChain : public test::DeckTest {
         stripes, [this](const std::string& path) { worker.QueueForAnalysis(path); });
     analysis = owned.get();
     deck.SetAnalysisFeed(std::move(owned));
-    EXPECT_TRUE(test::WriteWav(path, test::MakeTrack(spec)));
+    EXPECT_TRUE(test::WriteWav(path, test::MakeTrack(plan)));
   }
   ~DeckChain() override { SaveSongDatabase(dir.File("db.vtx")); }
   std::vector<float> Stripe() {
@@ -75,7 +75,7 @@ class DeckChain : public test::DeckTest {
 
   const std::string stripes = dir.Path() + "/Stripes/";
   const std::string path = dir.File("clicks.wav");
-  const test::TrackSpec spec{.bpm = 120, .seconds = 62};
+  const test::TrackPlan plan{.bpm = 120, .seconds = 62};
   AnalysisWorker worker{stripes, nullptr, nullptr};
   HeldAnalysis* analysis = nullptr;
   int stepsBefore = 0;
@@ -105,8 +105,8 @@ TEST_F(DeckChain, ClickTrackAnalysedOnFirstLoadAndTakenFromTheStoreOnTheSecond) 
   At(10, false);
   EXPECT_EQ(Bpm(), 120.0f) << "block 0 gives up its interim tempo";
   const std::vector<int> marks = test::MarksIn(Stripe(), 50, 60);
-  EXPECT_GE(marks.size(), test::BeatFrames(spec).size() * 9 / 10);
-  EXPECT_EQ(test::MarksOnBeats(spec, marks), static_cast<int>(marks.size()));
+  EXPECT_GE(marks.size(), test::BeatFrames(plan).size() * 9 / 10);
+  EXPECT_EQ(test::MarksOnBeats(plan, marks), static_cast<int>(marks.size()));
   TZKSongRecord stored;
   ASSERT_TRUE(FindSong("clicks.wav", stored));
   EXPECT_EQ(stored.bpm, 120.0f);

@@ -79,11 +79,11 @@ TEST(SkinFonts, RowsSizesAndStylesMapToFacesOfTheDesktop) {
       {"symbol", 14, "", "Symbol", 40, false, false},
   };
   for (const auto& c : cases) {
-    const SkinFontChoice spec = ResolveSkinFont(c.name, c.size, c.style);
-    EXPECT_EQ(spec.face, c.face) << c.name;
-    EXPECT_EQ(spec.points, c.points) << c.name << " " << c.size;
-    EXPECT_EQ(spec.bold, c.bold) << c.style;
-    EXPECT_EQ(spec.italic, c.italic) << c.style;
+    const SkinFontChoice plan = ResolveSkinFont(c.name, c.size, c.style);
+    EXPECT_EQ(plan.face, c.face) << c.name;
+    EXPECT_EQ(plan.points, c.points) << c.name << " " << c.size;
+    EXPECT_EQ(plan.bold, c.bold) << c.style;
+    EXPECT_EQ(plan.italic, c.italic) << c.style;
   }
   EXPECT_STREQ(LinuxFace("Times New Roman"), "Liberation Serif");
   EXPECT_STREQ(LinuxFace("Courier"), "Liberation Mono");
