@@ -2,6 +2,7 @@
 // callbacks they fire and the state they end in.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -33,66 +34,33 @@ ControlWiring RecordingWiring() {
 // on, F note off, C<v> control change, S/s step up/down, K a key,
 // P<x>,<y> left press at a point, p its release, Q<x>,<y> right press there.
 std::vector<ControlEvent> Script(const std::string& text) {
+  const std::map<char, std::pair<int, int>> mouse = {{'L', {mt_DOWN, kButtonLeft}},
+                                                     {'P', {mt_DOWN, kButtonLeft}},
+                                                     {'l', {mt_UP, kButtonLeft}},
+                                                     {'p', {mt_UP, kButtonLeft}},
+                                                     {'R', {mt_DOWN, kButtonRight}},
+                                                     {'Q', {mt_DOWN, kButtonRight}},
+                                                     {'r', {mt_UP, kButtonRight}},
+                                                     {'2', {mt_DBLCLICK, kButtonLeft}},
+                                                     {'E', {mt_ENTER, -1}},
+                                                     {'X', {mt_LEAVE, -1}},
+                                                     {'M', {mt_MOVE, -1}}};
+  const std::map<char, int> midi = {{'N', kMidiNoteOn}, {'F', kMidiNoteOff}, {'C', kMidiControl}};
   std::vector<ControlEvent> events;
   std::istringstream in(text);
   for (std::string token; in >> token;) {
     int x = 0, y = 0;
     std::sscanf(token.c_str() + 1, "%d,%d", &x, &y);
-    const int number = token.size() > 1 ? std::atoi(token.c_str() + 1) : 0;
-    switch (token[0]) {
-      case 'L':
-        events.push_back(ControlEvent::Mouse(mt_DOWN, 0, 0, kButtonLeft, 0));
-        break;
-      case 'l':
-      case 'p':
-        events.push_back(ControlEvent::Mouse(mt_UP, 0, 0, kButtonLeft, 0));
-        break;
-      case 'R':
-        events.push_back(ControlEvent::Mouse(mt_DOWN, 0, 0, kButtonRight, 0));
-        break;
-      case 'r':
-        events.push_back(ControlEvent::Mouse(mt_UP, 0, 0, kButtonRight, 0));
-        break;
-      case '2':
-        events.push_back(ControlEvent::Mouse(mt_DBLCLICK, 0, 0, kButtonLeft, 0));
-        break;
-      case 'E':
-        events.push_back(ControlEvent::Mouse(mt_ENTER, 0, 0, -1, 0));
-        break;
-      case 'X':
-        events.push_back(ControlEvent::Mouse(mt_LEAVE, 0, 0, -1, 0));
-        break;
-      case 'M':
-        events.push_back(ControlEvent::Mouse(mt_MOVE, x, y, -1, 0));
-        break;
-      case 'P':
-        events.push_back(ControlEvent::Mouse(mt_DOWN, x, y, kButtonLeft, 0));
-        break;
-      case 'Q':
-        events.push_back(ControlEvent::Mouse(mt_DOWN, x, y, kButtonRight, 0));
-        break;
-      case 'N':
-        events.push_back(ControlEvent::Midi(kMidiNoteOn, number));
-        break;
-      case 'F':
-        events.push_back(ControlEvent::Midi(kMidiNoteOff, 0));
-        break;
-      case 'C':
-        events.push_back(ControlEvent::Midi(kMidiControl, number));
-        break;
-      case 'S':
-        events.push_back(ControlEvent::Step(true));
-        break;
-      case 's':
-        events.push_back(ControlEvent::Step(false));
-        break;
-      case 'K': {
-        ControlEvent key;
-        key.kind = mt_CHAR;
-        key.code = 'A';
-        events.push_back(key);
-        break;
-      }
+    const char c = token[0];
+    if (mouse.count(c)) {
+      events.push_back(ControlEvent::Mouse(mouse.at(c).first, x, y, mouse.at(c).second, 0));
+    } else if (midi.count(c)) {
+      events.push_back(ControlEvent::Midi(midi.at(c), x));
+    } else if (c == 'S' || c == 's') {
+      events.push_back(ControlEvent::Step(c == 'S'));
+    } else if (c == 'K') {
+      events.emplace_back().kind = mt_CHAR;
+      events.back().code = 'A';
     }
   }
   return events;
