@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 #include <wx/dcmemory.h>
 
+#include <sstream>
+#include <string>
+
 #include "skin/attribute_list.h"
 #include "skin/button.h"
 #include "skin/main_window.h"
@@ -43,11 +46,17 @@ wxBitmap GalleryPicture() {
   return bitmap;
 }
 
+// A control built from skin attributes given as `posx=20 posy=20 ...`
+// (values without spaces).
 template <typename Control>
-Control* Make(wxWindow* parent, std::initializer_list<std::pair<const char*, const char*>> pairs) {
+Control* Make(wxWindow* parent, const std::string& text) {
   auto* control = new Control(parent, 1, -1);
   ZKAttributeList attributes;
-  for (const auto& [name, value] : pairs) attributes.SetText(name, value);
+  std::istringstream in(text);
+  for (std::string pair; in >> pair;) {
+    const auto equals = pair.find('=');
+    attributes.SetText(pair.substr(0, equals), pair.substr(equals + 1));
+  }
   control->ApplySkinAttributes(attributes);
   return control;
 }
@@ -61,68 +70,33 @@ TEST(Drawing, EveryKindInEveryModeShowsItsStateOnScreen) {
   window->Show();
   SkinImage::Get().SetBitmap(GalleryPicture());
   window->ApplyWindowSkin(600, 400, 0, 0, 0, 0, false, wxColour(), wxColour());
-  auto* colourButton = Make<CZKButton>(window, {{"posx", "20"},
-                                                {"posy", "20"},
-                                                {"width", "120"},
-                                                {"height", "48"},
-                                                {"graphics_mode", "1"},
-                                                {"backcolor", "#333333"},
-                                                {"showlabel", "yes"},
-                                                {"fontsize", "5"},
-                                                {"fontcolor", "#FFFFFF"}});
+  auto* colourButton =
+      Make<CZKButton>(window,
+                      "posx=20 posy=20 width=120 height=48 graphics_mode=1 "
+                      "backcolor=#333333 showlabel=yes fontsize=5 fontcolor=#FFFFFF");
   colourButton->SetLabel("PLAY");
-  auto* pictureButton = Make<CZKButton>(window, {{"posx", "160"},
-                                                 {"posy", "20"},
-                                                 {"width", "120"},
-                                                 {"height", "48"},
-                                                 {"overx", "160"},
-                                                 {"overy", "300"},
-                                                 {"downx", "300"},
-                                                 {"downy", "300"}});
-  auto* switchButton = Make<CZKButton>(window, {{"posx", "20"},
-                                                {"posy", "180"},
-                                                {"width", "120"},
-                                                {"height", "48"},
-                                                {"graphics_mode", "1"},
-                                                {"isswitch", "yes"},
-                                                {"backcolorsel", "#FF583F"}});
+  auto* pictureButton = Make<CZKButton>(window,
+                                        "posx=160 posy=20 width=120 height=48 "
+                                        "overx=160 overy=300 downx=300 downy=300");
+  auto* switchButton = Make<CZKButton>(window,
+                                       "posx=20 posy=180 width=120 height=48 graphics_mode=1 "
+                                       "isswitch=yes backcolorsel=#FF583F");
   switchButton->SetSwitched(true);
-  auto* colourFader = Make<CZKSlider>(window, {{"posx", "320"},
-                                               {"posy", "20"},
-                                               {"width", "40"},
-                                               {"height", "220"},
-                                               {"graphics_mode", "1"}});
-  auto* pictureFader = Make<CZKSlider>(window, {{"posx", "380"},
-                                                {"posy", "20"},
-                                                {"width", "40"},
-                                                {"height", "220"},
-                                                {"cursorupx", "460"},
-                                                {"cursorupy", "300"}});
-  auto* colourKnob = Make<CZKSlider>(window, {{"posx", "440"},
-                                              {"posy", "20"},
-                                              {"size", "48"},
-                                              {"graphics_mode", "1"},
-                                              {"linewidth", "3"}});
-  auto* pictureKnob = Make<CZKSlider>(
-      window, {{"posx", "500"}, {"posy", "20"}, {"size", "48"}, {"positions", "5"}});
-  auto* colourText = Make<CZKStaticText>(window, {{"posx", "20"},
-                                                  {"posy", "100"},
-                                                  {"width", "120"},
-                                                  {"height", "24"},
-                                                  {"graphics_mode", "1"},
-                                                  {"backcolor", "#101060"},
-                                                  {"fontcolor", "#FFFF00"},
-                                                  {"fontname", "arial"},
-                                                  {"fontsize", "4"},
-                                                  {"fontalign", "center"}});
+  auto* colourFader =
+      Make<CZKSlider>(window, "posx=320 posy=20 width=40 height=220 graphics_mode=1");
+  auto* pictureFader =
+      Make<CZKSlider>(window, "posx=380 posy=20 width=40 height=220 cursorupx=460 cursorupy=300");
+  auto* colourKnob =
+      Make<CZKSlider>(window, "posx=440 posy=20 size=48 graphics_mode=1 linewidth=3");
+  auto* pictureKnob = Make<CZKSlider>(window, "posx=500 posy=20 size=48 positions=5");
+  auto* colourText = Make<CZKStaticText>(window,
+                                         "posx=20 posy=100 width=120 height=24 "
+                                         "graphics_mode=1 backcolor=#101060 fontcolor=#FFFF00 "
+                                         "fontname=arial fontsize=4 fontalign=center");
   colourText->SetText("DECK A");
-  auto* clearText = Make<CZKStaticText>(window, {{"posx", "20"},
-                                                 {"posy", "140"},
-                                                 {"width", "120"},
-                                                 {"height", "24"},
-                                                 {"transparent", "yes"},
-                                                 {"fontsize", "4"},
-                                                 {"fontcolor", "#FFFFFF"}});
+  auto* clearText = Make<CZKStaticText>(window,
+                                        "posx=20 posy=140 width=120 height=24 "
+                                        "transparent=yes fontsize=4 fontcolor=#FFFFFF");
   clearText->SetText("12:45PM");
   for (CZKSlider* slider : {colourFader, pictureFader, colourKnob, pictureKnob})
     slider->SetRange(0, 100);
