@@ -68,7 +68,7 @@ void RunCloseRoutine() {
   // controls let go of them first.
   DisconnectControlsFromEngine();
   CloseAudio(true);
-  DeleteRecorder();
+  DeleteAudioExtras();
   DebugLog("close 4: analysis and audio output stopped");
   const int chains = SaveMixerEffectChains(program.mixerRig, program.folders.settings);
   DebugLog("close 5: %d effect chains saved", chains);

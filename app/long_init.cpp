@@ -112,8 +112,8 @@ void CreateAudioObjects() {
 
 void WireTheMixer() {
   Program& program = TheProgram();
-  // The preview player and the eight samplers are added when they exist.
-  WireMixer(program.mixerRig, nullptr, nullptr, 0);
+  // With the preview player and the eight sampler slots.
+  WireMixerWithExtras(program.mixerRig);
   TheAudioRenderer().mix = program.mixerRig.mixer.get();
   TheAudioRenderer().limiter = program.mixerRig.limiter.get();
   ConnectControlsToEngine(program);
@@ -218,7 +218,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   LoadDatabaseAndQuietScreenSaver();  // 7
   WireControls();                     // 8
   CreateAudioObjects();               // 9
-  CreateRecorder();                   // 9
+  CreateAudioExtras();                // 9
   WireTheMixer();                     // 10
   // 11 effect ranges to the control tables
   EnumerateOutputDevices();  // 12

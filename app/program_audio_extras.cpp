@@ -12,12 +12,49 @@
 #include "control/language.h"
 #include "devices/recorder.h"
 #include "engine/audio_render.h"
+#include "engine/mixer.h"
+#include "engine/mixer_setup.h"
+#include "engine/preview_player.h"
+#include "engine/sampler_set.h"
+#include "library/song_database.h"
 
 namespace vantaro {
 namespace {
 
-std::unique_ptr<CRecorder> recorder;
-std::string commandLineRecording;  // --record PATH
+// The deck-side players warn this long before their end (2 s).
+constexpr int kDeckPreviewWarnFrames = 88200;
+
+struct AudioExtras {
+  std::unique_ptr<CRecorder> recorder;
+  std::unique_ptr<CSamplerSet> samplers;
+  std::unique_ptr<CZKPreviewPlayer> preview[3];
+  std::string commandLineRecording;  // --record PATH
+};
+
+AudioExtras& Extras() {
+  static AudioExtras extras;
+  return extras;
+}
+
+std::string SamplerFilePath() {
+  return TheProgram().folders.settings + kSamplerFileName;
+}
+
+// A sample's saved loop, from the song database (the first loop slot).
+bool SavedLoop(const std::string& path, std::int32_t& in, std::int32_t& out) {
+  TZKSongRecord record;
+  if (!FindSong(MakeSongKey(path), record)) return false;
+  in = record.loop_in[0];
+  out = record.loop_out[0];
+  return in > 0 && out > 0;
+}
+
+// The mixer inputs of the slots: the inputs of role "other", in order.
+int SlotInput(const CMixer& mixer, int slot) {
+  for (int input = 0, seen = 0; input < mixer.InputCount(); ++input)
+    if (mixer.GetInputRole(input) == kInputOther && seen++ == slot) return input;
+  return -1;
+}
 
 void TellRecordingFailed() {
   // Queued: at start-up the window is not up yet.
@@ -30,7 +67,7 @@ void TakeRecordOption(int& argc, char** argv) {
   int kept = 1;
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--record") == 0 && i + 1 < argc) {
-      commandLineRecording = argv[++i];
+      Extras().commandLineRecording = argv[++i];
       continue;
     }
     argv[kept++] = argv[i];
@@ -39,35 +76,82 @@ void TakeRecordOption(int& argc, char** argv) {
   argv[argc] = nullptr;
 }
 
-void CreateRecorder() {
+void CreateAudioExtras() {
+  AudioExtras& x = Extras();
   const std::string marker = TheProgram().folders.settings + kRecordingMarkerName;
   RepairUnfinishedRecording(marker);
-  recorder = std::make_unique<CRecorder>(std::make_unique<CEncoderLame>(), marker);
-  TheAudioRenderer().recorder = recorder.get();
-  DebugLog("init 9: recorder ready, mp3 %s",
-           recorder->IsMp3Available() ? "available" : "not available");
+  x.recorder = std::make_unique<CRecorder>(std::make_unique<CEncoderLame>(), marker);
+  TheAudioRenderer().recorder = x.recorder.get();
+  x.preview[0] = std::make_unique<CZKPreviewPlayer>(-1, false);
+  for (int deck = 0; deck < 2; ++deck)
+    x.preview[deck + 1] = std::make_unique<CZKPreviewPlayer>(deck, true, kDeckPreviewWarnFrames);
+  x.samplers = std::make_unique<CSamplerSet>();
+  DebugLog("init 9: recorder (mp3 %s), preview players and samplers created",
+           x.recorder->IsMp3Available() ? "available" : "not available");
+}
+
+bool WireMixerWithExtras(MixerRig& rig) {
+  AudioExtras& x = Extras();
+  const bool wired =
+      WireMixer(rig, x.preview[0].get(), x.samplers ? x.samplers->Sources() : nullptr,
+                x.samplers ? kSamplerSlots : 0);
+  if (!x.samplers || !rig.mixer) return wired;
+  const SamplerFileStatus status = x.samplers->Load(SamplerFilePath(), &SavedLoop);
+  for (int slot = 0; slot < kSamplerSlots; ++slot) {
+    const int input = SlotInput(*rig.mixer, slot);
+    if (input >= 0 && status == SamplerFileStatus::kRead && x.samplers->Entry(slot).used)
+      rig.mixer->SetFader(input, x.samplers->Volume(slot));
+  }
+  return wired;
 }
 
 void StartCommandLineRecording() {
-  if (commandLineRecording.empty() || !recorder) return;
-  if (!recorder->StartRecording(commandLineRecording)) TellRecordingFailed();
+  AudioExtras& x = Extras();
+  if (x.commandLineRecording.empty() || !x.recorder) return;
+  if (!x.recorder->StartRecording(x.commandLineRecording)) TellRecordingFailed();
 }
 
-void CheckRecorder() {
-  if (!TheAudioRenderer().recorderFailed.exchange(false)) return;
-  if (recorder) recorder->StopRecording();
-  ShowMessage(wxString::FromUTF8(Text(txt_not_enough_disk_space_rec)));
+void RunAudioExtrasTick() {
+  AudioExtras& x = Extras();
+  if (TheAudioRenderer().recorderFailed.exchange(false)) {
+    if (x.recorder) x.recorder->StopRecording();
+    ShowMessage(wxString::FromUTF8(Text(txt_not_enough_disk_space_rec)));
+  }
+  // The mixer's preview closes its file at the end; the deck-side players'
+  // bits are for their owner.
+  if (x.preview[0] && (x.preview[0]->TakeEventBits() & CZKPreviewPlayer::kEventEnded)) {
+    DebugLog("preview: %s ended", x.preview[0]->FilePath().c_str());
+    x.preview[0]->Close();
+  }
 }
 
-void DeleteRecorder() {
-  // Audio is closed: no block can still see the hook.
+void DeleteAudioExtras() {
+  AudioExtras& x = Extras();
+  // Audio is closed: no block can still see the hook or the inputs.
   TheAudioRenderer().recorder = nullptr;
-  if (recorder) recorder->StopRecording();
-  recorder.reset();
+  if (x.recorder) x.recorder->StopRecording();
+  x.recorder.reset();
+  if (x.samplers) {
+    if (CMixer* mixer = TheProgram().mixerRig.mixer.get())
+      for (int slot = 0; slot < kSamplerSlots; ++slot)
+        if (const int input = SlotInput(*mixer, slot); input >= 0)
+          x.samplers->SetVolume(slot, mixer->GetFader(input));
+    x.samplers->Save(SamplerFilePath());
+  }
+  for (auto& player : x.preview) player.reset();
+  x.samplers.reset();
 }
 
 CRecorder* TheRecorder() {
-  return recorder.get();
+  return Extras().recorder.get();
+}
+
+CSamplerSet* TheSamplers() {
+  return Extras().samplers.get();
+}
+
+CZKPreviewPlayer* ThePreview(int which) {
+  return which >= 0 && which < 3 ? Extras().preview[which].get() : nullptr;
 }
 
 }  // namespace vantaro

@@ -34,7 +34,7 @@ class ProgramTickSteps : public ScreenTickSteps {
       program_.queuedStatusText.clear();
     }
     // A background skin change finishes here once skins load.
-    CheckRecorder();
+    RunAudioExtrasTick();
   }
 
   bool DeckPlaying(int deck) override {

@@ -1,6 +1,7 @@
 // `vantaro --record PATH` as an unattended set runs: the real program under
 // Xvfb playing into the JACK dummy server, recording the master from the
-// moment audio opens until it closes, or until it is killed.
+// moment audio opens until it closes, or until it is killed. The sampler
+// file goes through the same starts and closes.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -48,6 +49,14 @@ double DecodedSeconds(const std::string& path) {
 TEST(RecordingProgram, RecordsTheSetUntilCloseOrKillAndRepairsAKilledFileAtTheNextStart) {
   XvfbServer x(1280, 800);
   TempDir home;
+  // The sampler file rides along: read at start, written at close, a slot
+  // whose sample is gone kept.
+  const std::string settings = home.Path() + "/Vantaro/Settings/";
+  ASSERT_EQ(test::RunCommand("mkdir -p '" + settings + "'"), 0);
+  test::WriteFile(
+      settings + "sampler.xml",
+      "<sampler version=\"100\"><sample index=\"5\" file=\"/gone/horn.wav\" beats=\"4\" "
+      "autosync=\"1\" loop=\"0\" pitch=\"-120\" volume=\"99\" /></sampler>\n");
   struct Run {
     const char* file;
     int signal;  // how the run ends
@@ -74,6 +83,11 @@ TEST(RecordingProgram, RecordsTheSetUntilCloseOrKillAndRepairsAKilledFileAtTheNe
     EXPECT_EQ(status, 0) << app.Output();
     EXPECT_NE(app.Output().find("recording: stopped " + path), std::string::npos);
     EXPECT_GT(DecodedSeconds(path), 1.5);
+    EXPECT_NE(test::ReadFile(settings + "sampler.xml")
+                  .find("<sample index=\"5\" file=\"/gone/horn.wav\" beats=\"4\" autosync=\"1\" "
+                        "loop=\"0\" pitch=\"-120\" volume=\"99\" />"),
+              std::string::npos)
+        << test::ReadFile(settings + "sampler.xml");
     if (std::string(run.file) == "set.mp3") {
       EXPECT_NE(app.Output().find("recording: unfinished recording " + home.File("killed.wav")),
                 std::string::npos)
