@@ -1,6 +1,7 @@
 #include "app/program_audio_extras.h"
 
 #include <wx/app.h>
+#include <wx/filedlg.h>
 
 #include <cstring>
 #include <memory>
@@ -9,6 +10,7 @@
 #include "app/program.h"
 #include "base/debug_log.h"
 #include "codecs/encoder_lame.h"
+#include "control/control_handlers.h"
 #include "control/language.h"
 #include "devices/recorder.h"
 #include "engine/audio_render.h"
@@ -17,6 +19,7 @@
 #include "engine/preview_player.h"
 #include "engine/sampler_set.h"
 #include "library/song_database.h"
+#include "skin/main_window.h"
 
 namespace vantaro {
 namespace {
@@ -61,6 +64,28 @@ void TellRecordingFailed() {
   wxTheApp->CallAfter([] { ShowMessage(wxString::FromUTF8(Text(txt_not_enough_disk_space_rec))); });
 }
 
+// The record button: stops a recording, or asks for a file and starts one.
+void ToggleRecording() {
+  CRecorder* recorder = Extras().recorder.get();
+  if (!recorder) return;
+  if (recorder->IsRecording()) {
+    recorder->StopRecording();
+    return;
+  }
+  const char* types = recorder->IsMp3Available()
+                          ? "MPEG 1 Layer 3 (*.mp3)|*.mp3|Windows PCM (*.wav)|*.wav"
+                          : "Windows PCM (*.wav)|*.wav";
+  wxFileDialog dialog(TheProgram().mainWindow, wxString::FromUTF8(Text(txt_saverec_title)), "", "",
+                      types, wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
+  if (dialog.ShowModal() != wxID_OK) return;
+  if (!recorder->StartRecording(dialog.GetPath().utf8_string()))
+    ShowMessage(wxString::FromUTF8(Text(txt_not_enough_disk_space_rec)));
+}
+
+bool IsRecording() {
+  return Extras().recorder && Extras().recorder->IsRecording();
+}
+
 }  // namespace
 
 void TakeRecordOption(int& argc, char** argv) {
@@ -86,6 +111,8 @@ void CreateAudioExtras() {
   for (int deck = 0; deck < 2; ++deck)
     x.preview[deck + 1] = std::make_unique<CZKPreviewPlayer>(deck, true, kDeckPreviewWarnFrames);
   x.samplers = std::make_unique<CSamplerSet>();
+  TheControlEngine().toggleRecording = &ToggleRecording;
+  TheControlEngine().isRecording = &IsRecording;
   DebugLog("init 9: recorder (mp3 %s), preview players and samplers created",
            x.recorder->IsMp3Available() ? "available" : "not available");
 }

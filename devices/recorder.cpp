@@ -106,6 +106,7 @@ void CRecorder::PushConverted(const float* buffer, int frames) {
 }
 
 void CRecorder::Drain() {
+  std::lock_guard<std::mutex> lock(drainMutex_);
   if (!codec_) return;
   if (drainHook_) drainHook_();
   ReportLoss();
@@ -146,6 +147,7 @@ void CRecorder::StopRecording() {
   writer_->Stop();
   writer_.reset();
   Drain();  // the tail, up to the last block rendered
+  std::lock_guard<std::mutex> lock(drainMutex_);
   ReportLoss();
   codec_->Close();
   codec_ = nullptr;

@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "base/byte_ring.h"
@@ -58,7 +59,8 @@ class CRecorder : public BlockRecorder {
   // Audio thread. 1 while no recording runs, 0 once a write has failed,
   // `frames` otherwise.
   int WriteBlock(const float* buffer, int frames) override;
-  // Writer thread: writes what the ring holds.
+  // Writes what the ring holds. The writer thread's routine; any other
+  // thread but the audio thread may call it too (one at a time).
   void Drain();
   // Writes the rest of the ring, closes the file. Nothing recorded is left
   // out. Idempotent.
@@ -109,7 +111,8 @@ class CRecorder : public BlockRecorder {
   std::atomic<bool> writeFailed_{false};
   std::atomic<std::int64_t> lostFrames_{0};
   std::atomic<std::int64_t> framesWritten_{0};
-  std::int64_t lostReported_ = 0;  // writer thread
+  std::mutex drainMutex_;          // one drain at a time
+  std::int64_t lostReported_ = 0;  // under drainMutex_
 };
 
 // At start: when `markerPath` names an unfinished recording, mends its WAV
