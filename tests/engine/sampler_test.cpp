@@ -55,6 +55,11 @@ TEST_F(SamplerTest, LengthsEndsAndDirectionsOfASlot) {
   EXPECT_EQ(slot.LoadSample(dir.File("absent.wav")), 0);
   ASSERT_EQ(slot.LoadSample(Song(test::MakeSignal(CSamplerPlayer::kMaxFrames, test::Ramp))), 1);
   EXPECT_EQ(slot.GetLength(), CSamplerPlayer::kMaxFrames);
+  // A tail shorter than the decoder's smallest read still arrives.
+  ASSERT_EQ(slot.LoadSample(Song(test::MakeSignal(44100 + 100, test::Ramp))), 1);
+  slot.Play(1);
+  const std::vector<float> tail = RenderSlot(slot, 44100 + 100);
+  EXPECT_FLOAT_EQ(tail[44198 * 2] * 32768, 44199 % 32000);
 
   // 1000 frames whose left value is the frame number: a one-shot plays
   // frames 1..999 at 1/32768, then silence; the end is told once.
