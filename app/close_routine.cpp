@@ -4,6 +4,7 @@
 
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_audio_extras.h"
 #include "app/program_controls.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
@@ -67,6 +68,7 @@ void RunCloseRoutine() {
   // controls let go of them first.
   DisconnectControlsFromEngine();
   CloseAudio(true);
+  DeleteAudioExtras();
   DebugLog("close 4: analysis and audio output stopped");
   const int chains = SaveMixerEffectChains(program.mixerRig, program.folders.settings);
   DebugLog("close 5: %d effect chains saved", chains);

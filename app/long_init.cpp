@@ -14,6 +14,7 @@
 #include "app/memory_sizing.h"
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_audio_extras.h"
 #include "app/program_controls.h"
 #include "app/program_skin.h"
 #include "app/screen_saver.h"
@@ -111,8 +112,8 @@ void CreateAudioObjects() {
 
 void WireTheMixer() {
   Program& program = TheProgram();
-  // The preview player and the eight samplers are added when they exist.
-  WireMixer(program.mixerRig, nullptr, nullptr, 0);
+  // With the preview player and the eight sampler slots.
+  WireMixerWithExtras(program.mixerRig);
   TheAudioRenderer().mix = program.mixerRig.mixer.get();
   TheAudioRenderer().limiter = program.mixerRig.limiter.get();
   ConnectControlsToEngine(program);
@@ -217,12 +218,15 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   LoadDatabaseAndQuietScreenSaver();  // 7
   WireControls();                     // 8
   CreateAudioObjects();               // 9
+  CreateAudioExtras();                // 9
   WireTheMixer();                     // 10
   // 11 effect ranges to the control tables
   EnumerateOutputDevices();  // 12
   ReadSettings();            // 13, 14 (shortcut files: none yet)
   ScanProgramSkins();        // 15
   OpenAudioOutput();         // 16 (controllers, analysis driver: none yet)
+  // --record PATH starts here, once audio is open.
+  StartCommandLineRecording();
   // 17 work queues
   LoadStartupSkin(mainWindow);     // 18
   LoadEffectChains();              // 19

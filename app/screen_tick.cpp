@@ -5,6 +5,7 @@
 
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_audio_extras.h"
 #include "app/program_controls.h"
 #include "base/debug_log.h"
 #include "control/language.h"
@@ -32,10 +33,8 @@ class ProgramTickSteps : public ScreenTickSteps {
       program_.readings.statusText = std::move(program_.queuedStatusText);
       program_.queuedStatusText.clear();
     }
-    // A background skin change finishes here once skins load. The recorder
-    // stops here once it exists; until then the failure is only reported.
-    if (TheAudioRenderer().recorderFailed.exchange(false))
-      ShowMessage(wxString::FromUTF8(Text(txt_not_enough_disk_space_rec)));
+    // A background skin change finishes here once skins load.
+    RunAudioExtrasTick();
   }
 
   bool DeckPlaying(int deck) override {

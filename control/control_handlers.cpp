@@ -236,6 +236,16 @@ bool ReadTalkover(int, int* value) {
   return Mixer();
 }
 
+void Recording(int, int, int) {
+  if (auto toggle = TheControlEngine().toggleRecording) toggle();
+  Reflect(FindControlAction("recording"), -1);
+}
+bool ReadRecording(int, int* value) {
+  auto recording = TheControlEngine().isRecording;
+  if (recording) *value = recording() ? 1 : 0;
+  return recording != nullptr;
+}
+
 void Learn(int, int, int) {
   SetLearnMode(!LearnModeOn());
   Reflect(Actions().learn, -1);
@@ -299,6 +309,7 @@ const std::vector<const ControlBinding*>& BindingsById() {
       {"cue_pfl_mix", Slide(CueMix, MixerRange)},
       {"talkover", Press(Talkover, ReadTalkover)},
       {"learn", Press(Learn, ReadLearn)},
+      {"recording", Press(Recording, ReadRecording)},
   };
   // The cue, loop and beat buttons (deck_mark_handlers.cpp).
   static const std::vector<NamedBinding> marks = [] {

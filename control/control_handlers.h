@@ -27,6 +27,10 @@ struct ControlEngine {
   CSoundSource* decks[2] = {};
   CMixer* mixer = nullptr;
   CZKMixerChannel* deckChannels[2] = {};
+  // The record button: starts (the program asks for a file) or stops a
+  // recording. Null until the recorder exists.
+  void (*toggleRecording)() = nullptr;
+  bool (*isRecording)() = nullptr;
 };
 ControlEngine& TheControlEngine();
 
