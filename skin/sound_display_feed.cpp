@@ -1,6 +1,5 @@
 #include "skin/sound_display_feed.h"
 
-#include <algorithm>
 #include <mutex>
 
 #include "control/control_handlers.h"
@@ -35,21 +34,14 @@ class DeckWaveFeed : public WaveFeed {
   }
 
   void CopyStripes(StripeSpan span, StripeWindow& window) override {
-    window.first = span.from;
-    window.values.clear();
-    window.arraySize = 0;
     CSoundSource* deck = Deck();
-    if (!deck || !deck->IsSongLoaded()) return;
+    if (!deck || !deck->IsSongLoaded()) {
+      CopyStripeRange({}, 0, span, window);
+      return;
+    }
     std::lock_guard lock(deck->StripeLock());
-    const std::vector<float>& stripes = deck->Stripes(0);
     // The array holds one value past the track's stripes.
-    const auto size = static_cast<std::int64_t>(std::min<std::size_t>(
-        stripes.size(), static_cast<std::size_t>(std::max(deck->StripeCount(), 0))));
-    window.arraySize = size;
-    const std::int64_t from = std::clamp<std::int64_t>(span.from, 0, size);
-    const std::int64_t to = std::clamp<std::int64_t>(span.to, from, size);
-    window.first = from;
-    window.values.assign(stripes.begin() + from, stripes.begin() + to);
+    CopyStripeRange(deck->Stripes(0), deck->StripeCount(), span, window);
   }
 
   void BeginScratch() override {

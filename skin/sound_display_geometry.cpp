@@ -74,6 +74,15 @@ StripeReading ReadStripe(float value) {
   return reading;
 }
 
+void CopyStripeRange(const std::vector<float>& stripes, std::int64_t size, StripeSpan span,
+                     StripeWindow& window) {
+  size = std::clamp<std::int64_t>(size, 0, static_cast<std::int64_t>(stripes.size()));
+  window.arraySize = size;
+  window.first = std::clamp<std::int64_t>(span.from, 0, size);
+  const std::int64_t to = std::clamp<std::int64_t>(span.to, window.first, size);
+  window.values.assign(stripes.begin() + window.first, stripes.begin() + to);
+}
+
 StripeSpan NeededStripes(const WaveGrid& grid, std::int64_t origin, int count) {
   return {grid.Span(origin - 1).from, grid.Span(origin + std::max(count, 1) - 1).to};
 }

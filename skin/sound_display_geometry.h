@@ -96,6 +96,10 @@ struct StripeWindow {
   std::vector<float> values;
   std::int64_t arraySize = 0;  // the track's stripe count; 0 with no track
 };
+// Copies the part of `span` that lies in the first `size` stripes of
+// `stripes` into `window` (the caller holds the stripe lock).
+void CopyStripeRange(const std::vector<float>& stripes, std::int64_t size, StripeSpan span,
+                     StripeWindow& window);
 // Stripes needed by columns [origin, origin + count).
 StripeSpan NeededStripes(const WaveGrid& grid, std::int64_t origin, int count);
 
