@@ -17,7 +17,9 @@
 #include <utility>
 #include <vector>
 
+#include "control/control_handlers.h"
 #include "skin/attribute_list.h"
+#include "tests/engine/marked_song.h"
 #include "tests/skin/skin_test_env.h"
 
 namespace vantaro {
@@ -56,6 +58,24 @@ class FakeFeed : public WaveFeed {
   void Seek(double frame) override { seekTo = frame; }
 };
 
+// A display with the test's colours and no cursor, text or zoom signs
+// unless `extra` asks; `cursor` -1 leaves it in the middle. Without a feed
+// it reads deck 0 of the control handlers.
+CZKSoundDisplay* MakeDisplay(wxWindow* parent, WaveFeed* feed, int width, int height, int zoom,
+                             int cursor, std::pair<const char*, const char*> extra = {"", ""}) {
+  auto* display = new CZKSoundDisplay(parent, 1, 0);
+  if (feed) display->UseFeed(std::unique_ptr<WaveFeed>(feed));
+  ZKAttributeList attributes;
+  attributes.SetInt("width", width);
+  attributes.SetInt("height", height);
+  if (cursor >= 0) attributes.SetInt("cursorpos", cursor);
+  for (const auto& [name, value] : kLook) attributes.SetText(name, value);
+  attributes.SetText(extra.first, extra.second);
+  display->ApplySkinAttributes(attributes);
+  display->SetZoomIndex(zoom);
+  return display;
+}
+
 class SoundDisplayTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -64,21 +84,9 @@ class SoundDisplayTest : public ::testing::Test {
   }
   void TearDown() override { frame_->Destroy(); }  // and the displays on it
 
-  // A display with the test's colours and no cursor, text or zoom signs
-  // unless `extra` asks; `cursor` -1 leaves it in the middle.
   CZKSoundDisplay* Make(FakeFeed* feed, int width, int height, int zoom, int cursor,
                         std::pair<const char*, const char*> extra = {"", ""}) {
-    auto* display = new CZKSoundDisplay(frame_, 1, 0);
-    display->UseFeed(std::unique_ptr<WaveFeed>(feed));
-    ZKAttributeList attributes;
-    attributes.SetInt("width", width);
-    attributes.SetInt("height", height);
-    if (cursor >= 0) attributes.SetInt("cursorpos", cursor);
-    for (const auto& [name, value] : kLook) attributes.SetText(name, value);
-    attributes.SetText(extra.first, extra.second);
-    display->ApplySkinAttributes(attributes);
-    display->SetZoomIndex(zoom);
-    return display;
+    return MakeDisplay(frame_, feed, width, height, zoom, cursor, extra);
   }
 
   wxFrame* frame_ = nullptr;
@@ -104,6 +112,7 @@ std::vector<int> Along(const wxImage& image, bool vertical, int across, const wx
 void ExpectOneLineEach(const std::vector<int>& lines, const std::vector<double>& places,
                        int length) {
   const auto near = [](double a, double b) { return std::abs(a - b) <= 1.0; };
+  EXPECT_FALSE(lines.empty());
   for (double place : places) {
     if (place < 3 || place > length - 3) continue;
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [&](int l) { return near(l, place); }), 1)
@@ -116,25 +125,35 @@ void ExpectOneLineEach(const std::vector<int>& lines, const std::vector<double>&
   }
 }
 
-TEST_F(SoundDisplayTest, BeatsAndCueFallOnTheirColumnsInBothDirections) {
-  // Zooms where beats 24 stripes apart are 2 pixels or more apart.
-  const std::tuple<int, int, int> cases[] = {{400, 60, 0}, {400, 60, 2}, {400, 60, 4},
-                                             {400, 60, 8}, {60, 300, 1}, {60, 300, 6}};
-  for (const auto& [width, height, zoom] : cases) {
-    auto* feed = new FakeFeed(20000, 24, 61234.5);
-    feed->state.cue = 61200;  // between two beats
-    CZKSoundDisplay* display = Make(feed, width, height, zoom, 100);
-    const wxImage image = display->Snapshot();
+// A deck loaded with a stored song of 120 BPM, its beat marks at every
+// 22050 frames, read by the program's own feed.
+class WaveOnDeckTest : public test::MarkedSongTest {};
+
+TEST_F(WaveOnDeckTest, BeatsAndCueFallOnTheirColumnsInBothDirections) {
+  ASSERT_TRUE(LoadOn(deck, Write({.bpm = 120, .seconds = 30}, "beats.wav")));
+  const double position = 10 * 44100 + 1234.5, cue = position + 11025;  // between two beats
+  At(position, false);
+  deck.SetCuePoint(static_cast<std::int32_t>(cue));
+  TheControlEngine().decks[0] = &deck;
+  auto* frame = new wxFrame(nullptr, wxID_ANY, "deck", wxPoint(0, 0), wxSize(640, 480));
+  frame->Show();
+  // Every zoom, each direction; at 0.5 stripes a column a mark spans two
+  // columns and is drawn once.
+  for (int zoom = 0; zoom < kWaveZoomCount; ++zoom) {
+    const int width = zoom % 2 ? 60 : 400, height = zoom % 2 ? 300 : 60;
+    const wxImage image = MakeDisplay(frame, nullptr, width, height, zoom, 100)->Snapshot();
     // The cursor's column plus the distance in columns.
-    const auto place = [zoom](double frame) {
-      return 100 + (frame - 61234.5) / (kWaveZoomSteps[zoom] * kFramesPerStripe);
+    const auto place = [&](double at) {
+      return 100 + (at - position) / (kWaveZoomSteps[zoom] * kFramesPerStripe);
     };
     std::vector<double> beats;
-    for (int s = 24; s < 20000; s += 24) beats.push_back(place(s * 100.0));
+    for (int k = 0; k <= 60; ++k) beats.push_back(place(k * 22050.0));
     const bool vertical = height > width;
     ExpectOneLineEach(Along(image, vertical, 3, kBeat), beats, std::max(width, height));
-    ExpectOneLineEach(Along(image, vertical, 3, kCue), {place(61200)}, std::max(width, height));
+    ExpectOneLineEach(Along(image, vertical, 3, kCue), {place(cue)}, std::max(width, height));
   }
+  TheControlEngine().decks[0] = nullptr;
+  frame->Destroy();
 }
 
 TEST_F(SoundDisplayTest, MarksAtTheEdgesAndLoopFeet) {
