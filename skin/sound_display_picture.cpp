@@ -59,7 +59,8 @@ void WavePicture::Shift(std::int64_t by) {
 int WavePicture::Update(std::int64_t origin, const std::vector<WaveColumn>& columns) {
   if (!front_) return 0;
   const int length = axes_.length;
-  if (!valid_ || std::abs(origin - origin_) >= length) {
+  const bool fresh = !valid_ || std::abs(origin - origin_) >= length;
+  if (fresh) {
     front_->Blit(0, 0, axes_.X(length, axes_.thickness), axes_.Y(length, axes_.thickness),
                  backgroundDC_.get(), 0, 0);
     // The background is drawn: an empty column is known already.
@@ -74,7 +75,7 @@ int WavePicture::Update(std::int64_t origin, const std::vector<WaveColumn>& colu
   const int count = std::min(length, static_cast<int>(columns.size()));
   for (int i = 0; i < count; ++i) {
     if (known_[i] && drawn_[i] == columns[i]) continue;
-    DrawColumn(*front_, i, columns[i]);
+    DrawColumn(*front_, i, columns[i], !fresh);
     drawn_[i] = columns[i];
     known_[i] = true;
     ++drawnCount;
@@ -82,10 +83,11 @@ int WavePicture::Update(std::int64_t origin, const std::vector<WaveColumn>& colu
   return drawnCount;
 }
 
-void WavePicture::DrawColumn(wxMemoryDC& dc, int along, const WaveColumn& column) {
+void WavePicture::DrawColumn(wxMemoryDC& dc, int along, const WaveColumn& column, bool clear) {
   const int thickness = axes_.thickness;
-  dc.Blit(axes_.X(along, 0), axes_.Y(along, 0), axes_.X(1, thickness), axes_.Y(1, thickness),
-          backgroundDC_.get(), axes_.X(along, 0), axes_.Y(along, 0));
+  if (clear)
+    dc.Blit(axes_.X(along, 0), axes_.Y(along, 0), axes_.X(1, thickness), axes_.Y(1, thickness),
+            backgroundDC_.get(), axes_.X(along, 0), axes_.Y(along, 0));
   if (column.kind == WaveColumn::kEmpty) return;
   const int peak = column.kind == WaveColumn::kPastEnd ? 0 : column.peak;
   const int from = axes_.Centre() - peak, extent = 2 * peak + 1;

@@ -45,7 +45,8 @@ class WavePicture {
   bool IsOk() const { return front_ != nullptr; }
 
  private:
-  void DrawColumn(wxMemoryDC& dc, int along, const WaveColumn& column);
+  // `clear`: first put the background back under the column.
+  void DrawColumn(wxMemoryDC& dc, int along, const WaveColumn& column, bool clear);
   void Shift(std::int64_t by);
 
   WaveAxes axes_;
