@@ -46,14 +46,18 @@ void WavePicture::Shift(std::int64_t by) {
                axes_.Y(keep, axes_.thickness), front_.get(), axes_.X(from, 0), axes_.Y(from, 0));
   std::swap(front_, spare_);
   std::swap(frontBitmap_, spareBitmap_);
-  std::vector<WaveColumn> moved(length);
-  std::vector<bool> known(length, false);
-  for (int i = 0; i < keep; ++i) {
-    moved[to + i] = drawn_[from + i];
-    known[to + i] = known_[from + i];
-  }
-  drawn_.swap(moved);
-  known_.swap(known);
+  // The same move on the record of what each column shows, in place.
+  const auto move = [&](auto& record, auto stale) {
+    if (by > 0) {
+      std::move(record.begin() + from, record.begin() + from + keep, record.begin());
+      std::fill(record.begin() + keep, record.end(), stale);
+    } else {
+      std::move_backward(record.begin(), record.begin() + keep, record.end());
+      std::fill(record.begin(), record.begin() + to, stale);
+    }
+  };
+  move(drawn_, WaveColumn{});
+  move(known_, false);
 }
 
 int WavePicture::Update(std::int64_t origin, const std::vector<WaveColumn>& columns) {
