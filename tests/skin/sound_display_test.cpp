@@ -180,10 +180,8 @@ TEST_F(SoundDisplayTest, TrackEdgesATornStripeFileAndStripesArriving) {
   // At the track's start with the cursor at 150, the columns before it stay
   // empty; bad stripes draw flat, loud ones clipped, signed ones as levels.
   auto* feed = new FakeFeed(1000, 0, 0);
-  const float torn[] = {kNaN, kInf, -kInf, 1e30f, 93.0f, -55.0f};
-  std::copy(std::begin(torn), std::end(torn), feed->stripes.begin() + 5);
-  feed->stripes[11] = 4.0f;
-  feed->stripes[12] = -0.5f;
+  const float torn[] = {kNaN, kInf, -kInf, 1e30f, 93.0f, -55.0f, 4.0f, -0.5f};
+  std::copy(std::begin(torn), std::end(torn), feed->stripes.begin() + 5);  // stripes 5..12
   CZKSoundDisplay* display = Make(feed, 300, 41, 1, 150);
   wxImage image = display->Snapshot();
   const int centre = 20, half = 18;
@@ -210,8 +208,7 @@ TEST_F(SoundDisplayTest, TrackEdgesATornStripeFileAndStripesArriving) {
   image = display->Snapshot();
   for (int x = 205; x < 300; ++x)
     EXPECT_TRUE(Is(image, x, centre, kData) && Is(image, x, centre - 1, kBack)) << x;
-  // No track: the idle line only.
-  feed->state = WaveDeckState{};
+  feed->state = WaveDeckState{};  // no track: the idle line only
   display->Tick();
   image = display->Snapshot();
   EXPECT_TRUE(Along(image, false, 3, kData).empty());
@@ -275,14 +272,10 @@ TEST_F(SoundDisplayTest, ShiftedPictureEqualsAFreshOneAndCostsOnlyNewColumns) {
 
 TEST_F(SoundDisplayTest, MouseScratchesSeeksAndZooms) {
   // 400 x 60 at 2 stripes (200 frames) a column, the cursor at 200.
-  struct Case {
-    bool playing;
-    std::vector<std::pair<int, int>> path;  // event kind, x
-    int scratches, scratched;
-    double seekTo;
-    int zoom;
-  };
-  const Case cases[] = {
+  // Playing, the path (event kind, x), then what follows: scratches begun
+  // and ended, frames scratched, the seek's target (-1: none), the zoom.
+  using Path = std::vector<std::pair<int, int>>;
+  const std::tuple<bool, Path, int, int, double, int> cases[] = {
       {false, {{mt_DOWN, 250}, {mt_UP, 250}}, 0, 0, 100000 + 50 * 200, 3},  // a click seeks
       {true, {{mt_DOWN, 250}, {mt_UP, 250}}, 0, 0, -1, 3},                  // not while playing
       // A drag: the track follows the hand, from the press on.
@@ -291,15 +284,15 @@ TEST_F(SoundDisplayTest, MouseScratchesSeeksAndZooms) {
       {false, {{mt_DOWN, 400 - 23}}, 0, 0, -1, 4},  // minus: a wider view
       {false, {{mt_DOWN, 400 - 10}}, 0, 0, -1, 2},  // plus: closer
   };
-  for (const Case& c : cases) {
+  for (const auto& [playing, path, scratches, scratched, seekTo, zoom] : cases) {
     auto* feed = new FakeFeed(5000, 0, 100000);
-    feed->state.playing = c.playing;
+    feed->state.playing = playing;
     CZKSoundDisplay* display = Make(feed, 400, 60, 3, -1, {"dontshowzoombuttons", "no"});
-    for (const auto& [kind, x] : c.path)
+    for (const auto& [kind, x] : path)
       display->OnControlEvent(ControlEvent::Mouse(kind, x, x > 370 ? 51 : 20, kButtonLeft, 0));
     EXPECT_EQ(std::tuple(feed->begins, feed->ends, feed->scratched, display->ZoomIndex()),
-              std::tuple(c.scratches, c.scratches, c.scratched, c.zoom));
-    EXPECT_DOUBLE_EQ(feed->seekTo, c.seekTo);
+              std::tuple(scratches, scratches, scratched, zoom));
+    EXPECT_DOUBLE_EQ(feed->seekTo, seekTo);
   }
 }
 
