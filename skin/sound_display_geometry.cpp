@@ -1,6 +1,7 @@
 #include "skin/sound_display_geometry.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 
@@ -80,7 +81,12 @@ void CopyStripeRange(const std::vector<float>& stripes, std::int64_t size, Strip
   window.arraySize = size;
   window.first = std::clamp<std::int64_t>(span.from, 0, size);
   const std::int64_t to = std::clamp<std::int64_t>(span.to, window.first, size);
-  window.values.assign(stripes.begin() + window.first, stripes.begin() + to);
+  // The audio thread may complete a beat mark meanwhile (deck_sync.h): every
+  // value is read as a relaxed atomic, as the deck writes it.
+  window.values.resize(static_cast<std::size_t>(to - window.first));
+  for (std::int64_t s = window.first; s < to; ++s)
+    window.values[s - window.first] =
+        std::atomic_ref<float>(const_cast<float&>(stripes[s])).load(std::memory_order_relaxed);
 }
 
 StripeSpan NeededStripes(const WaveGrid& grid, std::int64_t origin, int count) {

@@ -97,7 +97,8 @@ struct StripeWindow {
   std::int64_t arraySize = 0;  // the track's stripe count; 0 with no track
 };
 // Copies the part of `span` that lies in the first `size` stripes of
-// `stripes` into `window` (the caller holds the stripe lock).
+// `stripes` into `window`. The caller holds the stripe lock; the values are
+// read as relaxed atomics, as the deck's beat marks must be.
 void CopyStripeRange(const std::vector<float>& stripes, std::int64_t size, StripeSpan span,
                      StripeWindow& window);
 // Stripes needed by columns [origin, origin + count).
