@@ -108,7 +108,9 @@ int CZKSoundDisplay::CursorAlong() const {
 }
 
 std::int64_t CZKSoundDisplay::Origin() const {
-  return grid_.ColumnOfFrame(state_.position) - CursorAlong();
+  // A position that is no number (never from a sane deck) shows the start.
+  const double position = std::isfinite(state_.position) ? state_.position : 0.0;
+  return grid_.ColumnOfFrame(position) - CursorAlong();
 }
 
 int CZKSoundDisplay::Tick() {
