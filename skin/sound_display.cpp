@@ -30,6 +30,14 @@ std::vector<CZKSoundDisplay*>& Displays() {
   return displays;
 }
 
+// The deck's state shows the same marks and bar in `a` as in `b`.
+bool SameOverlay(const WaveDeckState& a, const WaveDeckState& b) {
+  return a.loaded == b.loaded && a.cue == b.cue && a.loopIn == b.loopIn && a.loopOut == b.loopOut &&
+         a.loopOpen == b.loopOpen && a.loopClosed == b.loopClosed &&
+         a.hasBeatDifference == b.hasBeatDifference &&
+         BeatDiffMark(a.beatDifference) == BeatDiffMark(b.beatDifference);
+}
+
 }  // namespace
 
 CZKSoundDisplay::CZKSoundDisplay(wxWindow* parent, int controlId, int deck)
@@ -133,11 +141,7 @@ int CZKSoundDisplay::Tick() {
   // Marks, cursor and texts change only with the origin or the state; an
   // idle deck costs no repaint.
   if (composed_ && drawn == 0 && origin == shownOrigin_ && text == shownText_ &&
-      state_.loaded == shownState_.loaded && state_.cue == shownState_.cue &&
-      state_.loopIn == shownState_.loopIn && state_.loopOut == shownState_.loopOut &&
-      state_.loopOpen == shownState_.loopOpen && state_.loopClosed == shownState_.loopClosed &&
-      state_.hasBeatDifference == shownState_.hasBeatDifference &&
-      BeatDiffMark(state_.beatDifference) == BeatDiffMark(shownState_.beatDifference))
+      SameOverlay(state_, shownState_))
     return drawn;
   shownOrigin_ = origin;
   shownText_ = text;
