@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "control/control_action.h"
 #include "skin/attribute_list.h"
 #include "skin/custom_panel.h"
 #include "skin/skin_image.h"
@@ -43,6 +44,12 @@ bool SameOverlay(const WaveDeckState& a, const WaveDeckState& b) {
 CZKSoundDisplay::CZKSoundDisplay(wxWindow* parent, int controlId, int deck)
     : ZKCustomControl(parent, controlId, deck), feed_(MakeDeckWaveFeed(deck)) {
   Displays().push_back(this);
+  // The second view shows the beat up close: one stripe a column.
+  static const int secondView = FindControlAction("sd_deck_alt");
+  if (controlId == secondView) {
+    zoom_ = kCloseWaveZoom;
+    grid_ = WaveGrid(kWaveZoomSteps[zoom_]);
+  }
 }
 
 CZKSoundDisplay::~CZKSoundDisplay() {

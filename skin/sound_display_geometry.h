@@ -27,6 +27,7 @@ inline constexpr int kFramesPerStripe = 100;
 inline constexpr double kWaveZoomSteps[] = {0.5, 1.0, 1.5, 2.0, 3.0, 4.0, 6.0, 8.0, 12.0, 16.0};
 inline constexpr int kWaveZoomCount = sizeof(kWaveZoomSteps) / sizeof(kWaveZoomSteps[0]);
 inline constexpr int kDefaultWaveZoom = 3;  // 2 stripes a column: about 8 s on 400 pixels
+inline constexpr int kCloseWaveZoom = 1;    // 1 stripe a column: the second view's start
 
 // The display's two directions. Horizontal: time runs to the right. Taller
 // than wide: time runs down, so the stripes move up, and every x and y swap.
