@@ -26,13 +26,14 @@ namespace vantaro {
 namespace {
 
 const wxColour kBack(0, 0, 0), kData(0x20, 0x40, 0xC0), kBeat(0xF0, 0xF0, 0x20),
-    kCue(0xE0, 0x20, 0x20), kLoop(0x20, 0xE0, 0x20);
+    kCue(0xE0, 0x20, 0x20), kLoop(0x20, 0xE0, 0x20), kCursor(0xFF, 0xFF, 0xFF);
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 const std::pair<const char*, const char*> kLook[] = {
-    {"graphics_mode", "1"},   {"backcolor", "#000000"},  {"datacolor", "#2040C0"},
-    {"beatcolor", "#F0F020"}, {"cuecolor", "#E02020"},   {"loopcolor", "#20E020"},
-    {"dontshowtext", "yes"},  {"dontshowcursor", "yes"}, {"dontshowzoombuttons", "yes"}};
+    {"graphics_mode", "1"},        {"backcolor", "#000000"}, {"datacolor", "#2040C0"},
+    {"beatcolor", "#F0F020"},      {"cuecolor", "#E02020"},  {"loopcolor", "#20E020"},
+    {"cursorcolor", "#FFFFFF"},    {"dontshowtext", "yes"},  {"dontshowcursor", "yes"},
+    {"dontshowzoombuttons", "yes"}};
 
 // A track of `count` stripes at level 0.3 with a beat every `beatEvery`.
 class FakeFeed : public WaveFeed {
@@ -72,7 +73,7 @@ class SoundDisplayTest : public test::MarkedSongTest {
   // unless `extra` asks; `cursor` -1 leaves it in the middle. Without a
   // feed it reads deck 0 of the control handlers.
   CZKSoundDisplay* Make(WaveFeed* feed, int width, int height, int zoom, int cursor,
-                        std::pair<const char*, const char*> extra = {"", ""}) {
+                        std::initializer_list<std::pair<const char*, const char*>> extra = {}) {
     auto* display = new CZKSoundDisplay(frame_, 1, 0);
     if (feed) display->UseFeed(std::unique_ptr<WaveFeed>(feed));
     ZKAttributeList attributes;
@@ -80,7 +81,7 @@ class SoundDisplayTest : public test::MarkedSongTest {
     attributes.SetInt("height", height);
     if (cursor >= 0) attributes.SetInt("cursorpos", cursor);
     for (const auto& [name, value] : kLook) attributes.SetText(name, value);
-    attributes.SetText(extra.first, extra.second);
+    for (const auto& [name, value] : extra) attributes.SetText(name, value);
     display->ApplySkinAttributes(attributes);
     display->SetZoomIndex(zoom);
     return display;
@@ -133,15 +134,14 @@ TEST_F(SoundDisplayTest, BeatsAndCueOfADeckFallOnTheirColumnsInBothDirections) {
   for (int zoom = 0; zoom < kWaveZoomCount; ++zoom) {
     const int width = zoom % 2 ? 60 : 400, height = zoom % 2 ? 300 : 60;
     const wxImage image = Make(nullptr, width, height, zoom, 100)->Snapshot();
-    // The cursor's column plus the distance in columns.
-    const auto place = [&](double at) {
-      return 100 + (at - position) / (kWaveZoomSteps[zoom] * kFramesPerStripe);
-    };
+    // A mark's place: the cursor's column plus the distance in columns.
+    const double perColumn = kWaveZoomSteps[zoom] * kFramesPerStripe;
     std::vector<double> beats;
-    for (int k = 0; k <= 60; ++k) beats.push_back(place(k * 22050.0));
+    for (int k = 0; k <= 60; ++k) beats.push_back(100 + (k * 22050.0 - position) / perColumn);
     const bool vertical = height > width;
     ExpectOneLineEach(Along(image, vertical, 3, kBeat), beats, std::max(width, height));
-    ExpectOneLineEach(Along(image, vertical, 3, kCue), {place(cue)}, std::max(width, height));
+    ExpectOneLineEach(Along(image, vertical, 3, kCue), {100 + (cue - position) / perColumn},
+                      std::max(width, height));
   }
 }
 
@@ -174,6 +174,16 @@ TEST_F(SoundDisplayTest, MarksAtTheEdgesAndLoopFeet) {
     EXPECT_EQ(Along(image, false, 0, kLoop), withFeet);
     EXPECT_EQ(Along(image, false, 49, kLoop), withFeet);
   }
+  // The beat-difference bar: nine marks 12 pixels apart; the other deck a
+  // quarter beat ahead lights the seventh.
+  auto* feed = new FakeFeed(5000, 0, 40000);
+  feed->state.hasBeatDifference = true;
+  feed->state.beatDifference = 0.25f;
+  const wxImage image = Make(feed, 400, 50, 1, 0,
+                             {{"beatdiffvisible", "yes"}, {"beatdiffx", "10"}, {"beatdiffy", "2"}})
+                            ->Snapshot();
+  EXPECT_EQ(Along(image, false, 4, kCursor), (std::vector<int>{82, 83}));
+  EXPECT_EQ(Along(image, false, 4, kData).size(), 16u);
 }
 
 TEST_F(SoundDisplayTest, TrackEdgesATornStripeFileAndStripesArriving) {
@@ -287,7 +297,7 @@ TEST_F(SoundDisplayTest, MouseScratchesSeeksAndZooms) {
   for (const auto& [playing, path, scratches, scratched, seekTo, zoom] : cases) {
     auto* feed = new FakeFeed(5000, 0, 100000);
     feed->state.playing = playing;
-    CZKSoundDisplay* display = Make(feed, 400, 60, 3, -1, {"dontshowzoombuttons", "no"});
+    CZKSoundDisplay* display = Make(feed, 400, 60, 3, -1, {{"dontshowzoombuttons", "no"}});
     for (const auto& [kind, x] : path)
       display->OnControlEvent(ControlEvent::Mouse(kind, x, x > 370 ? 51 : 20, kButtonLeft, 0));
     EXPECT_EQ(std::tuple(feed->begins, feed->ends, feed->scratched, display->ZoomIndex()),
@@ -297,8 +307,7 @@ TEST_F(SoundDisplayTest, MouseScratchesSeeksAndZooms) {
 }
 
 TEST(WaveGeometry, BeatBarAndTimeText) {
-  const std::pair<float, int> marks[] = {{-0.5f, 0}, {-0.13f, 3}, {0.0f, 4},  {0.13f, 5},
-                                         {0.5f, 8},  {3.0f, 8},   {-3.0f, 0}, {kNaN, 4}};
+  const std::pair<float, int> marks[] = {{-0.5f, 0}, {-0.13f, 3}, {3.0f, 8}, {kNaN, 4}};
   for (const auto& [difference, mark] : marks) EXPECT_EQ(BeatDiffMark(difference), mark);
   const std::tuple<double, bool, std::string> times[] = {
       {44100 * 61.56, false, "1:01.5"}, {44100 * 61.5, true, "-1:01.5"}, {kNaN, true, "-0:00.0"}};
