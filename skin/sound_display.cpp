@@ -229,9 +229,15 @@ void CZKSoundDisplay::DrawZoomSigns(wxDC& dc) {
   const int line = axes_.thickness - kSignLine;
   const int minus = axes_.length - (kMinusFrom + kMinusTo) / 2 - 1;
   const int plus = axes_.length - (kPlusFrom + kPlusTo) / 2 - 1;
-  FillAlong(dc, minus - kSignHalf, line, 2 * kSignHalf + 1, 1, look_.font);
-  FillAlong(dc, plus - kSignHalf, line, 2 * kSignHalf + 1, 1, look_.font);
-  FillAlong(dc, plus, line - kSignHalf, 1, 2 * kSignHalf + 1, look_.font);
+  // The places swap with the direction, the glyphs stay upright: a minus
+  // is level in both views.
+  dc.SetPen(*wxTRANSPARENT_PEN);
+  dc.SetBrush(wxBrush(look_.font));
+  for (const int along : {minus, plus}) {
+    const int x = axes_.X(along, line), y = axes_.Y(along, line);
+    dc.DrawRectangle(x - kSignHalf, y, 2 * kSignHalf + 1, 1);
+    if (along == plus) dc.DrawRectangle(x, y - kSignHalf, 1, 2 * kSignHalf + 1);
+  }
 }
 
 void CZKSoundDisplay::DrawBeatDifference(wxDC& dc) {
