@@ -72,6 +72,10 @@ void CZKSoundDisplay::ApplySkinAttributes(ZKAttributeList& attributes) {
   look_.cursorPos = attributes.Has("cursorpos") ? attributes.GetInt("cursorpos") : -1;
   look_.beatDiffX = attributes.GetInt("beatdiffx");
   look_.beatDiffY = attributes.GetInt("beatdiffy");
+  // The base's default face ("small") is too small for a time read at a
+  // glance: without a font of its own the text takes the standard one.
+  if (!attributes.Has("fontname") && !attributes.Has("fontsize"))
+    font = MakeSkinFont(ResolveSkinFont("", kDefaultFontSizeIndex, ""));
   axes_ = AxesFor(width, height);
   BuildBackground();
   picture_.Reset(axes_, background_, {look_.data, look_.beat});
