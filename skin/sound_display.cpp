@@ -74,7 +74,7 @@ void CZKSoundDisplay::ApplySkinAttributes(ZKAttributeList& attributes) {
   look_.beatDiffY = attributes.GetInt("beatdiffy");
   // The base's default face ("small") is too small for a time read at a
   // glance: without a font of its own the text takes the standard one.
-  if (!attributes.Has("fontname") && !attributes.Has("fontsize"))
+  if (!attributes.Has("fontname") && !attributes.Has("fontsize") && !attributes.Has("fontstyle"))
     font = MakeSkinFont(ResolveSkinFont("", kDefaultFontSizeIndex, ""));
   axes_ = AxesFor(width, height);
   BuildBackground();
