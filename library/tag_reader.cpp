@@ -189,6 +189,7 @@ bool CZKTagReader::Open(const std::string& path, bool wantTags) {
   title_.clear(), artist_.clear(), genre_.clear(), key_.clear(), comment_.clear(), album_.clear();
   track_ = year_ = 0;
   durationMs_ = 0;
+  nameParsed_ = false;
   if (!wantTags) {
     if (EndsWithDollar(path)) mediaType_ = kMediaNoFile;
     ready_ = true;
@@ -200,7 +201,8 @@ bool CZKTagReader::Open(const std::string& path, bool wantTags) {
     if (LowerExtension(path) == "cdg") tagPath.replace(tagPath.size() - 3, 3, "mp3");
     ReadTags(tagPath);
   }
-  if (title_.empty() && artist_.empty()) TitleFromName();
+  nameParsed_ = title_.empty() && artist_.empty();
+  if (nameParsed_) TitleFromName();
   ready_ = true;
   return true;
 }
@@ -236,18 +238,18 @@ void CZKTagReader::ReadTags(const std::string& tagPath) {
     durationMs_ = audio->lengthInMilliseconds();
 }
 
-void CZKTagReader::TitleFromName() {
-  const std::string name = FolderlessStem(path_);
+void SplitFileName(const std::string& path, std::string& artist, std::string& title) {
+  const std::string name = FolderlessStem(path);
   const std::size_t dash = name.find(" - ");
-  if (dash != std::string::npos) {
-    artist_ = name.substr(0, dash);
-    title_ = name.substr(dash + 3);
-  } else if (mediaType_ == kMediaCdTrack) {
-    // CD track names begin with a fixed eight-character mark.
-    title_ = name.size() > 8 ? name.substr(8) : std::string();
-  } else {
-    title_ = name;
-  }
+  artist = dash == std::string::npos ? std::string() : name.substr(0, dash);
+  title = dash == std::string::npos ? name : name.substr(dash + 3);
+}
+
+void CZKTagReader::TitleFromName() {
+  SplitFileName(path_, artist_, title_);
+  // CD track names begin with a fixed eight-character mark.
+  if (artist_.empty() && mediaType_ == kMediaCdTrack)
+    title_ = title_.size() > 8 ? title_.substr(8) : std::string();
 }
 
 bool CZKTagReader::GetField(int field, std::string& text) const {

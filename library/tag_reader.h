@@ -70,6 +70,8 @@ class CZKTagReader {
 
   bool Ready() const { return ready_; }
   int MediaType() const { return mediaType_; }
+  // True when title and artist came from the file name, not from tags.
+  bool NameParsed() const { return nameParsed_; }
   // Length as the file's headers give it, milliseconds; 0 unknown.
   std::int32_t DurationMs() const { return durationMs_; }
 
@@ -78,12 +80,17 @@ class CZKTagReader {
   void TitleFromName();
 
   bool ready_ = false;
+  bool nameParsed_ = false;
   int mediaType_ = kMediaUnknown;
   std::string path_;
   std::string title_, artist_, genre_, key_, comment_, album_;
   unsigned track_ = 0, year_ = 0;
   std::int32_t durationMs_ = 0;
 };
+
+// Artist and title from a file name "Artist - Title.ext"; without " - ",
+// an empty artist and the whole name without extension as title.
+void SplitFileName(const std::string& path, std::string& artist, std::string& title);
 
 // Cuts every ", AG# " and "CRC : " mark with the 14 bytes from its start
 // (data other programs leave in comments).
