@@ -15,6 +15,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_controls.h"
+#include "app/program_lists.h"
 #include "app/program_skin.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
@@ -225,6 +226,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   OpenAudioOutput();         // 16 (controllers, analysis driver: none yet)
   // 17 work queues
   LoadStartupSkin(mainWindow);     // 18
+  LoadProgramLists();              // 18: lists, after the skin
   LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21

@@ -36,6 +36,13 @@ void AppendInt(std::string& out, std::string_view name, long long value) {
   out.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr).append("\" ");
 }
 
+// A list's name is its file's name: one component, short enough for any
+// Linux file system with ".vtl" after it.
+bool UsableListName(const std::string& name) {
+  return !name.empty() && name.size() + 4 <= 255 && name.find('/') == std::string::npos &&
+         name.find('\0') == std::string::npos && name != "." && name != "..";
+}
+
 std::string Stem(const std::string& name) {
   const std::size_t dot = name.rfind('.');
   return dot == std::string::npos ? name : name.substr(0, dot);
@@ -126,8 +133,8 @@ ListSlot* CZKListSet::AddSlot(const std::string& name, int type) {
 }
 
 ListSlot* CZKListSet::AddUserList(const std::string& name, const std::string& base) {
-  // A name is a file name in Playlists: no folders, no hidden files.
-  const bool usable = !name.empty() && name.find('/') == std::string::npos && name[0] != '.';
+  // Hidden files in Playlists are not lists.
+  const bool usable = UsableListName(name) && name[0] != '.';
   if (usable && Find(name, kListUser) < 0) return AddSlot(name, kListUser);
   for (int n = 1;; ++n) {
     const std::string candidate = base + std::to_string(n);
@@ -210,8 +217,8 @@ void CZKListSet::ReadIndex() {
     } else if (rooted && reader.Name() == "list" && Count() < kMaxLists) {
       const std::string name = reader.Text("name");
       const int type = IntAttribute(reader, "type", -1);
-      if (name.empty() || name.find('/') != std::string::npos || type < kListUser ||
-          type > kListAutomix || Find(name, type) >= 0 ||
+      if (!UsableListName(name) || type < kListUser || type > kListAutomix ||
+          Find(name, type) >= 0 ||
           (type != kListUser && std::any_of(slots_.begin(), slots_.end(),
                                             [type](const ListSlot& s) { return s.type == type; })))
         continue;
