@@ -39,11 +39,18 @@ void ReadHeader(const XmlReader& reader, ListFileHeader& header) {
   header.shuffleonload = ParseInt(reader.Attribute("shuffleonload"), 0);
 }
 
-TZKListElement ReadRow(const XmlReader& reader) {
+// Cuts `text` to the longest a cell holds; true when it was longer.
+bool CutCell(std::string& text) {
+  const std::size_t before = text.size();
+  CutToCharacters(text, kMaxCellCharacters);
+  return text.size() != before;
+}
+
+TZKListElement ReadRow(const XmlReader& reader, int& cut) {
   TZKListElement row;
   for (int c = 0; c < kListColumns; ++c) {
     row.column[c] = reader.Text(kColumnKeys[c]);
-    CutToCharacters(row.column[c], kMaxCellCharacters);
+    cut += CutCell(row.column[c]);
   }
   row.gnr1 = ParseInt(reader.Attribute("gnr1"), -1);
   row.gnr2 = ParseInt(reader.Attribute("gnr2"), -1);
@@ -57,7 +64,7 @@ TZKListElement ReadRow(const XmlReader& reader) {
   row.isnew = isnew && ListBoolean(*isnew);
   row.explicit_ = explicitMark && ListBoolean(*explicitMark);
   row.auxstr = reader.Text("auxstr");
-  CutToCharacters(row.auxstr, kMaxCellCharacters);
+  cut += CutCell(row.auxstr);
   return row;
 }
 
@@ -186,6 +193,8 @@ void CutToCharacters(std::string& text, std::size_t characters) {
 ListFileContents ReadListText(std::string_view text, const std::string& source) {
   ListFileContents file;
   XmlReader reader(text, source);
+  int cut = 0;
+  std::string countText;
   while (reader.Next()) {
     if (reader.IsRoot()) {
       if (reader.Name() != "list") {
@@ -195,10 +204,19 @@ ListFileContents ReadListText(std::string_view text, const std::string& source) 
       }
       file.status = ListFileStatus::kLoaded;
       ReadHeader(reader, file.header);
+      if (const std::string* said = reader.Attribute("count")) countText = said->substr(0, 24);
     } else if (reader.Name() == "song" && file.status == ListFileStatus::kLoaded) {
-      file.rows.push_back(ReadRow(reader));
+      file.rows.push_back(ReadRow(reader, cut));
     }
   }
+  if (cut > 0)
+    DebugLog("%s: %d texts longer than %zu characters cut", source.c_str(), cut,
+             kMaxCellCharacters);
+  // `count` is only ever informative: a file that lies about it is read as
+  // it is, and said so.
+  if (!countText.empty() && countText != std::to_string(file.rows.size()))
+    DebugLog("%s: count says %s, %zu rows read", source.c_str(), countText.c_str(),
+             file.rows.size());
   if (reader.Refused()) {
     file.status = ListFileStatus::kRefused;
     file.rows.clear();

@@ -160,11 +160,22 @@ std::string CZKListSet::TakeMessage() {
 void CZKListSet::NoteBroken(const std::string& path, const char* why, bool& movedAside) {
   const std::string aside = MoveFileAside(path);
   movedAside = !aside.empty();
-  DebugLog("lists: %s %s; %s", path.c_str(), why,
-           movedAside ? ("kept as " + aside).c_str() : "left in place and not written over");
-  message_ += (message_.empty() ? "" : "\n") + std::string("The list file ") + path + " " + why +
-              (movedAside ? ", so it was moved to " + aside + " and nothing in it was changed."
-                          : "; it was left as it is and will not be written over.");
+  std::string outcome;
+  if (movedAside) {
+    outcome.append("kept as ").append(aside);
+  } else {
+    outcome.append("left in place and not written over");
+  }
+  DebugLog("lists: %s %s; %s", path.c_str(), why, outcome.c_str());
+  if (!message_.empty()) message_.append("\n");
+  message_.append("The list file ").append(path).append(" ").append(why);
+  if (movedAside) {
+    message_.append(", so it was moved to ")
+        .append(aside)
+        .append(" and nothing in it was changed.");
+  } else {
+    message_.append("; it was left as it is and will not be written over.");
+  }
 }
 
 void CZKListSet::Load() {

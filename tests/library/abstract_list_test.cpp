@@ -16,36 +16,23 @@
 namespace vantaro {
 namespace {
 
-struct RowSpec {
-  const char* title;
-  const char* artist = "";
-  const char* tempo = "";
-  const char* year = "";
-  int gnr1 = -1;
-  int mediatype = 0;
-  bool isnew = false;
-  const char* album = "";
-  const char* comment = "";
-};
-
-TZKListElement MakeRow(const RowSpec& spec) {
+// A row of one second; the path is made of the title.
+TZKListElement MakeRow(const char* title, const char* artist = "", const char* tempo = "",
+                       const char* year = "", int gnr1 = -1, int mediatype = 0) {
   TZKListElement row;
-  row.column[kColTitle] = spec.title;
-  row.column[kColArtist] = spec.artist;
-  row.column[kColTempo] = spec.tempo;
-  row.column[kColYear] = spec.year;
-  row.column[kColAlbum] = spec.album;
-  row.column[kColComment] = spec.comment;
-  row.column[kColPath] = std::string("/m/") + spec.title + ".mp3";
-  row.gnr1 = spec.gnr1;
-  row.mediatype = spec.mediatype;
-  row.isnew = spec.isnew;
+  row.column[kColTitle] = title;
+  row.column[kColArtist] = artist;
+  row.column[kColTempo] = tempo;
+  row.column[kColYear] = year;
+  row.column[kColPath] = std::string("/m/") + title + ".mp3";
+  row.gnr1 = gnr1;
+  row.mediatype = mediatype;
   row.duration_ms = 1000;
   return row;
 }
 
-void Fill(CZKAbstractList& list, const std::vector<RowSpec>& specs) {
-  for (const RowSpec& spec : specs) list.InsertRow(MakeRow(spec), -1);
+void Fill(CZKAbstractList& list, const std::vector<TZKListElement>& rows) {
+  for (const TZKListElement& row : rows) list.InsertRow(row, -1);
 }
 
 std::string Titles(const CZKAbstractList& list) {
@@ -58,9 +45,8 @@ std::string Titles(const CZKAbstractList& list) {
 TEST(ListOrderTest, SortIsCaseInsensitiveStableTextAndCursorsFollow) {
   std::setlocale(LC_COLLATE, "C");
   CZKAbstractList list;
-  Fill(
-      list,
-      {{"beta", "", "120.0"}, {"Alpha", "", "099.0"}, {"zeta", "", "7.5"}, {"alpha", "", "100.0"}});
+  Fill(list, {MakeRow("beta", "", "120.0"), MakeRow("Alpha", "", "099.0"),
+              MakeRow("zeta", "", "7.5"), MakeRow("alpha", "", "100.0")});
   list.SetMainCursor(0);  // beta
   list.SetNextCursor(2);  // zeta
   list.SortByColumn(kColTitle, false);
@@ -85,11 +71,11 @@ TEST(ListOrderTest, SortIsCaseInsensitiveStableTextAndCursorsFollow) {
 TEST(ListOrderTest, SearchFoldsEveryScriptAndRestores) {
   std::setlocale(LC_ALL, "C");
   CZKAbstractList list;
-  Fill(list, {{"ÉTÉ INDIEN"},
-              {"Plain", "ΣΟΦΊΑ"},
-              {"x", "", "", "", -1, 0, false, "ЁЛКА Œuvre"},
-              {"y", "", "", "", -1, 0, true, "", "ŁÓDŹ note"},
-              {"Genre only"}});
+  Fill(list, {MakeRow("ÉTÉ INDIEN"), MakeRow("Plain", "ΣΟΦΊΑ"), MakeRow("x"), MakeRow("y"),
+              MakeRow("Genre only")});
+  list.GetRow(2)->column[kColAlbum] = "ЁЛКА Œuvre";
+  list.GetRow(3)->column[kColComment] = "ŁÓDŹ note";
+  list.GetRow(3)->isnew = true;
   list.GetRow(4)->column[kColGenre] = "été";  // genre is not searched
   list.SetMainCursor(3);
   const struct {
@@ -122,9 +108,9 @@ ListFilter Limits(int mediaType, int yearFrom, int yearTo, double tempoFrom, dou
 
 TEST(ListOrderTest, FilterKeepsTheCrossedYearAndTempoGuards) {
   CZKAbstractList list;
-  Fill(list, {{"a", "Ann", "125.0", "1999", 18, 0},
-              {"b", "Bob", "099.0", "2005", 4, 1},
-              {"c", "Ann", "140.0", "2012", -1, 0}});
+  Fill(list,
+       {MakeRow("a", "Ann", "125.0", "1999", 18, 0), MakeRow("b", "Bob", "099.0", "2005", 4, 1),
+        MakeRow("c", "Ann", "140.0", "2012", -1, 0)});
   const struct {
     const char* what;
     ListFilter filter;
@@ -156,13 +142,13 @@ TEST(ListOrderTest, FilterKeepsTheCrossedYearAndTempoGuards) {
 TEST(ListOrderTest, SearchAndFilterStackAndSaveWritesHiddenRows) {
   test::TempDir dir;
   CZKAbstractList list;
-  Fill(list, {{"Red one", "Ann"}, {"Red two", "Bob"}, {"Blue", "Ann"}});
+  Fill(list, {MakeRow("Red one", "Ann"), MakeRow("Red two", "Bob"), MakeRow("Blue", "Ann")});
   list.StartSearch("red");
   list.StartFilter(Limits(-1, 0, 0, 0, 0, "Ann"));
   EXPECT_EQ(Titles(list), "Red one");
 
   CZKAbstractList source;
-  Fill(source, {{"Red three", "Ann"}, {"Red four", "Bob"}});
+  Fill(source, {MakeRow("Red three", "Ann"), MakeRow("Red four", "Bob")});
   ASSERT_TRUE(source.SaveListContents(dir.File("more.vtl"), false));
   list.LoadListContents(dir.File("more.vtl"), false);
   EXPECT_EQ(Titles(list), "Red one,Red three");
@@ -185,14 +171,14 @@ TEST(ListEditTest, CursorsThroughInsertDeleteAndMoves) {
   EXPECT_EQ(list.MainCursor(), -1);
   list.SetMainCursor(3);
   EXPECT_EQ(list.MainCursor(), -1);  // an empty list holds -1
-  Fill(list, {{"a"}, {"b"}, {"c"}, {"d"}});
+  Fill(list, {MakeRow("a"), MakeRow("b"), MakeRow("c"), MakeRow("d")});
   list.SetMainCursor(9);
   EXPECT_EQ(list.MainCursor(), 3);  // clamped
   list.SetMainCursor(2);
   list.SetNextCursor(3);
-  list.InsertRow(MakeRow({"new"}), 2);  // at the cursor: shifts it
+  list.InsertRow(MakeRow("new"), 2);  // at the cursor: shifts it
   EXPECT_EQ(list.GetRow(list.MainCursor())->column[kColTitle], "c");
-  list.InsertRow(MakeRow({"end"}), -7);
+  list.InsertRow(MakeRow("end"), -7);
   EXPECT_EQ(Titles(list), "a,b,new,c,d,end");
 
   list.MoveRowUp();  // c over new; the next cursor stays on d
@@ -228,7 +214,8 @@ TEST(ListEditTest, ShuffleCopyAndCallbacks) {
   int changes = 0, firsts = 0;
   list.SetCallbacks([&](int, int user, int) { changes += user; }, [&](int, int, int) { ++firsts; },
                     1);
-  Fill(list, {{"a"}, {"b"}, {"c"}, {"d"}, {"e"}, {"f"}, {"g"}, {"h"}});
+  for (const char* title : {"a", "b", "c", "d", "e", "f", "g", "h"})
+    list.InsertRow(MakeRow(title), -1);
   EXPECT_EQ(changes, 8);
   EXPECT_EQ(firsts, 1);  // only the first insert changed row 0
   list.SetMainCursor(5);
@@ -253,7 +240,7 @@ TEST(ListEditTest, AnalysisReachesEveryListAndMissingFilesGo) {
   test::TempDir dir;
   test::WriteFile(dir.File("here.mp3"), "x");
   CZKAbstractList first, second;
-  TZKListElement row = MakeRow({"t"});
+  TZKListElement row = MakeRow("t");
   row.column[kColPath] = "/elsewhere/Track.mp3";
   first.InsertRow(row, -1);
   row.column[kColPath] = "/other/Track.mp3";  // one key, two folders
@@ -280,7 +267,7 @@ TEST(ListEditTest, AnalysisReachesEveryListAndMissingFilesGo) {
 
 TEST(ListEditTest, ScheduleWritesStartTimes) {
   CZKAbstractList list;
-  Fill(list, {{"a"}, {"b"}});
+  Fill(list, {MakeRow("a"), MakeRow("b")});
   list.GetRow(0)->duration_ms = 30 * 60000;
   list.ScheduleRows(0, 0);
   const std::string first = list.GetRow(0)->auxstr, second = list.GetRow(1)->auxstr;
