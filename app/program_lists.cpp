@@ -41,7 +41,7 @@ void LoadProgramLists() {
   const DataFolders& folders = TheProgram().folders;
   listSet = std::make_unique<CZKListSet>(folders.database, folders.playlists);
   listSet->Load();
-  DebugLog("init 18: %d lists, %zu favourite folders", listSet->Count(),
+  DebugLog("lists: %d lists, %zu favourite folders loaded", listSet->Count(),
            listSet->favourites.size());
   const std::string message = listSet->TakeMessage();
   if (!message.empty())
@@ -55,7 +55,7 @@ void SaveProgramLists() {
   drainTimer.reset();
   std::string error;
   const bool saved = listSet->Save(TheSettings().histry != 0, &error);
-  DebugLog("close 2: %d lists %s", listSet->Count(), saved ? "saved" : "not all saved");
+  DebugLog("lists: %d lists %s at close", listSet->Count(), saved ? "saved" : "not all saved");
   listSet.reset();
   if (!saved) ShowMessage(wxString::FromUTF8("The lists could not all be saved: " + error));
 }

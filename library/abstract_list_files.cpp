@@ -90,7 +90,7 @@ void CZKAbstractList::LoadM3u(const std::string& path) {
 bool CZKAbstractList::SaveListContents(const std::string& path, bool withAux, std::string* error) {
   FinishPendingWork();
   const ListFileHeader header{name, imgfile, overrideduration, shuffleonload};
-  return WriteFileAtomically(path, FormatListFile(header, FullSet(), withAux), true, error);
+  return WriteFileIfChanged(path, FormatListFile(header, FullSet(), withAux), error);
 }
 
 void CZKAbstractList::CopyFrom(CZKAbstractList& other, bool clearFirst) {

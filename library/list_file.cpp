@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "base/data_file.h"
 #include "base/debug_log.h"
 #include "base/xml_reader.h"
 #include "base/xml_text.h"
@@ -287,6 +288,15 @@ std::string FormatListFile(const ListFileHeader& header, const std::vector<TZKLi
   }
   out.append("</list>\n");
   return out;
+}
+
+// A close writes every list: one that did not change costs a read, not a
+// flush to disk (and its .bak stays the version before the last change).
+bool WriteFileIfChanged(const std::string& path, const std::string& text, std::string* error) {
+  std::string old;
+  if (ReadXmlFile(path, XmlFileKind::kSongDatabase, old) == XmlFileStatus::kRead && old == text)
+    return true;
+  return WriteFileAtomically(path, text, true, error);
 }
 
 bool IsM3uPath(std::string_view path) {

@@ -67,6 +67,10 @@ ListFileContents ReadListFile(const std::string& path);
 std::string FormatListFile(const ListFileHeader& header, const std::vector<TZKListElement*>& rows,
                            bool withAux);
 
+// Writes `text` to `path` atomically, the old file kept as .bak, unless the
+// file already holds exactly `text`. False with `error` set on a failure.
+bool WriteFileIfChanged(const std::string& path, const std::string& text, std::string* error);
+
 // One M3U entry: a full path, and what an #EXTINF line before it said.
 struct M3uEntry {
   std::string path;

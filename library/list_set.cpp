@@ -43,6 +43,11 @@ bool UsableListName(const std::string& name) {
          name.find('\0') == std::string::npos && name != "." && name != "..";
 }
 
+bool Exists(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0;
+}
+
 std::string Stem(const std::string& name) {
   const std::size_t dot = name.rfind('.');
   return dot == std::string::npos ? name : name.substr(0, dot);
@@ -376,11 +381,18 @@ bool CZKListSet::Save(bool rememberHistory, std::string* error) {
   for (ListSlot& slot : slots_) {
     if (slot.type == kListHistory && !rememberHistory) slot.list->Clear();
     if (slot.keepFileAsIs) continue;
+    // An empty list that never had a file needs none (a first close writes
+    // only what holds something, so it is quick).
+    slot.list->FinishPendingWork();
+    if (slot.list->FullCount() == 0 && !Exists(FileOf(slot))) continue;
     if (!slot.list->SaveListContents(FileOf(slot), true, &reason)) note(FileOf(slot), reason);
   }
-  for (const auto& [path, text] : {std::pair{database_ + "lists.vtx", FormatIndex()},
-                                   std::pair{database_ + "favs.vtx", FormatFavourites()}})
-    if (!WriteFileAtomically(path, text, true, &reason)) note(path, reason);
+  if (!WriteFileIfChanged(database_ + "lists.vtx", FormatIndex(), &reason))
+    note(database_ + "lists.vtx", reason);
+  const std::string favs = database_ + "favs.vtx";
+  if ((!favourites.empty() || Exists(favs)) &&
+      !WriteFileIfChanged(favs, FormatFavourites(), &reason))
+    note(favs, reason);
   return allWritten;
 }
 
