@@ -54,8 +54,12 @@ ListLoadResult CZKAbstractList::LoadListContents(const std::string& path, bool c
     return {ListFileStatus::kLoaded, 0};
   }
   if (clear) Clear();
-  ListFileContents file = ReadListFile(path);
+  // Rows arrive one by one; they join the list only when the file is a list.
+  std::vector<TZKListElement*> rows;
+  ListFileContents file = ReadListFile(
+      path, [&rows](TZKListElement&& row) { rows.push_back(new TZKListElement(std::move(row))); });
   if (file.status != ListFileStatus::kLoaded) {
+    for (TZKListElement* row : rows) delete row;
     DebugLog("CZKAbstractList::LoadListContents -- %s: %s", LoadFailureText(file.status),
              path.c_str());
     return {file.status, file.damaged};
@@ -63,7 +67,7 @@ ListLoadResult CZKAbstractList::LoadListContents(const std::string& path, bool c
   imgfile = file.header.imgfile;
   overrideduration = file.header.overrideduration;
   shuffleonload = file.header.shuffleonload;
-  for (TZKListElement& row : file.rows) AppendRow(new TZKListElement(std::move(row)));
+  for (TZKListElement* row : rows) AppendRow(row);
   RecountTotals();
   ResetSortMark();
   Changed();

@@ -191,10 +191,12 @@ void CutToCharacters(std::string& text, std::size_t characters) {
   }
 }
 
-ListFileContents ReadListText(std::string_view text, const std::string& source) {
+ListFileContents ReadListText(std::string_view text, const std::string& source,
+                              const ListRowSink& onRow) {
   ListFileContents file;
   XmlReader reader(text, source);
   int cut = 0;
+  std::size_t handed = 0;
   std::string countText;
   while (reader.Next()) {
     if (reader.IsRoot()) {
@@ -207,7 +209,12 @@ ListFileContents ReadListText(std::string_view text, const std::string& source) 
       ReadHeader(reader, file.header);
       if (const std::string* said = reader.Attribute("count")) countText = said->substr(0, 24);
     } else if (reader.Name() == "song" && file.status == ListFileStatus::kLoaded) {
-      file.rows.push_back(ReadRow(reader, cut));
+      if (onRow) {
+        onRow(ReadRow(reader, cut));
+        ++handed;
+      } else {
+        file.rows.push_back(ReadRow(reader, cut));
+      }
     }
   }
   if (cut > 0)
@@ -215,9 +222,9 @@ ListFileContents ReadListText(std::string_view text, const std::string& source) 
              kMaxCellCharacters);
   // `count` is only ever informative: a file that lies about it is read as
   // it is, and said so.
-  if (!countText.empty() && countText != std::to_string(file.rows.size()))
-    DebugLog("%s: count says %s, %zu rows read", source.c_str(), countText.c_str(),
-             file.rows.size());
+  const std::size_t read = handed + file.rows.size();
+  if (!countText.empty() && countText != std::to_string(read))
+    DebugLog("%s: count says %s, %zu rows read", source.c_str(), countText.c_str(), read);
   if (reader.Refused()) {
     file.status = ListFileStatus::kRefused;
     file.rows.clear();
@@ -226,12 +233,12 @@ ListFileContents ReadListText(std::string_view text, const std::string& source) 
   return file;
 }
 
-ListFileContents ReadListFile(const std::string& path) {
+ListFileContents ReadListFile(const std::string& path, const ListRowSink& onRow) {
   std::string text;
   ListFileContents file;
   switch (ReadXmlFile(path, XmlFileKind::kSongDatabase, text)) {
     case XmlFileStatus::kRead:
-      return ReadListText(text, path);
+      return ReadListText(text, path, onRow);
     case XmlFileStatus::kMissing:
       file.status = ListFileStatus::kMissing;
       break;

@@ -13,6 +13,7 @@
 // Threads: any but the audio thread; no shared state.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -58,8 +59,13 @@ bool ListBoolean(std::string_view value);
 // Cuts `text` after `characters` UTF-8 characters (never inside one).
 void CutToCharacters(std::string& text, std::size_t characters);
 
-ListFileContents ReadListText(std::string_view text, const std::string& source);
-ListFileContents ReadListFile(const std::string& path);
+// With `onRow`, each row goes to it as it is read (a large list is never
+// held twice) and `rows` stays empty. A caller must drop rows handed over
+// when the status is not kLoaded.
+using ListRowSink = std::function<void(TZKListElement&&)>;
+ListFileContents ReadListText(std::string_view text, const std::string& source,
+                              const ListRowSink& onRow = nullptr);
+ListFileContents ReadListFile(const std::string& path, const ListRowSink& onRow = nullptr);
 
 // The .vtl text of `rows`, numbered from 1. Texts are cut to
 // kMaxCellCharacters in the rows themselves, and an unset gnr1 is derived
