@@ -6,6 +6,7 @@
 #include "app/program.h"
 #include "app/program_audio_extras.h"
 #include "app/program_controls.h"
+#include "app/program_lists.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
 #include "base/debug_log.h"
@@ -59,6 +60,7 @@ void RunCloseRoutine() {
   program.closing = true;
   DebugLog("close 1: closing flag set");
   StopDecks();
+  SaveProgramLists();  // before config.xml
   SaveAllSettings();
   StopTimedThreads();
   program.mainWindow = nullptr;

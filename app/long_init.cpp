@@ -16,6 +16,7 @@
 #include "app/program.h"
 #include "app/program_audio_extras.h"
 #include "app/program_controls.h"
+#include "app/program_lists.h"
 #include "app/program_skin.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
@@ -229,6 +230,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   StartCommandLineRecording();
   // 17 work queues
   LoadStartupSkin(mainWindow);     // 18
+  LoadProgramLists();              // 18: lists, after the skin
   LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21

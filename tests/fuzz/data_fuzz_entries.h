@@ -13,5 +13,6 @@ namespace vantaro::fuzz {
 int SongDatabaseEntry(const std::uint8_t* data, std::size_t size);  // db.vtx
 int SettingsEntry(const std::uint8_t* data, std::size_t size);      // config.xml
 int EffectChainEntry(const std::uint8_t* data, std::size_t size);   // .vfx and fx_scanned.xml
+int ListFilesEntry(const std::uint8_t* data, std::size_t size);  // .vtl, lists/favs.vtx, M3U
 
 }  // namespace vantaro::fuzz
