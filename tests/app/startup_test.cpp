@@ -120,7 +120,7 @@ TEST(Startup, ACloseSignalDuringTheStartEndsTheBoxAndClosesCleanly) {
       ASSERT_TRUE(WaitForWindow(x.Display(), "Message")) << "no box for the message";
     }
     app.Signal(c.signal);
-    EXPECT_EQ(app.WaitForExit(5), 0)
+    EXPECT_EQ(app.WaitForExit(15), 0)
         << "after " << c.signalAfter << ", signal " << c.signal << ":\n"
         << app.Output();
     ExpectOrderedClose(app.Output(), home.Path());
@@ -137,7 +137,7 @@ TEST(Startup, ASecondInstanceShowsItsMessageAndEndsOnASignal) {
   ASSERT_TRUE(second.WaitForOutput("message: The program is already running.")) << second.Output();
   ASSERT_TRUE(WaitForWindow(x.Display(), "Message")) << "no box for the message";
   second.Signal(SIGTERM);
-  EXPECT_EQ(second.WaitForExit(5), 0) << second.Output();
+  EXPECT_EQ(second.WaitForExit(15), 0) << second.Output();
   EXPECT_EQ(second.Output().find("close 1:"), std::string::npos) << "the files are the first's";
 
   EXPECT_TRUE(first.Running()) << "the first instance is untouched";
