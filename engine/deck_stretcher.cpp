@@ -101,11 +101,11 @@ void DeckStretcher::Run() {
   const bool finer = TheEngineSettings().highQualityFine.load() && !fellBack_;
   if (finer != builtFiner_) Build(finer);
   if (!stretcher_ || !store_.IsSongReady() || store_.IsLoadPending()) return;
-  if (transport_.SongSerial() != songSerial_) {
-    songSerial_ = transport_.SongSerial();
-    resetRequests_.fetch_or(kResetAll);
-  }
+  // A new song: both rings start afresh before the render may use them.
+  const std::uint64_t song = transport_.SongSerial();
+  if (song != ringSong_.load()) resetRequests_.fetch_or(kResetAll);
   TakeResets();
+  ringSong_.store(song, std::memory_order_release);
   WatchMisses();
   if (!stretcher_) return;
 

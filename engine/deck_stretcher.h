@@ -73,8 +73,13 @@ class DeckStretcher {
   // ---- requests ------------------------------------------------------------
   void SetHQ(bool on);
   bool HQEnabled() const { return hqEnabled_.load(std::memory_order_relaxed); }
-  // The high-quality path can run: enabled and a stretcher built.
-  bool Usable() const { return HQEnabled() && engine_.load(std::memory_order_relaxed) != 0; }
+  // The high-quality path can run for the song of load `songSerial`
+  // (DeckTransport::SongSerial): enabled, a stretcher built, and the rings
+  // made from that song.
+  bool Usable(std::uint64_t songSerial) const {
+    return HQEnabled() && engine_.load(std::memory_order_relaxed) != 0 &&
+           ringSong_.load(std::memory_order_acquire) == songSerial;
+  }
   // Shifts the key by `cents` (the pitch scale 2^(cents/1200)). Without
   // high-quality time-stretch the first use raises kNoticeKeyShiftNeedsHQ
   // and nothing is heard shifted.
@@ -117,11 +122,11 @@ class DeckStretcher {
   std::atomic<int> resetRequests_{0};  // bit 0, bit 1: a ring; bit 2: all
   std::atomic<int> notices_{0};
   std::atomic<int> engine_{0};
+  std::atomic<std::uint64_t> ringSong_{0};  // the load the rings were made from
   std::atomic<std::uint32_t> misses_{0}, steadyMisses_{0};
   // ---- stretch thread ----
   bool fellBack_ = false;  // R3 missed too often: R2 until the next start
   bool builtFiner_ = false;
-  std::uint64_t songSerial_ = 0;
   double feedPosition_ = 0.0;  // next song frame for the stretcher
   int dropFrames_ = 0;         // start delay still to drop after a reset
   std::uint32_t missesSeen_ = 0, steadySeen_ = 0;

@@ -35,10 +35,11 @@ void FadeInto(float* out, const float* from, int samples) {
 // joined there), but not off the high-quality path, which takes it itself.
 bool DeckTransport::WantsHighQuality() const {
   constexpr auto relaxed = std::memory_order_relaxed;
-  return stretcher_->Usable() && keyLockOn_.load(relaxed) && !IsScratching() &&
-         !stopNow_.load(relaxed) && !glideOn_.load(relaxed) && !marks_.cues.goToCue.load(relaxed) &&
-         !brakeOn_.load(relaxed) && !externalSpeed_.load(relaxed) &&
-         direction_.load(relaxed) != -1 && (hqActive_ || skipRequest_.load(relaxed) == 0.0);
+  return stretcher_->Usable(songSerial_.load(relaxed)) && keyLockOn_.load(relaxed) &&
+         !IsScratching() && !stopNow_.load(relaxed) && !glideOn_.load(relaxed) &&
+         !marks_.cues.goToCue.load(relaxed) && !brakeOn_.load(relaxed) &&
+         !externalSpeed_.load(relaxed) && direction_.load(relaxed) != -1 &&
+         (hqActive_ || skipRequest_.load(relaxed) == 0.0);
 }
 
 bool DeckTransport::RenderChoosingPath(float* out, int n) {
