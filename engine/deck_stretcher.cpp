@@ -27,7 +27,11 @@ constexpr int kMaxInput = 16384;    // frames handed to process at once
 constexpr int kMaxOutput = 16384;   // frames taken from retrieve at once
 constexpr int kFifoBytes = 352800;  // 44100 stereo float frames
 constexpr int kFrameBytes = 2 * sizeof(float);
-constexpr double kLeadIn = 0.25;  // of a chunk, behind the position, at a restart
+// Of a chunk, behind the position, when a change restarts the idle ring
+// (the active one plays meanwhile). A ring the position left restarts at
+// the position: the render is silent until the ring holds it, and every
+// frame of lead-in would only lengthen that.
+constexpr double kLeadIn = 0.25;
 constexpr auto kFallBackWindow = std::chrono::seconds(10);
 constexpr int kResetAll = 4;
 
@@ -124,7 +128,7 @@ void DeckStretcher::Run() {
   if (!change && ring.Holds(position) && position + kBlockFrames <= ring.SourceEnd()) return;
   if (change || ring.Fill() == 0 || position < ring.SourceStart() ||
       position > ring.SourceEnd() + kChunkFrames)
-    Restart(target, position, speed, pitch);
+    Restart(target, position - (change ? speed * kChunkFrames * kLeadIn : 0.0), speed, pitch);
   Feed(target, kChunkFrames);
   if (change) activeRing_.store(target, std::memory_order_release);
 }
@@ -173,11 +177,11 @@ void DeckStretcher::WatchMisses() {
   TakeResets();
 }
 
-void DeckStretcher::Restart(int ring, double position, double speed, double pitch) {
+void DeckStretcher::Restart(int ring, double start, double speed, double pitch) {
   stretcher_->reset();
   stretcher_->setTimeRatio(1.0 / speed);
   stretcher_->setPitchScale(pitch);
-  const double start = std::floor(std::max(0.0, position - speed * kChunkFrames * kLeadIn));
+  start = std::floor(std::max(0.0, start));
   rings_[ring].Restart(start, speed, pitch);
   // The pad is song before the ring's first frame, the delay is dropped:
   // the ring's first frame is the song at `start`, stretched.

@@ -103,7 +103,8 @@ class DeckStretcher {
   void Build(bool finer);
   void TakeResets();
   void WatchMisses();
-  void Restart(int ring, double position, double speed, double pitch);
+  // Ring `ring` starts afresh at song frame `start`, the stretcher reset.
+  void Restart(int ring, double start, double speed, double pitch);
   // Makes `frames` output frames into `ring` (a restart publishes its first
   // pieces early). Returns the frames appended.
   int Feed(int ring, int frames);

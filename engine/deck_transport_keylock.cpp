@@ -91,7 +91,12 @@ void DeckTransport::RenderHighQuality(float* out, int n, bool advance) {
     std::memset(out, 0, sizeof(float) * 2 * n);
     return;
   }
-  const bool atEnd = position >= total - 1.0;
+  bool atEnd = position >= total - 1.0;
+  if (atEnd && advance && IsPlaying() && marks_.cues.repeatOn.load(std::memory_order_relaxed)) {
+    // Repeat: the song starts over, the ring restarts there.
+    position = 0.0;
+    atEnd = false;
+  }
   if (!IsPlaying() || atEnd) {
     if (!advance) {
       std::memset(out, 0, sizeof(float) * 2 * n);
