@@ -3,6 +3,7 @@
 #include <ctime>
 #include <utility>
 
+#include "app/key_lock_tick.h"
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
@@ -79,6 +80,7 @@ class ProgramTickSteps : public ScreenTickSteps {
   void RunDeckUpdates() override {
     for (auto& deck : program_.decks)
       if (deck) deck->PeriodicUpdate();
+    KeyLockTick(program_);
     RefreshControls(program_);
   }
 

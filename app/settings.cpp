@@ -55,6 +55,7 @@ const SettingKey kKeys[] = {
     VANTARO_INT_KEY(disacu),  VANTARO_INT_KEY(sampv1),
     VANTARO_INT_KEY(sampp1),  VANTARO_INT_KEY(sampit),
     VANTARO_INT_KEY(tctype),  VANTARO_INT_KEY(dhints),
+    VANTARO_INT_KEY(hqfine),
 };
 
 #undef VANTARO_INT_KEY
@@ -247,6 +248,7 @@ void ApplySettings(Settings& settings) {
   engine.autoGain = settings.apgain != 0;
   engine.disableAutoCue = settings.disacu != 0;
   engine.highQualityTime = settings.hqtime != 0;
+  engine.highQualityFine = settings.hqfine != 0;
   engine.resetDeckAfterLoad = settings.resetd != 0;
   engine.rememberSongEq = settings.rmbreq != 0;
 

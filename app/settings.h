@@ -71,6 +71,7 @@ struct Settings {
   int sampit = 8;    // sampler idle time
   int tctype = 0;    // time-code engine
   int dhints = 1;    // show hints (tooltips)
+  int hqfine = 0;    // the finer (R3) stretcher for high-quality time-stretch; kept
   // Names of the MIDI inputs that were open, written as midiin00, midiin01,
   // ... (text). The MIDI layer opens each by name after start-up.
   std::vector<std::string> midiInputs;

@@ -99,6 +99,31 @@ bool ReadReversed(int deck, int* value) {
   return d;
 }
 
+// Key lock keeps the pitch when the tempo changes; the key slider shifts
+// the key, in cents (with high-quality time-stretch only).
+void KeyLock(int, int, int deck) {
+  if (CSoundSource* d = Deck(deck)) d->SetKeyLock(!d->IsKeyLocked());
+  static const int id = FindControlAction("deck_key_lock");
+  Reflect(id, deck);
+}
+bool ReadKeyLock(int deck, int* value) {
+  CSoundSource* d = Deck(deck);
+  if (d) *value = d->IsKeyLocked() ? 1 : 0;
+  return d;
+}
+void KeyShiftRange(int* low, int* high) {
+  *low = -1200;
+  *high = 1200;
+}
+void KeyShift(int value, int, int deck) {
+  if (CSoundSource* d = Deck(deck)) d->SetKeyShift(value);
+}
+bool ReadKeyShift(int deck, int* value) {
+  CSoundSource* d = Deck(deck);
+  if (d) *value = d->GetKeyShift();
+  return d;
+}
+
 void ResetPitch(int, int, int deck) {
   if (CSoundSource* d = Deck(deck)) d->ResetPitch();
 }
@@ -292,6 +317,8 @@ const std::vector<const ControlBinding*>& BindingsById() {
       {"deck_brake", Press(Brake, ReadBraking)},
       {"deck_reverse", Press(Reverse, ReadReversed)},
       {"deck_reset_pitch", Press(ResetPitch)},
+      {"deck_key_lock", Press(KeyLock, ReadKeyLock)},
+      {"deck_pitch_key", Slide(KeyShift, KeyShiftRange, ReadKeyShift)},
       {"deck_kill_low", Press(Kill<kBandLow>, ReadKill<kBandLow>)},
       {"deck_kill_mid", Press(Kill<kBandMid>, ReadKill<kBandMid>)},
       {"deck_kill_high", Press(Kill<kBandHigh>, ReadKill<kBandHigh>)},

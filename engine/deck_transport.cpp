@@ -14,6 +14,7 @@
 #include <cstring>
 #include <limits>
 
+#include "engine/deck_interpolate.h"
 #include "engine/deck_loops.h"
 #include "engine/deck_store.h"
 
@@ -40,59 +41,6 @@ inline void Put(float& out, float stored) {
 inline void Put(std::int16_t& out, float stored) {
   const float rounded = std::nearbyint(stored);
   out = static_cast<std::int16_t>(std::clamp(rounded, -32768.0f, 32767.0f));
-}
-
-// Frames i-2, i-1, i and i+1 of the song as stored-unit floats, left and
-// right interleaved. Frames of absent blocks read as zero; near the song's
-// edges the index wraps by the song length. Inside the render bracket only.
-inline void FetchFour(const DeckBlockStore& store, std::int64_t i, std::int64_t total, float y[8]) {
-  const std::int64_t first = i - 2;
-  if (first >= 0 && i + 1 < total) {
-    const std::int64_t block = first / kBlockFrames;
-    const std::int64_t offset = first - block * kBlockFrames;
-    if (offset <= kBlockFrames - 4) {
-      const DeckBlock* present = store.Block(static_cast<int>(block));
-      if (!present) {
-        std::fill(y, y + 8, 0.0f);
-        return;
-      }
-      const std::int16_t* samples = present->samples + offset * 2;
-      for (int j = 0; j < 8; ++j) y[j] = samples[j];
-      return;
-    }
-  }
-  for (int j = 0; j < 4; ++j) {
-    std::int64_t index = first + j;
-    if (index < 0 || index >= total) index = ((index % total) + total) % total;
-    const std::int16_t* samples = store.FramePointer(index);
-    y[j * 2] = samples ? samples[0] : 0.0f;
-    y[j * 2 + 1] = samples ? samples[1] : 0.0f;
-  }
-}
-
-// The cubic Hermite spline between y1 and y2 (frames i-1 and i).
-inline float Hermite(float f, float y0, float y1, float y2, float y3) {
-  const float f2 = f * f, f3 = f2 * f;
-  return (2 * f3 - 3 * f2 + 1) * y1 + (3 * f2 - 2 * f3) * y2 +
-         (f3 - 2 * f2 + f) * (y2 - y0) * 0.5f + (f3 - f2) * (y3 - y1) * 0.5f;
-}
-
-// The frame heard at `position` (one frame late, see GetPosition), in
-// stored units.
-template <bool kCubic>
-[[gnu::always_inline]] inline void Interpolate(const DeckBlockStore& blocks, double position,
-                                               std::int64_t total, float& left, float& right) {
-  const double whole = std::floor(position);
-  const float fraction = static_cast<float>(position - whole);
-  float y[8];
-  FetchFour(blocks, static_cast<std::int64_t>(whole), total, y);
-  if constexpr (kCubic) {
-    left = Hermite(fraction, y[0], y[2], y[4], y[6]);
-    right = Hermite(fraction, y[1], y[3], y[5], y[7]);
-  } else {
-    left = y[2] + fraction * (y[4] - y[2]);
-    right = y[3] + fraction * (y[5] - y[3]);
-  }
 }
 
 // Marks the audio thread's presence for the block store's grace period.
@@ -207,6 +155,7 @@ void DeckTransport::LetGo(bool start) {
 
 void DeckTransport::ResetForLoad() {
   Transition([](std::uint64_t) { return 0; });
+  songSerial_.fetch_add(1);
   freshSong_.store(true);
   playPosition_.store(0.0);
   speedCurrent_.store(0.0);
@@ -219,6 +168,7 @@ void DeckTransport::ResetForLoad() {
 }
 
 bool DeckTransport::Render(float* buffer, int frames) {
+  if (stretcher_) return RenderChoosingPath(buffer, frames);
   return RenderFrames<float, true>(buffer, frames);
 }
 
@@ -350,6 +300,17 @@ void DeckTransport::TailFade(Sample* out, int from, int n, DeckRenderState& s) {
   }
 }
 
+void DeckTransport::StopAtTheEnd() {
+  Transition([](std::uint64_t bits) { return (bits & kScratching) ? bits : bits & ~kPlaying; });
+}
+
+void DeckTransport::FadeOut(float* out, int from, int n) {
+  DeckRenderState s{};
+  s.SetFade(fadeCount_.load(std::memory_order_relaxed));
+  TailFade(out, from, n, s);
+  fadeCount_.store(s.fade, std::memory_order_relaxed);
+}
+
 template <typename Sample, bool kCubic>
 bool DeckTransport::RenderFrames(Sample* out, int n) {
   if (n <= 0 || !out) return false;
@@ -419,13 +380,21 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
   int joinLeft = joinLeft_;
   bool reachedEnd = false;
   int k = 0;
-  // The frame loop, built twice: without a loop or a join it is the plain
-  // loop, which the extra steps would slow by a fifth.
-  auto frames = [&]<bool kMarks>() {
+  // The key lock's cheap path (no hand, no brake) steps and reads the
+  // frames its own way; taken afresh, it starts with no jump pending.
+  const bool cheap = keyLockOn_.load(std::memory_order_relaxed) && !IsScratching() &&
+                     !brakeOn_.load(std::memory_order_relaxed);
+  if (cheap && !cheapActive_) cheap_.Reset();
+  cheapActive_ = cheap;
+  // The frame loop, built for each case: without a loop or a join it is the
+  // plain loop, which the extra steps would slow by a fifth.
+  auto frames = [&]<bool kMarks, bool kCheap>() {
     for (; k < n && IsPlaying(); ++k) {
       StepSpeed(s);
-      // The key lock's cheap path steps by one frame here instead.
-      s.position += s.current;
+      if constexpr (kCheap)
+        cheap_.Step(s.position, s.current, blocks, total);
+      else
+        s.position += s.current;
       if (!StayInsideTheSong(s, repeat)) {
         reachedEnd = true;
         break;
@@ -443,7 +412,10 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
         }
       }
       float left, right;
-      Interpolate<kCubic>(blocks, s.position, total, left, right);
+      if constexpr (kCheap)
+        cheap_.Frame(blocks, s.position, s.current, total, left, right);
+      else
+        Interpolate<kCubic>(blocks, s.position, total, left, right);
       if constexpr (kMarks) {
         if (joinLeft > 0) {
           joinPosition += s.current;
@@ -460,16 +432,20 @@ bool DeckTransport::RenderFrames(Sample* out, int n) {
       Put(out[k * 2 + 1], lastRight_);
     }
   };
-  if (looping || joinLeft > 0)
-    frames.template operator()<true>();
+  const bool marks = looping || joinLeft > 0;
+  if (marks && cheap)
+    frames.template operator()<true, true>();
+  else if (marks)
+    frames.template operator()<true, false>();
+  else if (cheap)
+    frames.template operator()<false, true>();
   else
-    frames.template operator()<false>();
+    frames.template operator()<false, false>();
   TailFade(out, k, n, s);
 
   // At the end of the song the deck stops; a hand on the platter keeps it.
   // The change is counted in the play word and reported off this thread.
-  if (reachedEnd)
-    Transition([](std::uint64_t bits) { return (bits & kScratching) ? bits : bits & ~kPlaying; });
+  if (reachedEnd) StopAtTheEnd();
   if (!IsPlaying()) s.current = s.target = s.step = 0.0;
 
   speedCurrent_.store(s.current, std::memory_order_relaxed);
@@ -518,5 +494,9 @@ void DeckTransport::StartJoin(double oldPosition) {
   joinPosition_ = oldPosition;
   joinLeft_ = kJoinFrames;
 }
+
+// The key lock's path choice (deck_transport_keylock.cpp) runs the ordinary
+// path too.
+template bool DeckTransport::RenderFrames<float, true>(float*, int);
 
 }  // namespace vantaro

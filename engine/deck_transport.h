@@ -41,11 +41,13 @@
 #include <atomic>
 #include <cstdint>
 
+#include "engine/cheap_stretch.h"
 #include "engine/deck_cue_words.h"
 
 namespace vantaro {
 
 class DeckStore;
+class DeckStretcher;
 struct DeckRenderState;  // the render's working copy of the speed state
 
 class DeckTransport {
@@ -61,6 +63,8 @@ class DeckTransport {
 
   // ---- audio thread ----------------------------------------------------------
   // Returns true when a block was missing and the store thread must run.
+  // With a stretcher attached, the key lock's high-quality path may take
+  // the block (deck_transport_keylock.cpp).
   bool Render(float* buffer, int frames);
   bool Render16(std::int16_t* buffer, int frames);  // linear, stored units
 
@@ -96,6 +100,16 @@ class DeckTransport {
   void SetBrake(bool on);
   void SetKeyLock(bool on) { keyLockOn_.store(on); }
   bool IsKeyLocked() const { return keyLockOn_.load(); }
+  // The deck's stretcher, before the first render; it outlives the renders.
+  void AttachStretcher(DeckStretcher* stretcher) { stretcher_ = stretcher; }
+  // The last render took the high-quality path.
+  bool IsHighQualityActive() const { return hqActiveShown_.load(std::memory_order_relaxed); }
+  // The signed speed the stretcher is asked for; the stretch thread holds it
+  // at half speed when it was asked for less.
+  double StretchSpeedRequested() const { return stretchSpeedRequested_.load(); }
+  void HoldStretchSpeed(double speed) { stretchSpeedRequested_.store(speed); }
+  // Counts the loads: the stretcher starts afresh on a new song.
+  std::uint64_t SongSerial() const { return songSerial_.load(); }
   void SetJogTouch(bool on) { jogTouch_.store(on); }
   bool IsJogTouched() const { return jogTouch_.load(); }
   // Moves the position by `frames`: wrapped inside a running loop, refused
@@ -147,6 +161,18 @@ class DeckTransport {
 
   template <typename Sample, bool kCubic>
   bool RenderFrames(Sample* out, int frames);
+  // The key lock's choice of path for one block, with the 44-frame fade
+  // when it changes (deck_transport_keylock.cpp).
+  bool RenderChoosingPath(float* out, int frames);
+  bool WantsHighQuality() const;
+  // The high-quality path: copies from the stretcher's rings; loops run
+  // per buffer. With `advance` the position moves and the speed follows
+  // the ring's ratio; without, it only listens (the fade of a change).
+  void RenderHighQuality(float* out, int frames, bool advance);
+  // `frames` frames heard from `position` into `out`, faded from the old
+  // ring when the stretcher switched rings, and from the old place after a
+  // loop's wrap; silence and a wake of the stretch thread on a miss.
+  void ReadRings(float* out, int frames, double position, double ratio);
   // 0 ready, 1 a block is missing, 2 a block lies beyond the table.
   int CheckBlocks(double position, double speed, int frames) const;
   void FollowCueUnderTheHand(double position);
@@ -160,6 +186,12 @@ class DeckTransport {
   void StartJoin(double oldPosition);
   void StepSpeed(DeckRenderState& state);
   bool StayInsideTheSong(DeckRenderState& state, bool repeat);
+  // The tail fade from the last frame over frames [from, n), outside the
+  // frame loop (the high-quality path's stop).
+  void FadeOut(float* out, int from, int n);
+  // The end of the song stops the deck; a hand on the platter keeps it.
+  // The change is counted in the play word and reported off this thread.
+  void StopAtTheEnd();
   template <typename Sample>
   void TailFade(Sample* out, int from, int frames, DeckRenderState& state);
   int FadeCountFor(double speed) const;
@@ -190,6 +222,20 @@ class DeckTransport {
   float lastLeft_ = 0.0f, lastRight_ = 0.0f;  // audio thread only
   double joinPosition_ = 0.0;  // audio thread: where the old place of a join plays on
   int joinLeft_ = 0;           // audio thread: frames of the join still to mix
+  CheapStretch cheap_;         // audio thread: the key lock's cheap path
+  bool cheapActive_ = false;   // audio thread: the last block took the cheap path
+  std::atomic<std::uint64_t> songSerial_{0};
+  // ---- the high-quality path (audio thread, but hqActiveShown_) ----
+  DeckStretcher* stretcher_ = nullptr;
+  bool hqActive_ = false;
+  std::atomic<bool> hqActiveShown_{false};
+  int lastRing_ = 0;
+  bool lastReadOk_ = false;
+  double readEnd_ = -1.0;  // where the last successful read ended
+  int ringJoinLeft_ = 0;   // frames of a loop join still to fade
+  double ringJoinPosition_ = 0.0;
+  float pathBuffer_[kMaxRenderFrames * 2] = {};  // the other path, for a fade
+  float otherRing_[kMaxRenderFrames * 2] = {};   // the old ring, or the old place
 };
 
 }  // namespace vantaro

@@ -27,6 +27,9 @@ struct EngineSettings {
   std::atomic<bool> autoGain{true};        // apgain
   std::atomic<bool> disableAutoCue{true};  // disacu
   std::atomic<bool> highQualityTime{false};  // hqtime
+  // The finer (R3) stretcher instead of the faster (R2) one; decks rebuild
+  // theirs on their stretch thread when it changes.
+  std::atomic<bool> highQualityFine{false};  // hqfine
   std::atomic<bool> resetDeckAfterLoad{true};  // resetd
   std::atomic<bool> rememberSongEq{true};  // rmbreq
 };

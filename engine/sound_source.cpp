@@ -1,5 +1,6 @@
 #include "engine/sound_source.h"
 
+#include <cmath>
 #include <cstdlib>
 
 #include "engine/engine_settings.h"
@@ -15,10 +16,13 @@ CSoundSource::CSoundSource(int deckIndex, std::string dataRoot)
     : dataRoot_(std::move(dataRoot)),
       transport_(store_),
       store_(deckIndex, transport_),
+      stretcher_(deckIndex, store_, transport_),
       hands_(transport_, store_),
       sync_(transport_, store_, transport_.Marks().loops),
       loops_(transport_.Marks(), transport_, store_, sync_),
-      cues_(transport_.Marks(), transport_, store_, loops_) {}
+      cues_(transport_.Marks(), transport_, store_, loops_) {
+  transport_.AttachStretcher(&stretcher_);
+}
 
 void CSoundSource::SetPlayStateCallback(PlayStateCallback callback, void* user) {
   playStateCallback_ = callback;
@@ -90,6 +94,16 @@ void CSoundSource::SlowPitchResetStep() {
   } else {
     transport_.SetPitch(now - (now > 0 ? kSlowResetStep : -kSlowResetStep));
   }
+}
+
+int CSoundSource::GetShiftedKey() const {
+  const int key = store_.SongRecord().pitch_key;
+  if (key < 1 || key > 24) return 0;
+  // Key numbers run round the wheel of fifths: a semitone up is seven
+  // places on, within the group (A minor keys 1..12, B the others 13..24).
+  const int semitones = static_cast<int>(std::lrint(stretcher_.KeyShift() / 100.0));
+  const int group = (key - 1) / 12, place = (key - 1) % 12;
+  return group * 12 + ((place + 7 * semitones) % 12 + 12) % 12 + 1;
 }
 
 int CSoundSource::PitchRangeUnits(int pitchRangeSetting) {

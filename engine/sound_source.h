@@ -12,7 +12,10 @@
 //  - DeckCues, DeckLoops, DeckSync (deck_cues.h, deck_loops.h, deck_sync.h):
 //    cue points, loops and the beat, over the words the transport owns
 //    (DeckMarks, deck_cue_words.h), and the song record's memory of them.
-// The key lock joins these parts where their headers say.
+//  - DeckStretcher (deck_stretcher.h): the key lock's high-quality path, a
+//    Rubber Band stretcher on the stretch thread filling two rings that
+//    the render copies from; the cheap path lives in the transport's frame
+//    loop (cheap_stretch.h).
 //
 // Threads:
 //  - Render, Render16, SyncPhase, GetBPM: the audio thread (GetBPM from any);
@@ -26,6 +29,7 @@
 //  - ScratchTick: the jog thread (25 ms, woken by hand commands).
 //  - StoreThreadRun, DecodeBlock, EvictBlock: the store thread (tests call
 //    StoreThreadRun directly instead of starting the thread).
+//  - StretchThreadRun: the stretch thread (tests likewise).
 // Positions and lengths are frames at 44100 Hz; pitch is in 1/10000; a stored
 // sample times 3e-5 is the float sample (full scale 0.98304).
 //
@@ -48,6 +52,7 @@
 #include "engine/deck_hands.h"
 #include "engine/deck_loops.h"
 #include "engine/deck_store.h"
+#include "engine/deck_stretcher.h"
 #include "engine/deck_sync.h"
 #include "engine/deck_transport.h"
 #include "library/song_record.h"
@@ -75,8 +80,12 @@ class CSoundSource : public CAudioSignalSource {
   CSoundSource& operator=(const CSoundSource&) = delete;
 
   // ---- lifecycle (GUI thread) --------------------------------------------
-  bool StartStoreThread() { return store_.StartThread(); }
-  void StopStoreThread() { store_.StopThread(); }
+  // The store thread and the stretch thread start and stop together.
+  bool StartStoreThread() { return store_.StartThread() && stretcher_.StartThread(); }
+  void StopStoreThread() {
+    stretcher_.StopThread();
+    store_.StopThread();
+  }
   void WakeStoreThread() { store_.Wake(); }  // any thread, real-time safe
   // Replaces the decoder. Only while no store run can be in flight (before
   // StartStoreThread, or after StopStoreThread).
@@ -184,6 +193,7 @@ class CSoundSource : public CAudioSignalSource {
   void SkipFrames(float frames) { transport_.SkipFrames(frames); }
   void SetRepeat(bool on) { transport_.Cues().repeatOn.store(on); }
   void SetKeyLock(bool on) { transport_.SetKeyLock(on); }
+  bool IsKeyLocked() const { return transport_.IsKeyLocked(); }
   void SetJogTouch(bool on) { transport_.SetJogTouch(on); }
   // The active cue, frames (below 1: none).
   void SetCuePoint(std::int32_t frame) { transport_.Cues().cuePosition.store(frame); }
@@ -200,6 +210,26 @@ class CSoundSource : public CAudioSignalSource {
   bool IsBraking() const { return transport_.IsBraking(); }
   // Output gain of the envelope, 0..1.
   float GetEnvelopeGain() const { return transport_.GetEnvelopeGain(); }
+
+  // ---- key lock (GUI thread; see deck_stretcher.h) --------------------------------
+  // With key lock on (SetKeyLock) the tempo changes and the pitch holds: by
+  // the stretcher when high-quality time-stretch is on (`hqtime`), else by
+  // the cheap path. The key shift needs the stretcher.
+  void SetHQ(bool on) { stretcher_.SetHQ(on); }
+  bool IsHQEnabled() const { return stretcher_.HQEnabled(); }
+  void SetKeyShift(int cents) { stretcher_.SetKeyShift(cents); }
+  int GetKeyShift() const { return stretcher_.KeyShift(); }
+  // The song's key (1..24, from the song record) moved by the key shift
+  // in whole semitones within its group of twelve; 0 when unknown.
+  int GetShiftedKey() const;
+  // Clears ring 0 or 1, or both and the stretch settings with -1.
+  void StretchReset(int ring) { stretcher_.StretchReset(ring); }
+  void StretchThreadRun() { stretcher_.Run(); }
+  bool IsHighQualityActive() const { return transport_.IsHighQualityActive(); }
+  // 2 (R2), 3 (R3), 0 when the deck has no stretcher.
+  int StretchEngine() const { return stretcher_.Engine(); }
+  // Bits of KeyLockNotice raised since the last call; the screen tells once.
+  int TakeKeyLockNotices() { return stretcher_.TakeNotices(); }
 
   // ---- hands (GUI thread; applied on the jog thread) ---------------------------
   // Mouse and on-screen wheel.
@@ -310,6 +340,7 @@ class CSoundSource : public CAudioSignalSource {
   const std::string dataRoot_;  // where the cache file would live; never used
   DeckTransport transport_;
   DeckStore store_;
+  DeckStretcher stretcher_;  // stops its thread before the store goes
   DeckHands hands_;
   DeckSync sync_;
   DeckLoops loops_;

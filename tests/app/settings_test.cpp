@@ -30,12 +30,12 @@ std::string ConfigWith(const std::string& elements) {
 // default: it is written but never read back.
 std::string DistinctElements() {
   const char* keys[] = {
-      "skinf1", "langf1", "audio0", "audio1",   "audmod",  "nvideo", "naudio", "latncy", "ptchrg",
-      "maxram", "fltmod", "cfcurv", "bmatch",   "jscrat",  "hqtime", "resetd", "rmbreq", "apgain",
-      "mixlst", "histry", "evideo", "opengl",   "vidhqm",  "videof", "videox", "videoy", "videow",
-      "videoh", "remain", "extmix", "dsblcf",   "mixtim",  "alimit", "random", "keylk0", "keylk1",
-      "mixaut", "revmmo", "slowrt", "ptchjw",   "usecup",  "usedim", "disacu", "sampv1", "sampp1",
-      "sampit", "tctype", "dhints", "midiin00", "midiin01"};
+      "skinf1", "langf1", "audio0", "audio1", "audmod",   "nvideo",  "naudio", "latncy", "ptchrg",
+      "maxram", "fltmod", "cfcurv", "bmatch", "jscrat",   "hqtime",  "resetd", "rmbreq", "apgain",
+      "mixlst", "histry", "evideo", "opengl", "vidhqm",   "videof",  "videox", "videoy", "videow",
+      "videoh", "remain", "extmix", "dsblcf", "mixtim",   "alimit",  "random", "keylk0", "keylk1",
+      "mixaut", "revmmo", "slowrt", "ptchjw", "usecup",   "usedim",  "disacu", "sampv1", "sampp1",
+      "sampit", "tctype", "dhints", "hqfine", "midiin00", "midiin01"};
   std::string out;
   int next = 1000;
   for (const std::string key : keys) {
