@@ -1,5 +1,6 @@
 #include "app/program_controls.h"
 
+#include "app/deck_load.h"
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_skin.h"
@@ -12,6 +13,7 @@
 #include "engine/mixer.h"
 #include "engine/mixer_channel.h"
 #include "skin/builtin_controls.h"
+#include "skin/file_drop.h"
 #include "skin/main_window.h"
 #include "skin/slider.h"
 
@@ -48,6 +50,7 @@ void BuildProgramControls(ZKMainWindow* mainWindow) {
 void WireControls() {
   WireControlHandlers(TheControlTable());
   WireSkinButtons();
+  SetFileDropHandler(&LoadDroppedFiles);
   DebugLog("init 8: %d control actions wired to the engine", BoundActionCount());
 }
 

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <utility>
 
+#include "app/deck_texts.h"
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_controls.h"
@@ -42,8 +43,8 @@ class ProgramTickSteps : public ScreenTickSteps {
     return program_.decks[deck] && program_.decks[deck]->IsPlaying();
   }
 
-  // The deck's waveform and time displays draw here once the skin has them.
-  void RefreshTransport(int) override {}
+  // The deck's texts; its waveform draws here too.
+  void RefreshTransport(int deck) override { RefreshDeckTexts(program_, deck); }
 
   void WriteClock() override {
     char text[16] = {};

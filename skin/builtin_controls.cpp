@@ -7,6 +7,7 @@
 #include "control/control_table.h"
 #include "control/language.h"
 #include "skin/button.h"
+#include "skin/drop_zone.h"
 #include "skin/slider.h"
 #include "skin/static_text.h"
 
@@ -21,6 +22,8 @@ ZKCustomControl* CreateControl(int kind, wxWindow* parent, int id, int deck) {
       return new CZKSlider(parent, id, deck);
     case kKindText:
       return new CZKStaticText(parent, id, deck);
+    case kKindDropZone:
+      return new CZKDropZone(parent, id, deck);
     default:
       return nullptr;  // kinds built later keep their slots empty
   }

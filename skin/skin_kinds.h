@@ -15,7 +15,8 @@ inline constexpr const char* kBigTabName = "big_tab";
 inline constexpr int kBigTabPanels = 7;
 
 inline bool SkinDefinedKindBuilt(int kind) {
-  return kind == kKindButton || kind == kKindSlider || kind == kKindText || kind == kKindGroup;
+  return kind == kKindButton || kind == kKindSlider || kind == kKindText || kind == kKindGroup ||
+         kind == kKindDropZone;
 }
 
 }  // namespace vantaro

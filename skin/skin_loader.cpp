@@ -15,6 +15,7 @@
 #include "skin/builtin_controls.h"
 #include "skin/button.h"
 #include "skin/custom_panel.h"
+#include "skin/drop_zone.h"
 #include "skin/full_screen.h"
 #include "skin/main_window.h"
 #include "skin/skin_file.h"
@@ -229,6 +230,7 @@ class SkinWalker {
   static ZKCustomControl* Create(int kind, wxWindow* parent, int slot) {
     if (kind == kKindButton) return new CZKButton(parent, slot, -1);
     if (kind == kKindSlider) return new CZKSlider(parent, slot, -1);
+    if (kind == kKindDropZone) return new CZKDropZone(parent, slot, -1);
     return new CZKStaticText(parent, slot, -1);
   }
 

@@ -119,11 +119,23 @@ class Layout:
         inner_x, inner_w = x0 + m, deck_w - 2 * m
         y = 2 * m + 4  # under the deck's accent bar
         info_h, wave_h = k["info"], k["wave"]
-        # Track name, times and tempo; then the waveform.
-        for h in (info_h, wave_h):
-            self.planned.append((inner_x, y, inner_w, h))
-            self.planned.append((self.mirror_x(inner_x, inner_w), y, inner_w, h))
-            y += h + m
+        # Track name over the times and the tempo; then the waveform.
+        title_h = info_h // 2
+        self.add("text", "deck_songname", 0, inner_x, y, inner_w, title_h, program=True,
+                 align="left")
+        row_y, row_h = y + title_h, info_h - title_h
+        time_w = inner_w * 3 // 10
+        tempo_w = (inner_w - 2 * time_w) // 2
+        cells = (("deck_elapsed", time_w), ("deck_remained", time_w), ("deck_bpm", tempo_w),
+                 ("deck_pitch_tempo", inner_w - 2 * time_w - tempo_w))
+        cx = inner_x
+        for action, cw in cells:
+            self.add("text", action, 0, cx, row_y, cw, row_h, program=True, big=True)
+            cx += cw
+        y += info_h + m
+        self.planned.append((inner_x, y, inner_w, wave_h))
+        self.planned.append((self.mirror_x(inner_x, inner_w), y, inner_w, wave_h))
+        y += wave_h + m
         lower_top, lower_bottom = y, top_h - m
         # Pitch on the outer edge: caption, long fader, reset under it.
         px = inner_x
@@ -154,11 +166,12 @@ class Layout:
         self.add("button", "deck_brake", 0, tx + half + m, row_y, tw - half - m, btn,
                  switch=True)
         pads_h = (row_y - m - lower_top) * 3 // 5
-        # Cue and loop pads with sync; then the deck's effects.
-        for (py, ph) in ((lower_top, pads_h),
-                         (lower_top + pads_h + m, row_y - 2 * m - lower_top - pads_h)):
-            self.planned.append((tx, py, tw, ph))
-            self.planned.append((self.mirror_x(tx, tw), py, tw, ph))
+        # Cue and loop pads with sync; then the place that takes dropped
+        # files.
+        self.planned.append((tx, lower_top, tw, pads_h))
+        self.planned.append((self.mirror_x(tx, tw), lower_top, tw, pads_h))
+        drop_y = lower_top + pads_h + m
+        self.add("dropzone", "dz_deck", 0, tx, drop_y, tw, row_y - m - drop_y)
 
     def build_mixer(self, x0, mixer_w, strip, column, kill, centre, row):
         k, m = self.k, self.k["m"]
@@ -347,6 +360,8 @@ def picture_and_attributes(layout):
                 requests.append((c, name, c["w"], c["h"],
                                  lambda x, y, c=c, fill=fill, edge=edge:
                                  button_face(x, y, c["w"], c["h"], fill, edge)))
+        elif c["kind"] == "dropzone":
+            body.append(rect(c["x"], c["y"], c["w"], c["h"], QUIET, a["edge"], 1, 6))
         elif c["kind"] == "knob":
             body.append(knob_face(c["x"], c["y"], c["w"], a["edge"], FACE))
             edge = a["on"] if c["deck"] is not None else TEXT
@@ -400,9 +415,15 @@ def control_element(layout, c):
     pairs += [("posx", c["x"]), ("posy", c["y"]), ("width", c["w"]), ("height", c["h"]),
               ("graphics_mode", 0)]
     if c["kind"] == "text":
+        size = k["bigfont"] if c.get("big") else k["font"]
         pairs += [("transparent", "yes"), ("backcolor", PANEL), ("fontcolor", TEXT),
-                  ("fontsize", k["font"]), ("fontstyle", "bold"), ("fontalign", "center")]
+                  ("fontsize", size), ("fontstyle", "bold"),
+                  ("fontalign", c.get("align", "center"))]
         return f"    <textarea {xml_attributes(pairs)} />"
+    if c["kind"] == "dropzone":
+        pairs += [("backcolor", QUIET), ("bordercolor", a["edge"]), ("fontcolor", EDGE),
+                  ("fontsize", k["killfont"]), ("fontstyle", "bold")]
+        return f"    <dropzone {xml_attributes(pairs)} />"
     if c["kind"] == "button":
         size = k["bigfont"] if c.get("big") else k["killfont"] if c.get("small") else k["font"]
         pairs += [("isswitch", "yes" if c.get("switch") else "no"), ("showlabel", "yes")]
