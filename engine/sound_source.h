@@ -276,6 +276,8 @@ class CSoundSource : public CAudioSignalSource {
   // The loop the render obeys: in and out frames (display, tests).
   std::int32_t LoopIn() const { return transport_.Marks().loops.loopIn.load(); }
   std::int32_t LoopOut() const { return transport_.Marks().loops.loopOut.load(); }
+  // The in point is set and the out point awaited (the wave's open loop mark).
+  bool IsLoopArmed() const { return transport_.Marks().loops.loopArmed.load(); }
 
   // ---- beats (GUI thread; readings any thread; see deck_sync.h) -----------------
   std::int32_t GetBeatLength() const { return sync_.GetBeatLength(); }
