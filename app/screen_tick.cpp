@@ -11,6 +11,7 @@
 #include "control/language.h"
 #include "engine/audio_render.h"
 #include "skin/main_window.h"
+#include "skin/sound_display.h"
 
 namespace vantaro {
 namespace {
@@ -44,7 +45,10 @@ class ProgramTickSteps : public ScreenTickSteps {
   }
 
   // The deck's texts; its waveform draws here too.
-  void RefreshTransport(int deck) override { RefreshDeckTexts(program_, deck); }
+  void RefreshTransport(int deck) override {
+    RefreshDeckTexts(program_, deck);
+    RefreshSoundDisplays(deck);
+  }
 
   void WriteClock() override {
     char text[16] = {};
@@ -75,6 +79,7 @@ class ProgramTickSteps : public ScreenTickSteps {
     readings.inputCount = mixer->InputCount();
     for (int input = 0; input < readings.inputCount; ++input)
       mixer->ReadInputVu(input, &readings.inputVu[input][0], &readings.inputVu[input][1]);
+    FeedMeters(program_);
   }
 
   // Then the controls show what the decks and the mixer now hold.

@@ -16,7 +16,8 @@ inline constexpr int kBigTabPanels = 7;
 
 inline bool SkinDefinedKindBuilt(int kind) {
   return kind == kKindButton || kind == kKindSlider || kind == kKindText || kind == kKindGroup ||
-         kind == kKindDropZone;
+         kind == kKindDropZone || kind == kKindVuMeter || kind == kKindImage ||
+         kind == kKindDropDown || kind == kKindEditArea;
 }
 
 }  // namespace vantaro
