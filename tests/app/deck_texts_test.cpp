@@ -7,8 +7,11 @@
 
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <set>
 
+#include "analysis/analysis_worker.h"
+#include "analysis/deck_analysis.h"
 #include "app/deck_load.h"
 #include "control/language.h"
 #include "tests/engine/deck_test_rig.h"
@@ -152,6 +155,29 @@ TEST(DeckTexts, ALongLoadCountsUpAndPlaysBeforeItEnds) {
   EXPECT_TRUE(played) << "no sound before the load was complete";
   EXPECT_EQ(DeckTitleText(deck, 0), "twenty minutes");
   deck.StopStoreThread();
+}
+
+// A sox click track at 128 BPM through the deck's own analysis: the text
+// reads what a DJ counts, and the pitch moves it.
+TEST(DeckTexts, ASoxClickTrackReads128AndTheClassicEightPercentMore) {
+  test::TempDir dir;
+  const std::string stripes = dir.Path() + "/Stripes/";
+  std::filesystem::create_directory(stripes);
+  const std::string path = dir.File("clicks 128.wav");
+  // A 20 ms click every 60/128 s, 160 times (75 s).
+  ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + path +
+                             "' synth 0.02 sine 1000 pad 0 0.44875 repeat 159"),
+            0);
+  test::DeckRig rig(50);
+  CSoundSource& deck = rig.AddDeck(0);
+  AnalysisWorker worker{stripes, nullptr, nullptr};
+  deck.SetAnalysisFeed(std::make_unique<DeckAnalysis>(
+      stripes, [&worker](const std::string& file) { worker.QueueForAnalysis(file); }));
+  ASSERT_TRUE(rig.Load(path));
+  ASSERT_TRUE(test::WaitFor([&] { return deck.GetUiState() == kUiAllDone; }));
+  rig.Render(50);  // the render publishes the tempo under the position
+  EXPECT_EQ(FormatDeckTempo(deck.GetBPM(), 0), "128.00");
+  EXPECT_EQ(FormatDeckTempo(deck.GetBPM(), 800), "138.24");
 }
 
 }  // namespace
