@@ -170,10 +170,17 @@ class Layout:
         self.add("button", "deck_brake", 0, tx + half + m, row_y, tw - half - m, btn,
                  switch=True)
         pads_h = (row_y - m - lower_top) * 3 // 5
-        # Cue and loop pads with sync; then the place that takes dropped
-        # files.
-        self.planned.append((tx, lower_top, tw, pads_h))
-        self.planned.append((self.mirror_x(tx, tw), lower_top, tw, pads_h))
+        # Pads: sync, setting the cue, the loop and beat jumps; then the
+        # place that takes dropped files.
+        pads = (("deck_sync", "deck_setcue", "deck_loop_in_end", "deck_loop_out"),
+                ("deck_skip_beat_prev", "deck_skip_beat", "deck_back_to_top",
+                 "deck_loop_reloop"))
+        pad_w = (tw - 3 * 4) // 4
+        pad_h = (pads_h - 4) // 2
+        for r, row_actions in enumerate(pads):
+            for i, action in enumerate(row_actions):
+                self.add("button", action, 0, tx + i * (pad_w + 4), lower_top + r * (pad_h + 4),
+                         pad_w, pad_h, small=True)
         drop_y = lower_top + pads_h + m
         self.add("dropzone", "dz_deck", 0, tx, drop_y, tw, row_y - m - drop_y)
 
