@@ -35,5 +35,7 @@ void DisconnectControlsFromEngine();
 // Screen tick: the controls show the engine's values, the volume faders
 // their decks' levels.
 void RefreshControls(Program& program);
+// Tick step 9, after the levels are read: the meters show them.
+void FeedMeters(Program& program);
 
 }  // namespace vantaro

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "app/deck_load.h"
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/settings.h"
@@ -163,23 +164,15 @@ bool ChooseSkin(const std::string& path) {
 }
 
 void LoadCommandLineFiles(const std::vector<std::string>& files) {
-  Program& program = TheProgram();
   int deck = 0;
   for (const std::string& file : files) {
-    std::error_code error;
     if (deck > 1) {
       DebugLog("command line: %s not loaded: two decks take two files", file.c_str());
       continue;
     }
-    if (!fs::is_regular_file(file, error)) {
-      DebugLog("command line: %s not loaded: no such file", file.c_str());
-      continue;
-    }
-    CSoundSource* target = program.decks[deck].get();
-    TZKSongRecord record;
-    const bool known = FindSong(FileName(file), record);
-    if (!target || !target->LoadSong(file, false, known ? &record : nullptr, false)) {
-      DebugLog("command line: %s not loaded: deck %c is busy", file.c_str(), 'A' + deck);
+    const TrackFault fault = LoadTrackOnDeck(deck, file);
+    if (fault != TrackFault::kNone) {
+      DebugLog("command line: %s not loaded: %s", file.c_str(), TrackFaultText(fault).c_str());
       continue;
     }
     DebugLog("command line: %s loading on deck %c", file.c_str(), 'A' + deck);

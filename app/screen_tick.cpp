@@ -3,6 +3,7 @@
 #include <ctime>
 #include <utility>
 
+#include "app/deck_texts.h"
 #include "app/key_lock_tick.h"
 #include "app/message_box.h"
 #include "app/program.h"
@@ -12,6 +13,7 @@
 #include "control/language.h"
 #include "engine/audio_render.h"
 #include "skin/main_window.h"
+#include "skin/sound_display.h"
 
 namespace vantaro {
 namespace {
@@ -42,8 +44,11 @@ class ProgramTickSteps : public ScreenTickSteps {
     return program_.decks[deck] && program_.decks[deck]->IsPlaying();
   }
 
-  // The deck's waveform and time displays draw here once the skin has them.
-  void RefreshTransport(int) override {}
+  // The deck's texts; its waveform draws here too.
+  void RefreshTransport(int deck) override {
+    RefreshDeckTexts(program_, deck);
+    RefreshSoundDisplays(deck);
+  }
 
   void WriteClock() override {
     char text[16] = {};
@@ -74,6 +79,7 @@ class ProgramTickSteps : public ScreenTickSteps {
     readings.inputCount = mixer->InputCount();
     for (int input = 0; input < readings.inputCount; ++input)
       mixer->ReadInputVu(input, &readings.inputVu[input][0], &readings.inputVu[input][1]);
+    FeedMeters(program_);
   }
 
   // Then the controls show what the decks and the mixer now hold.

@@ -87,7 +87,9 @@ namespace vantaro {
   X(txt_sd_menu_about) X(txt_sd_menu_exit)
 
 #define VANTARO_OWN_TEXT_IDS(X) \
-  X(txt_multichannel_unavailable) X(txt_musicfolder) X(txt_itunes_library)
+  X(txt_multichannel_unavailable) X(txt_musicfolder) X(txt_itunes_library) \
+  X(txt_track_missing) X(txt_track_is_folder) X(txt_track_unreadable) X(txt_track_not_audio) \
+  X(txt_deck_still_loading)
 // clang-format on
 
 enum TextId : int {

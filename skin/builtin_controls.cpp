@@ -7,8 +7,14 @@
 #include "control/control_table.h"
 #include "control/language.h"
 #include "skin/button.h"
+#include "skin/drop_zone.h"
+#include "skin/dropdown_list.h"
+#include "skin/edit_text.h"
+#include "skin/image_control.h"
 #include "skin/slider.h"
+#include "skin/sound_display.h"
 #include "skin/static_text.h"
+#include "skin/vu_meter.h"
 
 namespace vantaro {
 namespace {
@@ -21,6 +27,18 @@ ZKCustomControl* CreateControl(int kind, wxWindow* parent, int id, int deck) {
       return new CZKSlider(parent, id, deck);
     case kKindText:
       return new CZKStaticText(parent, id, deck);
+    case kKindImage:
+      return new CZKImage(parent, id, deck);
+    case kKindDropDown:
+      return new CZKDropDownList(parent, id, deck);
+    case kKindEditArea:
+      return new CZKEditText(parent, id, deck);
+    case kKindSoundDisplay:
+      return new CZKSoundDisplay(parent, id, deck);
+    case kKindVuMeter:
+      return new CZKVUMeter(parent, id, deck);
+    case kKindDropZone:
+      return new CZKDropZone(parent, id, deck);
     default:
       return nullptr;  // kinds built later keep their slots empty
   }

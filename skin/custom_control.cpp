@@ -7,6 +7,7 @@
 #include "control/control_table.h"
 #include "control/key_names.h"
 #include "skin/attribute_list.h"
+#include "skin/edit_text.h"
 #include "skin/main_window.h"
 #include "skin/skin_image.h"
 #include "skin/skin_style.h"
@@ -169,6 +170,8 @@ void ZKCustomControl::OnMouse(wxMouseEvent& event) {
     if (!noDownBeforeDouble) Send(mt_DOWN, x, y, button, modifiers);
     Send(mt_DBLCLICK, x, y, button, modifiers);
   } else if (event.ButtonDown() || event.ButtonDClick()) {
+    // A press anywhere else gives the keys back to the shortcuts.
+    if (ShortcutsBlocked() && !dynamic_cast<CZKEditText*>(this)) EndTextEntry(this);
     if (learning_) {
       TakeLearnFocus();
       return;

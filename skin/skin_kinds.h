@@ -15,7 +15,9 @@ inline constexpr const char* kBigTabName = "big_tab";
 inline constexpr int kBigTabPanels = 7;
 
 inline bool SkinDefinedKindBuilt(int kind) {
-  return kind == kKindButton || kind == kKindSlider || kind == kKindText || kind == kKindGroup;
+  return kind == kKindButton || kind == kKindSlider || kind == kKindText || kind == kKindGroup ||
+         kind == kKindDropZone || kind == kKindVuMeter || kind == kKindImage ||
+         kind == kKindDropDown || kind == kKindEditArea;
 }
 
 }  // namespace vantaro

@@ -15,7 +15,11 @@
 #include "skin/builtin_controls.h"
 #include "skin/button.h"
 #include "skin/custom_panel.h"
+#include "skin/drop_zone.h"
+#include "skin/dropdown_list.h"
+#include "skin/edit_text.h"
 #include "skin/full_screen.h"
+#include "skin/image_control.h"
 #include "skin/main_window.h"
 #include "skin/skin_file.h"
 #include "skin/skin_image.h"
@@ -23,6 +27,7 @@
 #include "skin/skin_style.h"
 #include "skin/slider.h"
 #include "skin/static_text.h"
+#include "skin/vu_meter.h"
 
 namespace vantaro {
 namespace {
@@ -229,6 +234,11 @@ class SkinWalker {
   static ZKCustomControl* Create(int kind, wxWindow* parent, int slot) {
     if (kind == kKindButton) return new CZKButton(parent, slot, -1);
     if (kind == kKindSlider) return new CZKSlider(parent, slot, -1);
+    if (kind == kKindDropZone) return new CZKDropZone(parent, slot, -1);
+    if (kind == kKindVuMeter) return new CZKVUMeter(parent, slot, -1);
+    if (kind == kKindImage) return new CZKImage(parent, slot, -1);
+    if (kind == kKindDropDown) return new CZKDropDownList(parent, slot, -1);
+    if (kind == kKindEditArea) return new CZKEditText(parent, slot, -1);
     return new CZKStaticText(parent, slot, -1);
   }
 

@@ -37,6 +37,7 @@ CAP = "#D5D9DF"  # fader cap
 CAP_OVER = "#F4F6F8"
 METER_LOW, METER_MID, METER_HIGH = "#3DDC84", "#FFC53D", "#FF4D4D"
 METER_OFF = "#1F242B"
+METER_STEP = 4  # pixels a meter lights at a time: 3 lit, 1 dark between
 
 # Deck A cyan, deck B amber: each with its "on", "on + over" and
 # "on + pressed" fills; dark text stays above 7:1 on all three.
@@ -119,11 +120,22 @@ class Layout:
         inner_x, inner_w = x0 + m, deck_w - 2 * m
         y = 2 * m + 4  # under the deck's accent bar
         info_h, wave_h = k["info"], k["wave"]
-        # Track name, times and tempo; then the waveform.
-        for h in (info_h, wave_h):
-            self.planned.append((inner_x, y, inner_w, h))
-            self.planned.append((self.mirror_x(inner_x, inner_w), y, inner_w, h))
-            y += h + m
+        # Track name over the times and the tempo; then the waveform.
+        title_h = info_h // 2
+        self.add("text", "deck_songname", 0, inner_x, y, inner_w, title_h, program=True,
+                 align="left")
+        row_y, row_h = y + title_h, info_h - title_h
+        time_w = inner_w * 3 // 10
+        tempo_w = (inner_w - 2 * time_w) // 2
+        cells = (("deck_elapsed", time_w), ("deck_remained", time_w), ("deck_bpm", tempo_w),
+                 ("deck_pitch_tempo", inner_w - 2 * time_w - tempo_w))
+        cx = inner_x
+        for action, cw in cells:
+            self.add("text", action, 0, cx, row_y, cw, row_h, program=True, big=True)
+            cx += cw
+        y += info_h + m
+        self.add("wave", "sd_deck", 0, inner_x, y, inner_w, wave_h)
+        y += wave_h + m
         lower_top, lower_bottom = y, top_h - m
         # Pitch on the outer edge: caption, long fader, reset under it.
         px = inner_x
@@ -147,18 +159,30 @@ class Layout:
         tw = inner_x + inner_w - tx
         play_h = btn + 12
         play_y = lower_bottom - play_h
-        self.add("button", "deck_play_pause", 0, tx, play_y, tw, play_h, switch=True, big=True)
+        # Cue beside play, on the outer side: the pair a thumb rests on.
+        cue_w = (tw - m) * 2 // 5
+        self.add("button", "deck_cue", 0, tx, play_y, cue_w, play_h, big=True)
+        self.add("button", "deck_play_pause", 0, tx + cue_w + m, play_y, tw - cue_w - m, play_h,
+                 switch=True, big=True)
         half = (tw - m) // 2
         row_y = play_y - m - btn
         self.add("button", "deck_reverse", 0, tx, row_y, half, btn, switch=True)
         self.add("button", "deck_brake", 0, tx + half + m, row_y, tw - half - m, btn,
                  switch=True)
         pads_h = (row_y - m - lower_top) * 3 // 5
-        # Cue and loop pads with sync; then the deck's effects.
-        for (py, ph) in ((lower_top, pads_h),
-                         (lower_top + pads_h + m, row_y - 2 * m - lower_top - pads_h)):
-            self.planned.append((tx, py, tw, ph))
-            self.planned.append((self.mirror_x(tx, tw), py, tw, ph))
+        # Pads: sync, setting the cue, the loop and beat jumps; then the
+        # place that takes dropped files.
+        pads = (("deck_sync", "deck_setcue", "deck_loop_in_end", "deck_loop_out"),
+                ("deck_skip_beat_prev", "deck_skip_beat", "deck_back_to_top",
+                 "deck_loop_reloop"))
+        pad_w = (tw - 3 * 4) // 4
+        pad_h = (pads_h - 4) // 2
+        for r, row_actions in enumerate(pads):
+            for i, action in enumerate(row_actions):
+                self.add("button", action, 0, tx + i * (pad_w + 4), lower_top + r * (pad_h + 4),
+                         pad_w, pad_h, small=True)
+        drop_y = lower_top + pads_h + m
+        self.add("dropzone", "dz_deck", 0, tx, drop_y, tw, row_y - m - drop_y)
 
     def build_mixer(self, x0, mixer_w, strip, column, kill, centre, row):
         k, m = self.k, self.k["m"]
@@ -188,10 +212,22 @@ class Layout:
         cue_y = y0 + 5 * row
         self.add("button", "deck_monitor", 0, sx, cue_y, column, btn, switch=True)
         self.add("fader", "deck_volume", 0, fx, y0, fader, cue_y + btn - y0, meter=True)
-        # Centre: the master meters (planned), three knobs, talk and learn.
+        # Centre: the meters (deck A, master, deck B), three knobs, talk and
+        # learn.
         cx = x0 + 2 * m + strip
         meter_h = cue_y + btn - y0 - 3 * row - m - btn
-        self.planned.append((cx, y0, centre, meter_h - m))
+        pair = 3  # between a left and a right column
+        bar_w = (centre - 3 * pair - 2 * m) // 6
+        bar_h = (meter_h - m) // METER_STEP * METER_STEP
+        bar_y = y0 + meter_h - m - bar_h
+        self.add("meter", "vm_deckl", 0, cx, bar_y, bar_w, bar_h)
+        self.add("meter", "vm_deckr", 0, cx + bar_w + pair, bar_y, bar_w, bar_h)
+        # Deck B's pair is deck A's mirror, but left stays left of right.
+        twins = [c for c in self.controls if c["deck"] == 1 and c["kind"] == "meter"]
+        twins[0]["x"], twins[1]["x"] = twins[1]["x"], twins[0]["x"]
+        master_x = cx + (centre - 2 * bar_w - pair) // 2
+        self.add("meter", "vm_masterl", None, master_x, bar_y, bar_w, bar_h)
+        self.add("meter", "vm_masterr", None, master_x + bar_w + pair, bar_y, bar_w, bar_h)
         ky = y0 + meter_h
         for i, (label, action) in enumerate((("label_gain_master", "master_gain"),
                                              ("label_gain_monitor", "monitor_gain"),
@@ -309,6 +345,18 @@ def meter_columns(c, lit):
     return out
 
 
+def meter_steps(x, y, w, h, lit):
+    """A level meter's column of steps from the bottom: dark, or lit in the
+    zone colours the program uses (below 60 %, below 85 %, above)."""
+    out = [rect(x, y, w, h, SLOT)]
+    for k in range(h // METER_STEP):
+        frac = k * METER_STEP / h
+        colour = METER_OFF if not lit else (
+            METER_LOW if frac < 0.6 else METER_MID if frac < 0.85 else METER_HIGH)
+        out.append(rect(x, y + h - k * METER_STEP - (METER_STEP - 1), w, METER_STEP - 1, colour))
+    return "".join(out)
+
+
 def fader_cap(x, y, cw, ch, horizontal, deck, over):
     fill = CAP_OVER if over else CAP
     out = rect(x, y, cw, ch, fill, TEXT_DARK, 1, 3)
@@ -347,6 +395,14 @@ def picture_and_attributes(layout):
                 requests.append((c, name, c["w"], c["h"],
                                  lambda x, y, c=c, fill=fill, edge=edge:
                                  button_face(x, y, c["w"], c["h"], fill, edge)))
+        elif c["kind"] == "wave":
+            body.append(rect(c["x"], c["y"], c["w"], c["h"], SLOT, a["edge"], 1, 4))
+        elif c["kind"] == "meter":
+            body.append(meter_steps(c["x"], c["y"], c["w"], c["h"], lit=False))
+            requests.append((c, "activeup", c["w"], c["h"],
+                             lambda x, y, c=c: meter_steps(x, y, c["w"], c["h"], lit=True)))
+        elif c["kind"] == "dropzone":
+            body.append(rect(c["x"], c["y"], c["w"], c["h"], QUIET, a["edge"], 1, 6))
         elif c["kind"] == "knob":
             body.append(knob_face(c["x"], c["y"], c["w"], a["edge"], FACE))
             edge = a["on"] if c["deck"] is not None else TEXT
@@ -400,9 +456,27 @@ def control_element(layout, c):
     pairs += [("posx", c["x"]), ("posy", c["y"]), ("width", c["w"]), ("height", c["h"]),
               ("graphics_mode", 0)]
     if c["kind"] == "text":
+        size = k["bigfont"] if c.get("big") else k["font"]
         pairs += [("transparent", "yes"), ("backcolor", PANEL), ("fontcolor", TEXT),
-                  ("fontsize", k["font"]), ("fontstyle", "bold"), ("fontalign", "center")]
+                  ("fontsize", size), ("fontstyle", "bold"),
+                  ("fontalign", c.get("align", "center"))]
         return f"    <textarea {xml_attributes(pairs)} />"
+    if c["kind"] == "wave":
+        pairs += [("datacolor", a["edge"]), ("beatcolor", TEXT), ("cuecolor", METER_HIGH),
+                  ("loopcolor", METER_LOW), ("cursorcolor", TEXT), ("fontcolor", TEXT),
+                  ("backcolor", SLOT), ("fontsize", k["killfont"]), ("fontstyle", "bold")]
+        return f"    <sounddisplay {xml_attributes(pairs)} />"
+    if c["kind"] == "meter":
+        pairs += sorted(c["attrs"].items())
+        pairs += [("activestepsize", METER_STEP), ("colorlow", METER_LOW),
+                  ("colormid", METER_MID), ("colorhigh", METER_HIGH),
+                  ("backcolorlow", METER_OFF), ("backcolormid", METER_OFF),
+                  ("backcolorhigh", METER_OFF)]
+        return f"    <vumeter {xml_attributes(pairs)} />"
+    if c["kind"] == "dropzone":
+        pairs += [("backcolor", QUIET), ("bordercolor", a["edge"]), ("fontcolor", EDGE),
+                  ("fontsize", k["killfont"]), ("fontstyle", "bold")]
+        return f"    <dropzone {xml_attributes(pairs)} />"
     if c["kind"] == "button":
         size = k["bigfont"] if c.get("big") else k["killfont"] if c.get("small") else k["font"]
         pairs += [("isswitch", "yes" if c.get("switch") else "no"), ("showlabel", "yes")]

@@ -171,6 +171,14 @@ TEST_F(DefaultFace, EveryPlacedInputMovesTheEngineWordItOwns) {
     const ControlAction& row = ControlActionRow(control->controlId);
     if (!control->name.empty() || (row.kind != kKindButton && row.kind != kKindSlider)) continue;
     ++inputs;
+    // Cue, loop and beat buttons act only on a song under a standing deck;
+    // the engine's cue, loop and sync tests own what they do.
+    if (std::string(row.name).rfind("deck_", 0) == 0 &&
+        std::set<std::string>{"deck_cue", "deck_sync", "deck_setcue", "deck_loop_in_end",
+                              "deck_loop_out", "deck_skip_beat_prev", "deck_skip_beat",
+                              "deck_back_to_top", "deck_loop_reloop"}
+            .count(row.name))
+      continue;
     const auto found = words.find(row.name);
     if (found == words.end()) {
       ADD_FAILURE() << Name(control) << " is placed but this test does not know its engine word";

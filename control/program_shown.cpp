@@ -1,0 +1,19 @@
+#include "control/program_shown.h"
+
+#include <initializer_list>
+
+#include "control/control_action.h"
+
+namespace vantaro {
+
+bool ProgramFillsControl(int id) {
+  if (!IsValidAction(id)) return false;
+  for (const char* text : kDeckValueTexts)
+    if (FindControlAction(text) == id) return true;
+  for (const char* other :
+       {"dz_deck", "sd_deck", "vm_deckl", "vm_deckr", "vm_masterl", "vm_masterr"})
+    if (FindControlAction(other) == id) return true;
+  return false;
+}
+
+}  // namespace vantaro

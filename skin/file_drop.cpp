@@ -1,0 +1,62 @@
+#include "skin/file_drop.h"
+
+#include <wx/app.h>
+#include <wx/dataobj.h>
+#include <wx/dnd.h>
+#include <wx/window.h>
+
+#include "base/debug_log.h"
+#include "skin/uri_list.h"
+
+namespace vantaro {
+namespace {
+
+FileDropHandler theHandler = nullptr;
+
+// Takes the raw `text/uri-list` bytes, not wxFileDataObject's names: the
+// decoding of escapes and of non-ASCII names is then ours and tested.
+class UriListDropTarget : public wxDropTarget {
+ public:
+  explicit UriListDropTarget(int deck)
+      : wxDropTarget(new wxCustomDataObject(wxDataFormat("text/uri-list"))), deck_(deck) {}
+
+  wxDragResult OnDragOver(wxCoord, wxCoord, wxDragResult) override { return wxDragCopy; }
+
+  wxDragResult OnData(wxCoord, wxCoord, wxDragResult result) override {
+    if (!GetData()) return wxDragNone;
+    auto* data = static_cast<wxCustomDataObject*>(GetDataObject());
+    const std::string text(static_cast<const char*>(data->GetData()), data->GetSize());
+    std::vector<std::string> files = LocalFilesOfUriList(text);
+    if (files.empty()) {
+      DebugLog("drop on deck %c: no local file in the drop", 'A' + deck_);
+      return wxDragNone;
+    }
+    const int deck = deck_;
+    wxTheApp->CallAfter([deck, files] { DeliverDroppedFiles(deck, files); });
+    return result == wxDragMove ? wxDragCopy : result;
+  }
+
+ private:
+  const int deck_;
+};
+
+}  // namespace
+
+void SetFileDropHandler(FileDropHandler handler) {
+  theHandler = handler;
+}
+
+void DeliverDroppedFiles(int deck, const std::vector<std::string>& files) {
+  if (files.empty() || deck < 0 || deck > 1) return;
+  if (!theHandler) {
+    DebugLog("drop on deck %c: nothing takes files yet", 'A' + deck);
+    return;
+  }
+  theHandler(deck, files);
+}
+
+void AcceptFileDrops(wxWindow* window, int deck) {
+  if (window) window->SetDropTarget(new UriListDropTarget(deck));
+}
+
+}  // namespace vantaro
