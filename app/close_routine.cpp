@@ -4,6 +4,7 @@
 
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_actions.h"
 #include "app/program_controls.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
@@ -57,8 +58,10 @@ void RunCloseRoutine() {
   if (program.closing) return;
   program.closing = true;
   DebugLog("close 1: closing flag set");
+  StopActionRouting();
   StopDecks();
   SaveAllSettings();
+  SaveProgramShortcuts();
   StopTimedThreads();
   program.mainWindow = nullptr;
   DebugLog("close 3: timed threads stopped (background, jog, screen) after %ld ticks",

@@ -14,6 +14,7 @@
 #include "app/memory_sizing.h"
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_actions.h"
 #include "app/program_controls.h"
 #include "app/program_skin.h"
 #include "app/screen_saver.h"
@@ -220,7 +221,8 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   WireTheMixer();                     // 10
   // 11 effect ranges to the control tables
   EnumerateOutputDevices();  // 12
-  ReadSettings();            // 13, 14 (shortcut files: none yet)
+  ReadSettings();            // 13, 14
+  LoadProgramShortcuts();    // 13: shortcut files
   ScanProgramSkins();        // 15
   OpenAudioOutput();         // 16 (controllers, analysis driver: none yet)
   // 17 work queues
@@ -228,6 +230,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21
+  StartActionRouting(mainWindow);  // rings, key hook, remote requests
   return true;
 }
 

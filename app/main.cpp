@@ -5,6 +5,7 @@
 #include <wx/app.h>
 
 #include "app/analyse_command.h"
+#include "app/remote_socket.h"
 #include "app/signal_watcher.h"
 #include "app/vantaro_app.h"
 #include "base/debug_log.h"
@@ -14,6 +15,7 @@ wxIMPLEMENT_APP_NO_MAIN(vantaro::VantaroApp);
 int main(int argc, char** argv) {
   vantaro::BlockCloseSignals();
   if (vantaro::IsAnalyseCommand(argc, argv)) return vantaro::RunAnalyseCommand(argc, argv);
+  if (vantaro::IsRemoteCommand(argc, argv)) return vantaro::RunRemoteCommand(argc, argv);
   vantaro::StartSignalWatcher([](int signal) {
     // The watcher thread: log, then leave the close to the GUI thread.
     vantaro::DebugLog("signal %d: closing", signal);

@@ -274,6 +274,27 @@ bool BindMidi(int id, int deck, int channel, bool isKey, int number, int toggleM
   return true;
 }
 
+bool UnbindKey(int code, int modifiers) {
+  MapCell* cell = TheShortcutMaps().Key(code, modifiers);
+  if (!cell || cell->Free()) return false;
+  ForgetKey(*cell, code, modifiers);
+  Redraw(cell->action, cell->deck);
+  *cell = MapCell{};
+  return true;
+}
+
+bool UnbindMidi(bool isKey, int number, int channel) {
+  ShortcutMaps& maps = TheShortcutMaps();
+  MidiCell* cell = isKey ? maps.Note(number, channel) : maps.ControlChange(number, channel);
+  if (!cell || cell->Free()) return false;
+  ControlBindings* bindings = BindingsOf(cell->action, cell->deck);
+  if (bindings && bindings->midiKeyOrCc == number && bindings->midiIsKey == (isKey ? 1 : 0))
+    ForgetMidi(*cell);
+  Redraw(cell->action, cell->deck);
+  *cell = MidiCell{};
+  return true;
+}
+
 void ClearAllBindings() {
   ClearKeyBindings();
   ClearMidiBindings();
@@ -306,28 +327,28 @@ void ClearMidiBindings() {
   });
 }
 
-KeyResult HandleKeyPress(const KeyPress& press) {
-  if (!press.appActive) return KeyResult::kHandled;
+KeyHookResult HandleKeyPress(const KeyPress& press) {
+  if (!press.appActive) return KeyHookResult::kHandled;
   const bool learning = LearnModeOn();
-  if (press.textFocus && !learning) return KeyResult::kPass;
+  if (press.textFocus && !learning) return KeyHookResult::kPass;
   const int code = TranslateKeyCode(press.rawCode, press.character, true);
   if (code < 0 || code >= ShortcutMaps::kKeyCodes || press.modifiers < 0 ||
       press.modifiers >= ShortcutMaps::kModifierSets)
-    return KeyResult::kPass;
+    return KeyHookResult::kPass;
   const MapCell& cell = *TheShortcutMaps().Key(code, press.modifiers);
-  if (learning) {
-    // With no target, the learn key still ends learning: the keyboard
-    // alone can leave the mode it entered.
-    if (CurrentLearnTarget() == LearnTarget{} && cell.action == Actions().learn) {
-      SetLearnMode(false);
-      return KeyResult::kHandled;
-    }
-    LearnKey(code, press.modifiers, press.character);
-    return KeyResult::kHandled;
+  // The learn key switches learn mode whatever the mode: the keyboard alone
+  // can enter it and leave it, and the learn button itself never learns.
+  if (cell.action == Actions().learn) {
+    SetLearnMode(!learning);
+    return KeyHookResult::kHandled;
   }
-  if (cell.action <= 0) return KeyResult::kPass;
+  if (learning) {
+    LearnKey(code, press.modifiers, press.character);
+    return KeyHookResult::kHandled;
+  }
+  if (cell.action <= 0) return KeyHookResult::kPass;
   StepBoundControl(cell, code, press.modifiers);
-  return KeyResult::kHandled;
+  return KeyHookResult::kHandled;
 }
 
 void HandleSkinMidi(int status, int channel, int data1, int data2, int time) {

@@ -76,6 +76,11 @@ ControlBindings* BindingsOf(int id, int deck);
 // False when the code, modifiers, number or channel are out of range.
 bool BindKey(int id, int deck, int code, int modifiers, int character);
 bool BindMidi(int id, int deck, int channel, bool isKey, int number, int toggleMode);
+// Removes one binding from its map and from its control; false when the
+// cell was free or out of range.
+bool UnbindKey(int code, int modifiers);
+bool UnbindMidi(bool isKey, int number, int channel);
+
 // Empty the maps and the bindings of every control: all, the keys only, or
 // the MIDI only.
 void ClearAllBindings();
@@ -91,7 +96,7 @@ struct KeyPress {
   bool textFocus = false;  // a text box holds the focus
 };
 
-enum class KeyResult {
+enum class KeyHookResult {
   kPass,     // not ours: the toolkit goes on with it
   kHandled,  // consumed (also: ignored while the program is inactive)
 };
@@ -102,7 +107,7 @@ enum class KeyResult {
 // target; otherwise a bound key steps its control once per matching entry
 // of the control's key list (a slider's first key steps down, its second
 // up; a button clicks on any).
-KeyResult HandleKeyPress(const KeyPress& press);
+KeyHookResult HandleKeyPress(const KeyPress& press);
 
 // A MIDI message with no owner, from the MIDI drain: learned while learning,
 // else delivered to the control its map cell names.

@@ -159,10 +159,12 @@ struct KeyEntry {
 };
 
 // A control's keys in its own order (a slider's first key steps down); for
-// a row with no control (a kind not built yet), its map cells.
+// a row with no control (a kind not built yet) or one that keeps no keys
+// (the learn button), its map cells.
 std::vector<KeyEntry> KeysOf(int id, int deck, const std::vector<std::vector<KeyEntry>>& fromMap) {
   std::vector<KeyEntry> keys;
-  if (const ControlBindings* bindings = BindingsOf(id, deck)) {
+  if (const ControlBindings* bindings = BindingsOf(id, deck);
+      bindings && bindings->KeyCount() > 0) {
     for (int i = 0; i < ControlBindings::kMaxKeys; ++i)
       if (bindings->keyCode[i] > 0)
         keys.push_back({bindings->keyCode[i], bindings->keyShift[i], bindings->keyChar[i]});

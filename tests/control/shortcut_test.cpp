@@ -17,6 +17,7 @@
 #include "control/gui_sync.h"
 #include "control/key_map.h"
 #include "control/shortcut_files.h"
+#include "control/shortcut_list.h"
 #include "tests/control/fake_controls.h"
 #include "tests/support/test_support.h"
 
@@ -73,7 +74,7 @@ class ShortcutTest : public ::testing::Test {
 // The same controls, for the learn rules.
 class LearnTest : public ShortcutTest {};
 
-KeyResult Press(int code, int modifiers = 0, bool textFocus = false, bool active = true) {
+KeyHookResult Press(int code, int modifiers = 0, bool textFocus = false, bool active = true) {
   KeyPress press;
   press.rawCode = code;
   press.character = code;
@@ -93,24 +94,36 @@ TEST_F(ShortcutTest, KeyHookRulesInTheirOrder) {
   struct Case {
     const char* what;
     KeyPress press;
-    KeyResult result;
+    KeyHookResult result;
     RecordingControl* moved;
     int stepCode;
   } const cases[] = {
-      {"inactive program swallows", {'X', 'X', 0, false, false}, KeyResult::kHandled, nullptr, 0},
-      {"text box keeps its keys", {'X', 'X', 0, true, true}, KeyResult::kPass, nullptr, 0},
-      {"bound key clicks", {'X', 'X', 0, true, false}, KeyResult::kHandled, &play, 0},
-      {"lower case is upper-cased", {0, 'x', 0, true, false}, KeyResult::kHandled, &play, 0},
-      {"other modifiers are another key",
-       {'X', 'X', kModAlt, true, false},
-       KeyResult::kPass,
+      {"inactive program swallows",
+       {'X', 'X', 0, false, false},
+       KeyHookResult::kHandled,
        nullptr,
        0},
-      {"slider's first key steps down", {';', ';', 0, true, false}, KeyResult::kHandled, &pitch, 0},
-      {"slider's second key steps up", {'L', 'L', 0, true, false}, KeyResult::kHandled, &pitch, 1},
-      {"unbound key passes", {'Q', 'Q', 0, true, false}, KeyResult::kPass, nullptr, 0},
-      {"code 8000 passes", {8000, 0, 0, true, false}, KeyResult::kPass, nullptr, 0},
-      {"modifiers 32 pass", {'X', 'X', 32, true, false}, KeyResult::kPass, nullptr, 0},
+      {"text box keeps its keys", {'X', 'X', 0, true, true}, KeyHookResult::kPass, nullptr, 0},
+      {"bound key clicks", {'X', 'X', 0, true, false}, KeyHookResult::kHandled, &play, 0},
+      {"lower case is upper-cased", {0, 'x', 0, true, false}, KeyHookResult::kHandled, &play, 0},
+      {"other modifiers are another key",
+       {'X', 'X', kModAlt, true, false},
+       KeyHookResult::kPass,
+       nullptr,
+       0},
+      {"slider's first key steps down",
+       {';', ';', 0, true, false},
+       KeyHookResult::kHandled,
+       &pitch,
+       0},
+      {"slider's second key steps up",
+       {'L', 'L', 0, true, false},
+       KeyHookResult::kHandled,
+       &pitch,
+       1},
+      {"unbound key passes", {'Q', 'Q', 0, true, false}, KeyHookResult::kPass, nullptr, 0},
+      {"code 8000 passes", {8000, 0, 0, true, false}, KeyHookResult::kPass, nullptr, 0},
+      {"modifiers 32 pass", {'X', 'X', 32, true, false}, KeyHookResult::kPass, nullptr, 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -126,7 +139,7 @@ TEST_F(ShortcutTest, KeyHookRulesInTheirOrder) {
   table_.ClearEvents();
   play.bindings.SetKeyCount(2);
   play.learning = true;
-  EXPECT_EQ(Press('X'), KeyResult::kHandled);
+  EXPECT_EQ(Press('X'), KeyHookResult::kHandled);
   EXPECT_EQ(table_.TotalEvents(), 0);
 }
 
@@ -167,9 +180,9 @@ TEST_F(LearnTest, LearnKeysRoundRobinAndTakeAKeyFromItsOldControl) {
   Learn("deck_play_pause", 0);
   RecordingControl& play = At("deck_play_pause", 0);
   RecordingControl& cue = At("deck_cue", 1);
-  EXPECT_EQ(Press('M'), KeyResult::kHandled);
-  EXPECT_EQ(Press('N'), KeyResult::kHandled);
-  EXPECT_EQ(Press('B'), KeyResult::kHandled);  // third key: slot 0 again
+  EXPECT_EQ(Press('M'), KeyHookResult::kHandled);
+  EXPECT_EQ(Press('N'), KeyHookResult::kHandled);
+  EXPECT_EQ(Press('B'), KeyHookResult::kHandled);  // third key: slot 0 again
   EXPECT_EQ(play.bindings.keyCode[0], 'B');
   EXPECT_EQ(play.bindings.keyCode[1], 'N');
   EXPECT_EQ(cue.bindings.keyCode[0], 0) << "M left the cue button";
@@ -193,14 +206,21 @@ TEST_F(LearnTest, LearnKeysRoundRobinAndTakeAKeyFromItsOldControl) {
   EXPECT_TRUE(TheShortcutMaps().Key('V', 0)->Free());
 }
 
-TEST_F(LearnTest, LearnKeyWithATextBoxFocusedAndTheLearnKeyEndsLearning) {
+TEST_F(LearnTest, TheLearnKeySwitchesLearningAndATextBoxDoesNotStopIt) {
+  // The learn button keeps no keys of its own; its key lives in the map
+  // and in the file.
+  At("learn", -1).bindings.SetKeyCount(0);
   BindKey(Id("learn"), -1, '`', 0, '`');
-  Learn("deck_brake", 1);
-  EXPECT_EQ(Press('R', 0, /*textFocus=*/true), KeyResult::kHandled);
+  EXPECT_EQ(Press('`'), KeyHookResult::kHandled);
+  EXPECT_TRUE(LearnModeOn());
+  At("deck_brake", 1).TakeLearnFocus();
+  EXPECT_EQ(Press('R', 0, /*textFocus=*/true), KeyHookResult::kHandled);
   EXPECT_EQ(At("deck_brake", 1).bindings.keyCode[0], 'R');
-  SetLearnTarget(LearnTarget{});
-  EXPECT_EQ(Press('`'), KeyResult::kHandled);
+  EXPECT_EQ(Press('`'), KeyHookResult::kHandled) << "ends learning, even with a target";
   EXPECT_FALSE(LearnModeOn());
+  EXPECT_EQ(At("deck_brake", 1).bindings.keyCode[1], 0);
+  EXPECT_NE(FormatKeyShortcuts().find("<shortcut_kb action=\"learn\" keys=\"1\">"),
+            std::string::npos);
 }
 
 // The MIDI learn path as the program runs it: the message comes from a
@@ -276,6 +296,26 @@ TEST_F(LearnTest, ATargetWithoutMidiAndAChangedTargetLearnNothingHalfWay) {
   Learn("deck_reverse", 0);
   HandleSkinMidi(kMidiNoteOff, 0, 40, 0, 0);
   EXPECT_EQ(At("deck_reverse", 0).bindings.midiToggleMode, 1);
+}
+
+TEST_F(ShortcutTest, TheDialogListFiltersByKindAndRemovesOneBinding) {
+  BindKey(Id("deck_play_pause"), 0, 'X', kModShift, 'X');
+  BindKey(Id("crossfader"), -1, 'G', 0, 'G');
+  BindMidi(Id("deck_play_pause"), 0, 1, true, 36, 1);
+  const std::vector<BindingRow> all = ListBindings(kKindNone);
+  ASSERT_EQ(all.size(), 3u);
+  EXPECT_EQ(all[0].control, "deck_play_pause (A)");
+  EXPECT_EQ(all[0].binding, "SHIFT+X");
+  EXPECT_EQ(all[1].binding, "MIDI note 36, channel 2, toggle");
+  const std::vector<BindingRow> sliders = ListBindings(kKindSlider);
+  ASSERT_EQ(sliders.size(), 1u);
+  EXPECT_EQ(sliders[0].control, "crossfader");
+  EXPECT_TRUE(RemoveBinding(all[1]));
+  EXPECT_FALSE(RemoveBinding(all[1])) << "gone already";
+  EXPECT_EQ(At("deck_play_pause", 0).bindings.midiKeyOrCc, -1);
+  EXPECT_TRUE(RemoveBinding(all[0]));
+  EXPECT_EQ(At("deck_play_pause", 0).bindings.keyCode[0], 0);
+  EXPECT_EQ(ListBindings(kKindNone).size(), 1u);
 }
 
 // ---- files ---------------------------------------------------------------------------
