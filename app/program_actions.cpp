@@ -54,6 +54,10 @@ void GiveBindingCapacities() {
   });
 }
 
+// Set once the files were read: a close during the start (a signal before
+// step 13) must not write empty maps over the user's files.
+bool g_shortcutsLoaded = false;
+
 void SkinMidi(const MidiMessage& message) {
   HandleSkinMidi(message.status, message.channel, message.data1, message.data2, message.time);
 }
@@ -67,6 +71,7 @@ void LoadProgramShortcuts() {
   const DataFolders& folders = TheProgram().folders;
   const std::string defaults = folders.executable + "controllers/" + kDefaultKeyMapFile;
   const ShortcutStartup startup = LoadShortcutFiles(folders.settings, defaults);
+  g_shortcutsLoaded = true;
   DebugLog("init 13: shortcuts: %d keys, %d MIDI bindings%s", startup.keys.bound,
            startup.midi.bound, startup.defaultKeysUsed ? " (default key map)" : "");
 }
@@ -102,8 +107,9 @@ void StopActionRouting() {
 }
 
 void SaveProgramShortcuts() {
+  if (!g_shortcutsLoaded) return;
   const bool saved = SaveShortcutFiles(TheProgram().folders.settings);
-  DebugLog("close 2: shortcut files %s", saved ? "saved" : "not saved");
+  DebugLog("shortcuts: files %s at close", saved ? "saved" : "not saved");
 }
 
 }  // namespace vantaro

@@ -84,35 +84,30 @@ TEST_F(GuiSyncTest, The251stMidiMessageIsLostWithOneLine) {
   EXPECT_EQ(LogLinesWith("maxMidiMessages"), 1);
 }
 
-TEST_F(GuiSyncTest, GuiOverloadStillWritesUpToFourTimesTheLimitAndLogsOnce) {
+TEST_F(GuiSyncTest, GuiOverloadStillWritesUpToFourTimesTheLimitAndTextsAreCut) {
   g_gui.clear();
   SetGuiSyncHandler(5, &Gui);
-  int written = 0;
-  for (int i = 0; i < 100; ++i) written += SendGuiSyncAction(5, i, 0, 0, 0);
+  EXPECT_FALSE(SetGuiSyncHandler(kGuiSyncTypes, &Gui));
+  const std::string longText(300, 'x');
+  int written = SendGuiSyncAction(5, 0, 0, 0, 0, longText.c_str(), nullptr, longText.c_str(), "d");
+  for (int i = 1; i < 100; ++i) written += SendGuiSyncAction(5, i, 0, 0, 0);
   EXPECT_EQ(written, kGuiSyncRingRecords);
   EXPECT_EQ(DrainGuiSync(), kGuiSyncRingRecords);
   ASSERT_EQ(g_gui.size(), 96u);
   for (int i = 0; i < 96; ++i) ASSERT_EQ(g_gui[i].auxi0, i) << "order kept";
-  EXPECT_EQ(LogLinesWith("error - overload - maxGuiSyncActionMessages = 24"), 1);
-  EXPECT_EQ(LogLinesWith("4 dropped"), 1);
-  EXPECT_EQ(LogLinesWith("GuiSyncAction type=5, auxi0=95,"), 1);
-  EXPECT_EQ(LogLinesWith("GuiSyncAction type=5, auxi0=96,"), 0);
-}
-
-TEST_F(GuiSyncTest, TextsAreCutAtTheirFieldAndTypesOutOfRangeAreOnlyLogged) {
-  g_gui.clear();
-  SetGuiSyncHandler(1, &Gui);
-  EXPECT_FALSE(SetGuiSyncHandler(kGuiSyncTypes, &Gui));
-  const std::string longText(300, 'x');
-  SendGuiSyncAction(1, 0, 0, 0, 0, longText.c_str(), nullptr, longText.c_str(), "d");
-  SendGuiSyncAction(kGuiSyncTypes, 0, 0, 0, 0);
-  SendGuiSyncAction(-1, 0, 0, 0, 0);
-  EXPECT_EQ(DrainGuiSync(), 3);
-  ASSERT_EQ(g_gui.size(), 1u);
   EXPECT_EQ(std::string(g_gui[0].auxs0), std::string(255, 'x'));
   EXPECT_EQ(std::string(g_gui[0].auxs1), "");
   EXPECT_EQ(std::string(g_gui[0].auxs2), std::string(127, 'x'));
   EXPECT_EQ(std::string(g_gui[0].auxs3), "d");
+  EXPECT_EQ(LogLinesWith("error - overload - maxGuiSyncActionMessages = 24"), 1);
+  EXPECT_EQ(LogLinesWith("4 dropped"), 1);
+  EXPECT_EQ(LogLinesWith("GuiSyncAction type=5, auxi0=95,"), 1);
+  EXPECT_EQ(LogLinesWith("GuiSyncAction type=5, auxi0=96,"), 0);
+  // Types without a handler, or out of range, are only logged.
+  SendGuiSyncAction(kGuiSyncTypes, 0, 0, 0, 0);
+  SendGuiSyncAction(-1, 0, 0, 0, 0);
+  EXPECT_EQ(DrainGuiSync(), 2);
+  EXPECT_EQ(g_gui.size(), 96u);
 }
 
 TEST_F(GuiSyncTest, MidiGoesToItsOwnerTheConsoleOrTheSkinMap) {

@@ -84,61 +84,38 @@ KeyHookResult Press(int code, int modifiers = 0, bool textFocus = false, bool ac
   return HandleKeyPress(press);
 }
 
+// Text box focus and an inactive program: key_hook_test.cpp, on real
+// windows.
 TEST_F(ShortcutTest, KeyHookRulesInTheirOrder) {
   BindKey(Id("deck_play_pause"), 0, 'X', 0, 'X');
   BindKey(Id("deck_pitch"), 1, ';', 0, ';');
   BindKey(Id("deck_pitch"), 1, 'L', 0, 'L');
-  BindKey(Id("crossfader"), -1, 'H', kModShift, 'H');
-  RecordingControl& play = At("deck_play_pause", 0);
-  RecordingControl& pitch = At("deck_pitch", 1);
-  struct Case {
-    const char* what;
-    KeyPress press;
+  RecordingControl* moved[] = {nullptr, &At("deck_play_pause", 0), &At("deck_pitch", 1)};
+  constexpr auto kIn = KeyHookResult::kHandled, kOn = KeyHookResult::kPass;
+  // code, character, modifiers; result; control moved; its step code.
+  const struct {
+    int code, ch, modifiers;
     KeyHookResult result;
-    RecordingControl* moved;
-    int stepCode;
-  } const cases[] = {
-      {"inactive program swallows",
-       {'X', 'X', 0, false, false},
-       KeyHookResult::kHandled,
-       nullptr,
-       0},
-      {"text box keeps its keys", {'X', 'X', 0, true, true}, KeyHookResult::kPass, nullptr, 0},
-      {"bound key clicks", {'X', 'X', 0, true, false}, KeyHookResult::kHandled, &play, 0},
-      {"lower case is upper-cased", {0, 'x', 0, true, false}, KeyHookResult::kHandled, &play, 0},
-      {"other modifiers are another key",
-       {'X', 'X', kModAlt, true, false},
-       KeyHookResult::kPass,
-       nullptr,
-       0},
-      {"slider's first key steps down",
-       {';', ';', 0, true, false},
-       KeyHookResult::kHandled,
-       &pitch,
-       0},
-      {"slider's second key steps up",
-       {'L', 'L', 0, true, false},
-       KeyHookResult::kHandled,
-       &pitch,
-       1},
-      {"unbound key passes", {'Q', 'Q', 0, true, false}, KeyHookResult::kPass, nullptr, 0},
-      {"code 8000 passes", {8000, 0, 0, true, false}, KeyHookResult::kPass, nullptr, 0},
-      {"modifiers 32 pass", {'X', 'X', 32, true, false}, KeyHookResult::kPass, nullptr, 0},
+    int control, step;
+  } cases[] = {
+      {'X', 'X', 0, kIn, 1, 0},       {0, 'x', 0, kIn, 1, 0},    // upper-cased
+      {'X', 'X', kModAlt, kOn, 0, 0}, {';', ';', 0, kIn, 2, 0},  // first key down
+      {'L', 'L', 0, kIn, 2, 1},       {'Q', 'Q', 0, kOn, 0, 0},  // unbound
+      {8000, 0, 0, kOn, 0, 0},        {'X', 'X', 32, kOn, 0, 0},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.code) + "/" + std::to_string(c.modifiers));
     table_.ClearEvents();
-    EXPECT_EQ(HandleKeyPress(c.press), c.result);
-    ASSERT_EQ(table_.TotalEvents(), c.moved ? 1 : 0);
-    if (!c.moved) continue;
-    ASSERT_EQ(c.moved->events.size(), 1u);
-    EXPECT_EQ(c.moved->events[0].kind, mt_STEP);
-    EXPECT_EQ(c.moved->events[0].code, c.stepCode);
+    EXPECT_EQ(HandleKeyPress({c.code, c.ch, c.modifiers, true, false}), c.result);
+    ASSERT_EQ(table_.TotalEvents(), c.control ? 1 : 0);
+    if (!c.control) continue;
+    ASSERT_EQ(moved[c.control]->events.size(), 1u);
+    EXPECT_EQ(moved[c.control]->events[0].kind, mt_STEP);
+    EXPECT_EQ(moved[c.control]->events[0].code, c.step);
   }
   // A learning control is left alone by its keys.
   table_.ClearEvents();
-  play.bindings.SetKeyCount(2);
-  play.learning = true;
+  moved[1]->learning = true;
   EXPECT_EQ(Press('X'), KeyHookResult::kHandled);
   EXPECT_EQ(table_.TotalEvents(), 0);
 }
@@ -206,23 +183,6 @@ TEST_F(LearnTest, LearnKeysRoundRobinAndTakeAKeyFromItsOldControl) {
   EXPECT_TRUE(TheShortcutMaps().Key('V', 0)->Free());
 }
 
-TEST_F(LearnTest, TheLearnKeySwitchesLearningAndATextBoxDoesNotStopIt) {
-  // The learn button keeps no keys of its own; its key lives in the map
-  // and in the file.
-  At("learn", -1).bindings.SetKeyCount(0);
-  BindKey(Id("learn"), -1, '`', 0, '`');
-  EXPECT_EQ(Press('`'), KeyHookResult::kHandled);
-  EXPECT_TRUE(LearnModeOn());
-  At("deck_brake", 1).TakeLearnFocus();
-  EXPECT_EQ(Press('R', 0, /*textFocus=*/true), KeyHookResult::kHandled);
-  EXPECT_EQ(At("deck_brake", 1).bindings.keyCode[0], 'R');
-  EXPECT_EQ(Press('`'), KeyHookResult::kHandled) << "ends learning, even with a target";
-  EXPECT_FALSE(LearnModeOn());
-  EXPECT_EQ(At("deck_brake", 1).bindings.keyCode[1], 0);
-  EXPECT_NE(FormatKeyShortcuts().find("<shortcut_kb action=\"learn\" keys=\"1\">"),
-            std::string::npos);
-}
-
 // The MIDI learn path as the program runs it: the message comes from a
 // driver thread through the MIDI ring.
 void FromRing(const MidiMessage& m) {
@@ -262,7 +222,7 @@ TEST_F(LearnTest, LearnMidiNotePairsGiveMomentaryAndSingleNotesToggle) {
   SetMidiHandlers(nullptr, nullptr);
 }
 
-TEST_F(LearnTest, LearnANoteOverAControlChangeFreesItOnlyWhenItPointsAtAControl) {
+TEST_F(LearnTest, NoteOverControlChangeAndTargetsThatCannotOrNoLongerLearn) {
   Learn("crossfader", -1);
   HandleSkinMidi(kMidiControl, 0, 20, 64, 0);
   EXPECT_EQ(At("crossfader", -1).bindings.midiKeyOrCc, 20);
@@ -284,9 +244,7 @@ TEST_F(LearnTest, LearnANoteOverAControlChangeFreesItOnlyWhenItPointsAtAControl)
   EXPECT_TRUE(TheShortcutMaps().Note(21, 0)->Is(Id("deck_sync"), 0));
   EXPECT_TRUE(TheShortcutMaps().Note(20, 0)->Free()) << "the earlier note of the same control";
   TheControlTable().Set(orphan, -1, browser);
-}
 
-TEST_F(LearnTest, ATargetWithoutMidiAndAChangedTargetLearnNothingHalfWay) {
   Learn("deck_songname", 0);  // a text: no MIDI
   HandleSkinMidi(kMidiControl, 0, 5, 1, 0);
   EXPECT_TRUE(TheShortcutMaps().ControlChange(5, 0)->Free());
@@ -357,33 +315,26 @@ TEST_F(ShortcutTest, FilesRoundTripEveryFieldInTheirForm) {
 }
 
 TEST_F(ShortcutTest, ElementsOutOfRangeAreSkippedAndCountedInOneLine) {
-  const std::string text =
-      "<settings version=\"101\">\n"
-      "\t<shortcut_kb action=\"no_such_action\" keys=\"1\"><key code=\"65\" shift=\"0\" ch=\"65\" "
-      "/></shortcut_kb>\n"
-      "\t<shortcut_kb action=\"deck_cue\" deck=\"2\" keys=\"1\"><key code=\"66\" shift=\"0\" "
-      "/></shortcut_kb>\n"
-      "\t<shortcut_kb action=\"learn\" deck=\"0\" keys=\"1\"><key code=\"67\" shift=\"0\" "
-      "/></shortcut_kb>\n"
-      "\t<shortcut_kb action=\"deck_cue\" deck=\"0\" keys=\"3\">\n"
-      "\t\t<key code=\"8000\" shift=\"0\" /><key code=\"68\" shift=\"32\" /><key code=\"x\" "
-      "shift=\"0\" />\n"
-      "\t\t<key code=\"69\" shift=\"0\" ch=\"69\" />\n"
-      "\t</shortcut_kb>\n"
-      "</settings>\n";
-  const ShortcutLoad load = ReadKeyShortcuts(text, "hand-edited");
+  const ShortcutLoad load = ReadKeyShortcuts(R"(<settings version="101">
+<shortcut_kb action="no_such_action" keys="1"><key code="65" shift="0" /></shortcut_kb>
+<shortcut_kb action="deck_cue" deck="2" keys="1"><key code="66" shift="0" /></shortcut_kb>
+<shortcut_kb action="learn" deck="0" keys="1"><key code="67" shift="0" /></shortcut_kb>
+<shortcut_kb action="deck_cue" deck="0" keys="3"><key code="8000" shift="0" />
+  <key code="68" shift="32" /><key code="x" shift="0" /><key code="69" shift="0" ch="69" />
+</shortcut_kb></settings>)",
+                                             "hand-edited");
   EXPECT_EQ(load.status, ShortcutFileStatus::kLoaded);
   EXPECT_EQ(load.bound, 1);
   EXPECT_EQ(load.skipped, 6);
   EXPECT_TRUE(TheShortcutMaps().Key(69, 0)->Is(Id("deck_cue"), 0));
   EXPECT_TRUE(TheShortcutMaps().Key(65, 0)->Free());
-  const std::string midi =
-      "<settings version=\"101\"><shortcut_midi action=\"crossfader\" keys=\"1\">"
-      "<midi channel=\"16\" iskey=\"0\" keyorcc=\"1\" togglemode=\"0\" />"
-      "<midi channel=\"0\" iskey=\"0\" keyorcc=\"128\" togglemode=\"0\" />"
-      "</shortcut_midi></settings>";
-  EXPECT_EQ(ReadMidiShortcuts(midi, "midi").skipped, 2);
-  EXPECT_EQ(Log().find("6 elements of hand-edited skipped") != std::string::npos, true);
+  EXPECT_EQ(ReadMidiShortcuts(R"(<settings version="101"><shortcut_midi action="crossfader">
+<midi channel="16" iskey="0" keyorcc="1" /><midi channel="0" iskey="0" keyorcc="128" />
+</shortcut_midi></settings>)",
+                              "midi")
+                .skipped,
+            2);
+  EXPECT_NE(Log().find("6 elements of hand-edited skipped"), std::string::npos);
 }
 
 struct BrokenFile {
