@@ -5,6 +5,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "app/program_actions.h"
 #include "app/program_controls.h"
 #include "app/program_lists.h"
 #include "app/screen_saver.h"
@@ -59,9 +60,11 @@ void RunCloseRoutine() {
   if (program.closing) return;
   program.closing = true;
   DebugLog("close 1: closing flag set");
+  StopActionRouting();
   StopDecks();
   SaveProgramLists();  // before config.xml
   SaveAllSettings();
+  SaveProgramShortcuts();
   StopTimedThreads();
   program.mainWindow = nullptr;
   DebugLog("close 3: timed threads stopped (background, jog, screen) after %ld ticks",

@@ -15,6 +15,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "app/program_actions.h"
 #include "app/program_controls.h"
 #include "app/program_lists.h"
 #include "app/program_skin.h"
@@ -223,7 +224,8 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   WireTheMixer();                     // 10
   // 11 effect ranges to the control tables
   EnumerateOutputDevices();  // 12
-  ReadSettings();            // 13, 14 (shortcut files: none yet)
+  ReadSettings();            // 13, 14
+  LoadProgramShortcuts();    // 13: shortcut files
   ScanProgramSkins();        // 15
   OpenAudioOutput();         // 16 (controllers, analysis driver: none yet)
   // --record PATH starts here, once audio is open.
@@ -234,6 +236,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21
+  StartActionRouting(mainWindow);  // rings, key hook, remote requests
   return true;
 }
 

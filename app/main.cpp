@@ -6,6 +6,7 @@
 
 #include "app/analyse_command.h"
 #include "app/program_audio_extras.h"
+#include "app/remote_socket.h"
 #include "app/signal_watcher.h"
 #include "app/vantaro_app.h"
 #include "base/debug_log.h"
@@ -15,6 +16,7 @@ wxIMPLEMENT_APP_NO_MAIN(vantaro::VantaroApp);
 int main(int argc, char** argv) {
   vantaro::BlockCloseSignals();
   if (vantaro::IsAnalyseCommand(argc, argv)) return vantaro::RunAnalyseCommand(argc, argv);
+  if (vantaro::IsRemoteCommand(argc, argv)) return vantaro::RunRemoteCommand(argc, argv);
   vantaro::TakeRecordOption(argc, argv);
   vantaro::StartSignalWatcher([](int signal) {
     // The watcher thread: log, then leave the close to the GUI thread.

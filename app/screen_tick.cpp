@@ -8,6 +8,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "app/program_actions.h"
 #include "app/program_controls.h"
 #include "base/debug_log.h"
 #include "control/language.h"
@@ -131,6 +132,7 @@ void RunScreenTick() {
   if (!window || program.closing) return;  // a late tick after close began
   ProgramTickSteps steps(program, *window);
   DispatchScreenTick(program.tickCounter.Advance(), steps);
+  RunActionTick();
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
 }
 
