@@ -7,12 +7,15 @@
 #include "control/key_map.h"
 #include "control/key_names.h"
 #include "skin/custom_control.h"
+#include "skin/edit_text.h"
 
 namespace vantaro {
 namespace {
 
+// Any toolkit text box with the focus, or a skin text box the user is
+// typing in (it keeps the keys until another control is pressed).
 bool TextBoxHasFocus() {
-  return dynamic_cast<wxTextEntry*>(wxWindow::FindFocus()) != nullptr;
+  return dynamic_cast<wxTextEntry*>(wxWindow::FindFocus()) != nullptr || ShortcutsBlocked();
 }
 
 void OnCharHook(wxKeyEvent& event) {
