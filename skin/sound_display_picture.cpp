@@ -35,6 +35,23 @@ void WavePicture::Reset(const WaveAxes& axes, const wxBitmap& background,
   front_ = Select(frontBitmap_);
   spare_ = Select(spareBitmap_);
   if (!backgroundDC_ || !front_ || !spare_) front_.reset();
+  KeyBackground();
+}
+
+void WavePicture::KeyBackground() {
+  backgroundKeys_.assign(drawn_.size(), 0);
+  if (!background_.IsOk()) return;
+  const wxImage image = background_.ConvertToImage();
+  for (int along = 0; along < axes_.length; ++along) {
+    std::uint64_t key = 1469598103934665603ull;  // FNV-1a over the column's pixels
+    for (int across = 0; across < axes_.thickness; ++across) {
+      const int x = axes_.X(along, across), y = axes_.Y(along, across);
+      const std::uint32_t rgb =
+          image.GetRed(x, y) << 16 | image.GetGreen(x, y) << 8 | image.GetBlue(x, y);
+      key = (key ^ rgb) * 1099511628211ull;
+    }
+    backgroundKeys_[along] = key;
+  }
 }
 
 void WavePicture::Shift(std::int64_t by) {
@@ -58,6 +75,8 @@ void WavePicture::Shift(std::int64_t by) {
   };
   move(drawn_, WaveColumn{});
   move(known_, false);
+  for (int at = 0; at < keep; ++at)
+    if (backgroundKeys_[to + at] != backgroundKeys_[from + at]) known_[to + at] = false;
 }
 
 int WavePicture::Update(std::int64_t origin, const std::vector<WaveColumn>& columns) {

@@ -48,6 +48,7 @@ class WavePicture {
   // `clear`: first put the background back under the column.
   void DrawColumn(wxMemoryDC& dc, int along, const WaveColumn& column, bool clear);
   void Shift(std::int64_t by);
+  void KeyBackground();
 
   WaveAxes axes_;
   WaveColours colours_;
@@ -58,6 +59,11 @@ class WavePicture {
   std::unique_ptr<wxMemoryDC> front_, spare_;
   std::vector<WaveColumn> drawn_;
   std::vector<bool> known_;  // false: the column's pixels are stale
+  // A key of each column's background pixels: a column shifted onto a place
+  // whose background differs (a skin picture with a frame or a gradient
+  // along the wave) is stale too, so that no edge of the picture is smeared
+  // along by the shift.
+  std::vector<std::uint64_t> backgroundKeys_;
   std::int64_t origin_ = 0;
   bool valid_ = false;
 };

@@ -19,6 +19,7 @@
 
 #include "control/control_handlers.h"
 #include "skin/attribute_list.h"
+#include "skin/sound_display_picture.h"
 #include "tests/engine/marked_song.h"
 #include "tests/skin/skin_test_env.h"
 
@@ -303,6 +304,30 @@ TEST_F(SoundDisplayTest, MouseScratchesSeeksAndZooms) {
     EXPECT_EQ(std::tuple(feed->begins, feed->ends, feed->scratched, display->ZoomIndex()),
               std::tuple(scratches, scratches, scratched, zoom));
     EXPECT_DOUBLE_EQ(feed->seekTo, seekTo);
+  }
+}
+
+// A skin picture behind the wave that is not the same along it (here a
+// frame's edge every 9 pixels): a shifted picture must not carry the edges
+// along with the wave.
+TEST(WavePictureShift, ABackgroundThatVariesAlongTheWaveIsNotSmeared) {
+  for (bool vertical : {false, true}) {
+    const WaveAxes axes{vertical, 120, 30};
+    wxImage face(axes.X(120, 30), axes.Y(120, 30));
+    for (int along = 0; along < 120; ++along)
+      for (int across = 0; across < 30; ++across)
+        face.SetRGB(axes.X(along, across), axes.Y(along, across), along % 9 ? 10 : 200, 20, 30);
+    std::vector<WaveColumn> columns(120, WaveColumn{WaveColumn::kLevel, 5});
+    WavePicture shifted, fresh;
+    shifted.Reset(axes, wxBitmap(face), {kData, kBeat});
+    fresh.Reset(axes, wxBitmap(face), {kData, kBeat});
+    shifted.Update(0, columns);
+    shifted.Update(4, columns);
+    fresh.Update(4, columns);
+    const wxImage a = shifted.DC().GetAsBitmap().ConvertToImage(),
+                  b = fresh.DC().GetAsBitmap().ConvertToImage();
+    EXPECT_EQ(std::memcmp(a.GetData(), b.GetData(), a.GetWidth() * a.GetHeight() * 3), 0)
+        << vertical;
   }
 }
 
