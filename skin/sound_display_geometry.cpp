@@ -71,7 +71,12 @@ StripeReading ReadStripe(float value) {
   } else if (level >= kBeatLow) {
     return reading;  // neither level nor mark
   }
-  reading.level = std::min(level, 1.0f);
+  // The analysis band-passes the bass (132-215 Hz) through two filters
+  // that each scale by 1/6, so a full-scale tone in the band gives 1/36.
+  // Drawn as stored, real music would stand a pixel or two high: the level
+  // is brought back to full scale and drawn on a square-root curve, so a
+  // quiet bass line still shows while a loud one reaches the edges.
+  reading.level = std::sqrt(std::min(level * kStripeFullScale, 1.0f));
   return reading;
 }
 

@@ -74,6 +74,9 @@ class WaveGrid {
 // A torn or foreign stripe file gives anything: not a number, an infinity
 // or a value outside both bands counts as silence, and a level is clipped
 // to 1, so a bad file draws flat or full columns, never past the display.
+// The level read is sqrt(min(1, |value| * kStripeFullScale)): the stored
+// bass band is 1/36 of full scale.
+inline constexpr float kStripeFullScale = 36.0f;  // 1 / (1/6 * 1/6)
 struct StripeReading {
   float level = 0;  // 0..1
   bool beat = false;

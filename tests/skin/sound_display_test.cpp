@@ -36,7 +36,12 @@ const std::pair<const char*, const char*> kLook[] = {
     {"cursorcolor", "#FFFFFF"},    {"dontshowtext", "yes"},  {"dontshowcursor", "yes"},
     {"dontshowzoombuttons", "yes"}};
 
-// A track of `count` stripes at level 0.3 with a beat every `beatEvery`.
+// A stored level that the display draws at `fraction` of its half height.
+float Stored(float fraction) {
+  return fraction * fraction / kStripeFullScale;
+}
+
+// A track of `count` stripes drawn at 0.3 with a beat every `beatEvery`.
 class FakeFeed : public WaveFeed {
  public:
   std::vector<float> stripes;
@@ -44,7 +49,7 @@ class FakeFeed : public WaveFeed {
   int begins = 0, ends = 0, scratched = 0;
   double seekTo = -1;
 
-  FakeFeed(int count, int beatEvery, double position) : stripes(count, 0.3f) {
+  FakeFeed(int count, int beatEvery, double position) : stripes(count, Stored(0.3f)) {
     for (int s = beatEvery; beatEvery > 0 && s < count; s += beatEvery) stripes[s] = 55.0f;
     state.loaded = true;
     state.length = static_cast<std::int64_t>(count) * kFramesPerStripe;
@@ -191,7 +196,7 @@ TEST_F(SoundDisplayTest, TrackEdgesATornStripeFileAndStripesArriving) {
   // At the track's start with the cursor at 150, the columns before it stay
   // empty; bad stripes draw flat, loud ones clipped, signed ones as levels.
   auto* feed = new FakeFeed(1000, 0, 0);
-  const float torn[] = {kNaN, kInf, -kInf, 1e30f, 93.0f, -55.0f, 4.0f, -0.5f};
+  const float torn[] = {kNaN, kInf, -kInf, 1e30f, 93.0f, -55.0f, 4.0f, -Stored(0.5f)};
   std::copy(std::begin(torn), std::end(torn), feed->stripes.begin() + 5);  // stripes 5..12
   CZKSoundDisplay* display = Make(feed, 300, 41, 1, 150);
   wxImage image = display->Snapshot();
@@ -239,7 +244,7 @@ TEST_F(SoundDisplayTest, ShiftedPictureEqualsAFreshOneAndCostsOnlyNewColumns) {
     const int width = vertical ? 50 : 320, height = vertical ? 320 : 50;
     auto* feed = new FakeFeed(40000, 37, 250000);
     for (std::size_t s = 0; s < feed->stripes.size(); ++s)  // a column unlike its neighbours
-      if (feed->stripes[s] < 1) feed->stripes[s] = static_cast<float>(s % 7) / 7;
+      if (feed->stripes[s] < 1) feed->stripes[s] = Stored(static_cast<float>(s % 7) / 7);
     feed->state.cue = 300000;
     CZKSoundDisplay* display = Make(feed, width, height, 2, -1);
     std::vector<int> lastBeats, lastCue;
