@@ -152,15 +152,17 @@ TEST(RemoteProgram, DefaultKeysDriveTheEngineAndTheCommandsAnswerAsDocumented) {
 }
 
 // Every action with -1, 0 and 127 on the running default skin, the close
-// button's action last.
+// button's action last. `record` is left out: with no recording running it
+// opens the save dialog, which waits for a person.
 TEST(RemoteProgram, EveryActionWithEachValueLeavesTheProgramRunning) {
   Running run;
   run.Start();
   Socket socket(run.home.Path());
   ASSERT_TRUE(socket.Connected());
-  const int close = FindScriptAction("closeapp");
+  const int close = FindScriptAction("closeapp"), record = FindScriptAction("record");
+  ASSERT_GE(record, 0);
   for (int index = 0; index < kScriptActionCount; ++index) {
-    if (index == close) continue;
+    if (index == close || index == record) continue;
     const ScriptAction& action = ScriptActionRow(index);
     for (int value : {-1, 0, 127}) {
       const std::string line = std::string("call ") + action.name + " " +
