@@ -164,11 +164,12 @@ class Layout:
         self.add("button", "deck_cue", 0, tx, play_y, cue_w, play_h, big=True)
         self.add("button", "deck_play_pause", 0, tx + cue_w + m, play_y, tw - cue_w - m, play_h,
                  switch=True, big=True)
-        half = (tw - m) // 2
+        third = (tw - 2 * m) // 3
         row_y = play_y - m - btn
-        self.add("button", "deck_reverse", 0, tx, row_y, half, btn, switch=True)
-        self.add("button", "deck_brake", 0, tx + half + m, row_y, tw - half - m, btn,
-                 switch=True)
+        self.add("button", "deck_reverse", 0, tx, row_y, third, btn, switch=True)
+        self.add("button", "deck_brake", 0, tx + third + m, row_y, third, btn, switch=True)
+        self.add("button", "deck_key_lock", 0, tx + 2 * (third + m), row_y,
+                 tw - 2 * (third + m), btn, switch=True)
         pads_h = (row_y - m - lower_top) * 3 // 5
         # Pads: sync, setting the cue, the loop and beat jumps; then the
         # place that takes dropped files.
@@ -182,7 +183,13 @@ class Layout:
                 self.add("button", action, 0, tx + i * (pad_w + 4), lower_top + r * (pad_h + 4),
                          pad_w, pad_h, small=True)
         drop_y = lower_top + pads_h + m
-        self.add("dropzone", "dz_deck", 0, tx, drop_y, tw, row_y - m - drop_y)
+        drop_h = row_y - m - drop_y
+        # The key shift knob stands over the key lock button, at the end of
+        # the row; the rest takes dropped files.
+        knob = min(k["knob"], drop_h)
+        self.add("dropzone", "dz_deck", 0, tx, drop_y, tw - knob - 2 * m, drop_h)
+        self.add("knob", "deck_pitch_key", 0, tx + tw - knob - m, drop_y + (drop_h - knob) // 2,
+                 knob, knob)
 
     def build_mixer(self, x0, mixer_w, strip, column, kill, centre, row):
         k, m = self.k, self.k["m"]
@@ -218,7 +225,9 @@ class Layout:
         meter_h = cue_y + btn - y0 - 3 * row - m - btn
         pair = 3  # between a left and a right column
         bar_w = (centre - 3 * pair - 2 * m) // 6
-        bar_h = (meter_h - m) // METER_STEP * METER_STEP
+        # The record button over the meters: the master is what it records.
+        self.add("button", "recording", None, cx, y0, centre, btn, switch=True, small=True)
+        bar_h = (meter_h - 2 * m - btn) // METER_STEP * METER_STEP
         bar_y = y0 + meter_h - m - bar_h
         self.add("meter", "vm_deckl", 0, cx, bar_y, bar_w, bar_h)
         self.add("meter", "vm_deckr", 0, cx + bar_w + pair, bar_y, bar_w, bar_h)

@@ -165,6 +165,8 @@ TEST_F(DefaultFace, EveryPlacedInputMovesTheEngineWordItOwns) {
       {"cue_pfl_mix", {top, [&](int) { return mixer.MasterToCue(); }, 1}},
       {"talkover", {press, [&](int) { return mixer.GetAuxDuck(); }, 1}},
       {"learn", {press, [&](int) { return LearnModeOn(); }, 1}},
+      {"deck_key_lock", {press, [&](int d) { return decks[d]->IsKeyLocked(); }, 1}},
+      {"deck_pitch_key", {top, [&](int d) { return decks[d]->GetKeyShift(); }, 1}},
   };
   int inputs = 0;
   for (ZKCustomControl* control : Visible()) {
@@ -179,6 +181,9 @@ TEST_F(DefaultFace, EveryPlacedInputMovesTheEngineWordItOwns) {
                               "deck_back_to_top", "deck_loop_reloop"}
             .count(row.name))
       continue;
+    // The record button asks for a file in a dialog that waits for a
+    // person; the recording program tests own what recording does.
+    if (std::string(row.name) == "recording") continue;
     const auto found = words.find(row.name);
     if (found == words.end()) {
       ADD_FAILURE() << Name(control) << " is placed but this test does not know its engine word";
