@@ -61,8 +61,10 @@ class DeckChain : public test::DeckTest {
     rig.Render(50);  // the render publishes the tempo of the block under the position
     return deck.GetBPM();
   }
+  // A whole load and analysis; under the thread sanitizer on a loaded
+  // machine that can pass a minute.
   bool Done() {
-    return test::WaitFor([&] { return deck.GetUiState() == kUiAllDone; });
+    return test::WaitFor([&] { return deck.GetUiState() == kUiAllDone; }, 180000);
   }
   // Holds the next whole-track step at its start; Held waits for it.
   void HoldNextStep() {
