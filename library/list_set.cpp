@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <set>
 
 #include "base/data_file.h"
@@ -214,78 +215,68 @@ void CZKListSet::LoadSlotFile(ListSlot& slot, const std::string& file) {
 }
 
 void CZKListSet::ReadIndex() {
-  const std::string path = database_ + "lists.vtx";
-  std::string text;
-  const XmlFileStatus read = ReadXmlFile(path, kIndexKind, text);
-  if (read == XmlFileStatus::kMissing) return;
-  bool movedAside = false;
-  if (read != XmlFileStatus::kRead) {
-    NoteBroken(path, read == XmlFileStatus::kRefused ? "was refused" : "cannot be read",
-               movedAside);
-    return;
-  }
-  XmlReader reader(text, path);
-  bool rooted = false;
-  while (reader.Next()) {
-    if (reader.IsRoot()) {
-      if (reader.Name() != "lists") break;
-      rooted = true;
-    } else if (rooted && reader.Name() == "list" && Count() < kMaxLists) {
-      const std::string name = reader.Text("name");
-      const int type = IntAttribute(reader, "type", -1);
-      if (!UsableListName(name) || type < kListUser || type > kListAutomix ||
-          Find(name, type) >= 0 ||
-          (type != kListUser && std::any_of(slots_.begin(), slots_.end(),
-                                            [type](const ListSlot& s) { return s.type == type; })))
-        continue;
-      const SavedView view = ReadView(reader);
-      ListSlot* slot = AddSlot(name, type);
-      slot->columnsortblocked = IntAttribute(reader, "columnsortblocked", 0);
-      slot->columnresizeblocked = IntAttribute(reader, "columnresizeblocked", 0);
-      LoadSlotFile(*slot);
-      ApplyView(view, *slot->list);
-    }
-  }
-  if (reader.Refused()) {
-    NoteBroken(path, "was refused", movedAside);
-  } else if (!rooted) {
-    NoteBroken(path, "is not a list index", movedAside);
-  } else if (reader.Damaged() > 0) {
-    NoteBroken(path, "was damaged (the lists that could be read were kept)", movedAside);
-  }
+  ReadIndexFile(database_ + "lists.vtx", "lists", "is not a list index",
+                "was damaged (the lists that could be read were kept)", [this](XmlReader& reader) {
+                  if (reader.Name() != "list" || Count() >= kMaxLists) return;
+                  const std::string name = reader.Text("name");
+                  const int type = IntAttribute(reader, "type", -1);
+                  if (!UsableListName(name) || type < kListUser || type > kListAutomix ||
+                      Find(name, type) >= 0 ||
+                      (type != kListUser &&
+                       std::any_of(slots_.begin(), slots_.end(),
+                                   [type](const ListSlot& s) { return s.type == type; })))
+                    return;
+                  const SavedView view = ReadView(reader);
+                  ListSlot* slot = AddSlot(name, type);
+                  slot->columnsortblocked = IntAttribute(reader, "columnsortblocked", 0);
+                  slot->columnresizeblocked = IntAttribute(reader, "columnresizeblocked", 0);
+                  LoadSlotFile(*slot);
+                  ApplyView(view, *slot->list);
+                });
 }
 
 void CZKListSet::ReadFavourites() {
-  const std::string path = database_ + "favs.vtx";
+  const bool refused = !ReadIndexFile(
+      database_ + "favs.vtx", "favs", "is not a favourites file",
+      "was damaged (the folders that could be read were kept)", [this](XmlReader& reader) {
+        if (reader.Name() == "fav" && static_cast<int>(favourites.size()) < kMaxFavourites)
+          favourites.push_back(
+              {reader.Text("name"), reader.Text("path"), IntAttribute(reader, "type", 0)});
+      });
+  if (refused) favourites.clear();
+}
+
+bool CZKListSet::ReadIndexFile(const std::string& path, const char* root, const char* notOurs,
+                               const char* damaged, const std::function<void(XmlReader&)>& visit) {
   std::string text;
   const XmlFileStatus read = ReadXmlFile(path, kIndexKind, text);
-  if (read == XmlFileStatus::kMissing) return;
+  if (read == XmlFileStatus::kMissing) return true;
   bool movedAside = false;
   if (read != XmlFileStatus::kRead) {
     NoteBroken(path, read == XmlFileStatus::kRefused ? "was refused" : "cannot be read",
                movedAside);
-    return;
+    return true;
   }
   XmlReader reader(text, path);
   bool rooted = false;
   while (reader.Next()) {
     if (reader.IsRoot()) {
-      if (reader.Name() != "favs") break;
+      if (reader.Name() != root) break;
       rooted = true;
-    } else if (rooted && reader.Name() == "fav" &&
-               static_cast<int>(favourites.size()) < kMaxFavourites) {
-      favourites.push_back(
-          {reader.Text("name"), reader.Text("path"), IntAttribute(reader, "type", 0)});
+    } else if (rooted) {
+      visit(reader);
     }
   }
   if (reader.Refused()) {
-    favourites.clear();
     NoteBroken(path, "was refused", movedAside);
-  } else if (!rooted) {
-    NoteBroken(path, "is not a favourites file", movedAside);
-  } else if (reader.Damaged() > 0) {
-    NoteBroken(path, "was damaged (the folders that could be read were kept)", movedAside);
+    return false;
   }
+  if (!rooted) {
+    NoteBroken(path, notOurs, movedAside);
+  } else if (reader.Damaged() > 0) {
+    NoteBroken(path, damaged, movedAside);
+  }
+  return true;
 }
 
 // Playlist files no list names: each becomes a user list named after the

@@ -18,6 +18,7 @@
 //
 // Threads: the GUI thread (the lists' workers are their own).
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@
 #include "library/abstract_list.h"
 
 namespace vantaro {
+
+class XmlReader;
 
 enum ListType : int {
   kListUser = 0,
@@ -92,6 +95,12 @@ class CZKListSet {
  private:
   void ReadIndex();
   void ReadFavourites();
+  // Reads `path`, an index whose root element is `root`, handing each
+  // element under the root to `visit`. A file that cannot be used is moved
+  // aside and named, with `notOurs` (another root) or `damaged` (some
+  // elements lost) as the reason. False when the reader refused the file.
+  bool ReadIndexFile(const std::string& path, const char* root, const char* notOurs,
+                     const char* damaged, const std::function<void(XmlReader&)>& visit);
   void AddStrayPlaylists();
   // Reads the slot's rows from `file`, its own file when empty.
   void LoadSlotFile(ListSlot& slot, const std::string& file = {});
