@@ -16,47 +16,17 @@
 #include <vector>
 
 #include "analysis/deck_analysis.h"
-#include "analysis/stripe_file.h"
-#include "codecs/codec_set.h"
+#include "bench/engine/stored_song.h"
 #include "engine/sound_source.h"
-#include "library/song_database.h"
 
 namespace {
 
 constexpr int kSeconds = 60;
 constexpr int kBlock = 256;
-constexpr double kBpm = 126;  // 21000 frames a beat: every beat on a stripe
+constexpr double kBpm = vantaro::bench::kStoredSongBpm;
 
-// A data folder with the song, its record and its stripe file; removed at exit.
 const std::string& Folder() {
-  static const std::string folder = [] {
-    const std::string root = std::filesystem::temp_directory_path().string() +
-                             "/vantaro_sync_bench_" + std::to_string(getpid()) + "/";
-    std::filesystem::create_directories(root + "Stripes");
-    const std::string song = root + "song.wav";
-    std::vector<std::int16_t> samples(kSeconds * 44100 * 2);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-      samples[i] = static_cast<std::int16_t>(12000 * std::sin(i * 0.031));
-    vantaro::CCodecSet writer(100);
-    vantaro::TCodecFormat format{44100, 2, 16, 16, 0, 0};
-    if (writer.Open(song, format, vantaro::kCodecWrite, kSeconds * 44100)) {
-      writer.PutSamples(samples.data(), kSeconds * 44100);
-      writer.Close();
-    }
-    std::vector<float> stripe(kSeconds * 441, 0.01f);
-    for (int beat = 0; beat * 210 < static_cast<int>(stripe.size()); ++beat)
-      stripe[beat * 210] += 55.0f;
-    vantaro::SaveStripes(root + "Stripes/", song, stripe.data(), static_cast<int>(stripe.size()));
-    vantaro::LoadSongDatabase(root + "db.vtx");
-    vantaro::TZKSongRecord record;
-    record.name = "song.wav";
-    record.bpm = static_cast<float>(kBpm);
-    record.pgain_valid = 1;
-    vantaro::StoreSong(record);
-    std::atexit([] { std::filesystem::remove_all(Folder()); });
-    return root;
-  }();
-  return folder;
+  return vantaro::bench::StoredSongFolder("sync", kSeconds);
 }
 
 std::unique_ptr<vantaro::CSoundSource> PlayingDeck(int index, double startSeconds) {
