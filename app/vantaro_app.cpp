@@ -64,6 +64,10 @@ bool VantaroApp::OnInit() {
     std::lock_guard<std::mutex> lock(g_appLock);
     g_app = this;
   }
+  // The toolkit's own log stays silent from the first call on; the program
+  // logs for itself. Its log would show a box of the toolkit's own (a lock
+  // file that cannot be made, say) that no close request can end.
+  wxLog::EnableLogging(false);
   // 1. Sockets need no start-up on this platform.
   // 2. One instance per user, or per data root when VANTARO_HOME is set.
   instanceName_ = "XVT-" + wxGetUserId();
@@ -72,8 +76,7 @@ bool VantaroApp::OnInit() {
     lockFolder = wxString::FromUTF8(home);
   instanceChecker_ = std::make_unique<wxSingleInstanceChecker>();
   instanceChecker_->Create(instanceName_, lockFolder);
-  // 3. The toolkit's own log stays silent; the program logs for itself.
-  wxLog::EnableLogging(false);
+  // 3. Every box of the program ends on a close request.
   ConnectMessageBoxesToClose();
   // 4. Data folders.
   BuildFolders();
