@@ -98,10 +98,11 @@ bool ConfirmReplacingDeck(int deck) {
                         wxString::FromUTF8(Text(txt_load))) != 0;
 }
 
-bool LoadTrackConfirmed(int deck, const std::string& path) {
+bool LoadTrackConfirmed(int deck, const std::string& path, const char* source) {
   if (deck < 0 || deck > 1) return false;
   if (!ConfirmReplacingDeck(deck)) {
-    DebugLog("deck %c: %s refused by the user: the deck plays on", 'A' + deck, path.c_str());
+    DebugLog("%s on deck %c: %s refused by the user: the deck plays on", source, 'A' + deck,
+             path.c_str());
     return false;
   }
   const TrackFault fault = LoadTrackOnDeck(deck, path);
@@ -113,7 +114,7 @@ void LoadDroppedFiles(int deck, const std::vector<std::string>& files) {
   if (files.empty() || deck < 0 || deck > 1) return;
   if (files.size() > 1)
     DebugLog("drop on deck %c: %zu files, the first loads", 'A' + deck, files.size());
-  LoadTrackConfirmed(deck, files.front());
+  LoadTrackConfirmed(deck, files.front(), "drop");
 }
 
 void ShowDeckNotice(int deck, const std::string& text, int ticks) {

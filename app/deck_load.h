@@ -40,8 +40,9 @@ bool ConfirmReplacingDeck(int deck);
 
 // The load procedure for one track: the confirmation above, then
 // LoadTrackOnDeck; a refused file is logged and shown in the deck's title.
-// True when the load is under way.
-bool LoadTrackConfirmed(int deck, const std::string& path);
+// `source` names the caller in the log ("drop"). True when the load is
+// under way.
+bool LoadTrackConfirmed(int deck, const std::string& path, const char* source);
 
 // The drop handler (file_drop.h): the first file goes to `deck` by the load
 // procedure; No leaves the deck playing.

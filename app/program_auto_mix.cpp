@@ -73,7 +73,10 @@ class ProgramHost : public AutoMixHost {
   AutoMixDeckReading ReadDeck(int deck) override {
     AutoMixDeckReading reading;
     CSoundSource* d = DeckOf(deck);
-    if (!d || !d->IsSongLoaded()) return reading;
+    if (!d) return reading;
+    // A track on its way counts as there: a sweep must not replace it.
+    if (d->IsLoadPending()) reading.length = 1;
+    if (!d->IsSongLoaded()) return reading;
     reading.length = d->GetLength();
     reading.position = d->GetPosition();
     reading.playing = d->IsPlaying();
@@ -89,12 +92,10 @@ class ProgramHost : public AutoMixHost {
   void Play(int deck) override {
     CSoundSource* d = DeckOf(deck);
     if (!d) return;
-    if (d->IsSongReady() && !d->IsLoadPending()) {
-      if (!d->IsPlaying()) d->Play(1);
-      startWhenReady[deck] = false;
-    } else {
-      startWhenReady[deck] = true;  // still loading: it starts at a later tick
-    }
+    // A track still loading starts at a later tick, once it is ready; an
+    // empty deck stays as it is.
+    startWhenReady[deck] = d->IsLoadPending();
+    if (!startWhenReady[deck] && d->IsSongReady() && !d->IsPlaying()) d->Play(1);
   }
 
   void MatchBeats(int deck, int other) override {
@@ -113,7 +114,7 @@ class ProgramHost : public AutoMixHost {
     if (!d) return;
     startWhenReady[deck] = false;
     if (path != kEmptyDeckPath) {
-      LoadTrackConfirmed(deck, path);
+      LoadTrackConfirmed(deck, path, "auto-mix");
       return;
     }
     if (!ConfirmReplacingDeck(deck)) return;

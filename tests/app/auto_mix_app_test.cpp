@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -63,24 +64,13 @@ std::string AutomixListFile(const std::vector<std::string>& paths) {
   return text + "</list>\n";
 }
 
-// The left channel of a 16-bit stereo WAV, as floats.
-std::vector<float> ReadLeft(const std::string& path) {
-  const std::string bytes = test::ReadFile(path);
-  std::vector<float> left;
-  std::size_t at = 12;
-  while (at + 8 <= bytes.size()) {
-    const std::string id = bytes.substr(at, 4);
-    std::uint32_t size = 0;
-    for (int i = 3; i >= 0; --i) size = size << 8 | static_cast<unsigned char>(bytes[at + 4 + i]);
-    if (id == "data") {
-      for (std::size_t i = at + 8; i + 4 <= std::min(bytes.size(), at + 8 + size); i += 4)
-        left.push_back(static_cast<std::int16_t>(static_cast<unsigned char>(bytes[i]) |
-                                                 static_cast<unsigned char>(bytes[i + 1]) << 8) /
-                       32768.0f);
-      break;
-    }
-    at += 8 + size + (size & 1);
-  }
+// The left channel of a recording, as floats (sox converts).
+std::vector<float> ReadLeft(const std::string& wav) {
+  const std::string raw = wav + ".raw";
+  EXPECT_EQ(test::RunCommand("sox '" + wav + "' -t f32 '" + raw + "' remix 1"), 0);
+  const std::string bytes = test::ReadFile(raw);
+  std::vector<float> left(bytes.size() / sizeof(float));
+  std::memcpy(left.data(), bytes.data(), left.size() * sizeof(float));
   return left;
 }
 
