@@ -180,6 +180,7 @@ void StartProgramAutoMix() {
   g_mix.options.random = settings.random != 0;
   ShowSwitch("random", g_mix.options.random);
   SetProgramAutoMix(&g_mix);
+  WireAutoMixExtraButtons(TheControlTable());
   if (CZKListSet* set = TheListSet())
     set->Fixed(kListAutomix).SetFirstItemCallback(&OnAutomixFirstItem);
   ShowFadeTime();

@@ -48,17 +48,19 @@ void Random(int, int, int) {
   g_mix->options.random = !g_mix->options.random;
   ShowSwitch("random", g_mix->options.random);
 }
-bool ReadRandom(int, int* value) {
-  if (g_mix) *value = g_mix->options.random ? 1 : 0;
-  return g_mix;
-}
 
 const DeckMarkBinding kBindings[] = {
-    {"autodj", Toggle, nullptr, ReadOn},     {"autodj_to_left", ToLeft, nullptr},
-    {"autodj_to_right", ToRight, nullptr},   {"autodj_more", More, nullptr},
-    {"autodj_less", Less, nullptr},          {"autodj_next", Next, nullptr},
-    {"random", Random, nullptr, ReadRandom},
+    {"autodj", Toggle, nullptr, ReadOn},   {"autodj_to_left", ToLeft, nullptr},
+    {"autodj_to_right", ToRight, nullptr}, {"autodj_more", More, nullptr},
+    {"autodj_less", Less, nullptr},
 };
+
+void WireButton(ControlTable& table, const char* action, ControlCallback press) {
+  ControlCallbacks callbacks;
+  callbacks.onLeftDown = press;
+  if (ControlTarget* control = table.Find(FindControlAction(action), -1))
+    control->SetCallbacks(callbacks);
+}
 
 }  // namespace
 
@@ -68,6 +70,11 @@ void SetProgramAutoMix(AutoMix* mix) {
 
 AutoMix* ProgramAutoMix() {
   return g_mix;
+}
+
+void WireAutoMixExtraButtons(ControlTable& table) {
+  WireButton(table, "autodj_next", Next);
+  WireButton(table, "random", Random);
 }
 
 const DeckMarkBinding* AutoMixBindings(int& count) {
