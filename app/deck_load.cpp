@@ -19,6 +19,10 @@ namespace fs = std::filesystem;
 
 // About four seconds at the 38 ms screen tick.
 constexpr int kNoticeTicks = 105;
+// A playing deck is heard while its side of the crossfader (0..127) is open
+// and more than two seconds (frames) remain.
+constexpr int kDeckAHeardBelow = 112, kDeckBHeardAbove = 16, kCrossfaderMiddle = 64;
+constexpr std::int32_t kNearEndFrames = 88200;
 
 struct DeckNotice {
   std::string text;
@@ -82,21 +86,35 @@ TrackFault LoadTrackOnDeck(int deck, const std::string& path) {
   return TrackFault::kNone;
 }
 
-void LoadDroppedFiles(int deck, const std::vector<std::string>& files) {
-  if (files.empty() || deck < 0 || deck > 1) return;
-  const std::string& path = files.front();
-  if (files.size() > 1)
-    DebugLog("drop on deck %c: %zu files, the first loads", 'A' + deck, files.size());
-  CSoundSource* target = TheProgram().decks[deck].get();
-  if (target && target->IsPlaying() &&
-      !ConfirmMessage(wxString::FromUTF8(Text(txt_confirm_load_deck)),
-                      wxString::FromUTF8(Text(txt_load)))) {
-    DebugLog("drop on deck %c: %s refused by the user: the deck plays on", 'A' + deck,
+bool ConfirmReplacingDeck(int deck) {
+  CSoundSource* target = deck == 0 || deck == 1 ? TheProgram().decks[deck].get() : nullptr;
+  if (!target || !target->IsPlaying()) return true;
+  const CMixer* mixer = TheProgram().mixerRig.mixer.get();
+  const int crossfader = mixer ? mixer->GetCrossfader() : kCrossfaderMiddle;
+  const bool sideOpen = deck == 0 ? crossfader < kDeckAHeardBelow : crossfader > kDeckBHeardAbove;
+  const bool beforeEnd = target->GetLength() - target->GetPosition() >= kNearEndFrames;
+  if (!sideOpen || !beforeEnd) return true;
+  return ConfirmMessage(wxString::FromUTF8(Text(txt_confirm_load_deck)),
+                        wxString::FromUTF8(Text(txt_load))) != 0;
+}
+
+bool LoadTrackConfirmed(int deck, const std::string& path, const char* source) {
+  if (deck < 0 || deck > 1) return false;
+  if (!ConfirmReplacingDeck(deck)) {
+    DebugLog("%s on deck %c: %s refused by the user: the deck plays on", source, 'A' + deck,
              path.c_str());
-    return;
+    return false;
   }
   const TrackFault fault = LoadTrackOnDeck(deck, path);
   if (fault != TrackFault::kNone) Refuse(deck, path, fault);
+  return fault == TrackFault::kNone;
+}
+
+void LoadDroppedFiles(int deck, const std::vector<std::string>& files) {
+  if (files.empty() || deck < 0 || deck > 1) return;
+  if (files.size() > 1)
+    DebugLog("drop on deck %c: %zu files, the first loads", 'A' + deck, files.size());
+  LoadTrackConfirmed(deck, files.front(), "drop");
 }
 
 void ShowDeckNotice(int deck, const std::string& text, int ticks) {

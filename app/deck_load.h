@@ -33,8 +33,19 @@ TrackFault ProbeTrackFile(const std::string& path);
 // the database when the song is known. kNone when the load is under way.
 TrackFault LoadTrackOnDeck(int deck, const std::string& path);
 
-// The drop handler (file_drop.h): the first file goes to `deck`. While the
-// deck plays, the user is asked first; No leaves it playing.
+// True when `deck` may be replaced: it is not heard, or the user agreed. A
+// deck is heard while it plays at least two seconds before its end with its
+// side of the crossfader open (deck A below 112, deck B above 16).
+bool ConfirmReplacingDeck(int deck);
+
+// The load procedure for one track: the confirmation above, then
+// LoadTrackOnDeck; a refused file is logged and shown in the deck's title.
+// `source` names the caller in the log ("drop"). True when the load is
+// under way.
+bool LoadTrackConfirmed(int deck, const std::string& path, const char* source);
+
+// The drop handler (file_drop.h): the first file goes to `deck` by the load
+// procedure; No leaves the deck playing.
 void LoadDroppedFiles(int deck, const std::vector<std::string>& files);
 
 // A short message in the deck's title text in place of the song's name,

@@ -16,6 +16,7 @@
 #include "app/program.h"
 #include "app/program_audio_extras.h"
 #include "app/program_actions.h"
+#include "app/program_auto_mix.h"
 #include "app/program_controls.h"
 #include "app/program_lists.h"
 #include "app/program_skin.h"
@@ -233,6 +234,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   // 17 work queues
   LoadStartupSkin(mainWindow);     // 18
   LoadProgramLists();              // 18: lists, after the skin
+  StartProgramAutoMix();           // 18: auto-mix, once its list is there
   LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21

@@ -9,6 +9,7 @@
 #include "app/program.h"
 #include "app/program_audio_extras.h"
 #include "app/program_actions.h"
+#include "app/program_auto_mix.h"
 #include "app/program_controls.h"
 #include "base/debug_log.h"
 #include "control/language.h"
@@ -132,6 +133,7 @@ void RunScreenTick() {
   if (!window || program.closing) return;  // a late tick after close began
   ProgramTickSteps steps(program, *window);
   DispatchScreenTick(program.tickCounter.Advance(), steps);
+  RunAutoMixTick();  // after the decks' updates: end detection, then the sweep
   RunActionTick();
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
 }

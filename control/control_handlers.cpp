@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "control/auto_mix_handlers.h"
 #include "control/control_action.h"
 #include "control/control_table.h"
 #include "control/deck_mark_handlers.h"
@@ -338,16 +339,19 @@ const std::vector<const ControlBinding*>& BindingsById() {
       {"learn", Press(Learn, ReadLearn)},
       {"recording", Press(Recording, ReadRecording)},
   };
-  // The cue, loop and beat buttons (deck_mark_handlers.cpp).
+  // The cue, loop and beat buttons (deck_mark_handlers.cpp) and the
+  // auto-mix buttons (auto_mix_handlers.cpp).
   static const std::vector<NamedBinding> marks = [] {
-    int count = 0;
-    const DeckMarkBinding* bindings = DeckMarkBindings(count);
     std::vector<NamedBinding> named;
-    for (int i = 0; i < count; ++i) {
-      ControlBinding binding = bindings[i].release ? Hold(bindings[i].press, bindings[i].release)
-                                                   : Press(bindings[i].press);
-      binding.read = bindings[i].read;
-      named.push_back({bindings[i].action, binding});
+    for (auto table : {&DeckMarkBindings, &AutoMixBindings}) {
+      int count = 0;
+      const DeckMarkBinding* bindings = table(count);
+      for (int i = 0; i < count; ++i) {
+        ControlBinding binding = bindings[i].release ? Hold(bindings[i].press, bindings[i].release)
+                                                     : Press(bindings[i].press);
+        binding.read = bindings[i].read;
+        named.push_back({bindings[i].action, binding});
+      }
     }
     return named;
   }();

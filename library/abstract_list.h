@@ -76,6 +76,8 @@ class CZKAbstractList {
   // bulk fill is running; the first-item callback when the row at index 0
   // changed.
   void SetCallbacks(Callback onChange, Callback onFirstItem, int userValue);
+  // Replaces the first-item callback alone (auto-mix owns it on its list).
+  void SetFirstItemCallback(Callback onFirstItem) { onFirstItem_ = std::move(onFirstItem); }
 
   // Files. LoadListContents reads a .vtl (after Clear when `clear`) or an
   // M3U (its entries are queued on the worker; `clear` does not apply).
