@@ -12,7 +12,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "control/control_action.h"
 #include "control/hardware_controller.h"
 #include "control/script_actions.h"
 #include "tests/control/fake_midi_ports.h"
@@ -64,16 +63,8 @@ class ScriptRecordingTest : public test::ScriptTest {
 
   // Everything the script caused since the last call, one line each.
   std::vector<std::string> Caused() {
-    std::vector<std::string> lines;
-    char line[128];
-    table_.ForEach([&](test::RecordingControl& control) {
-      for (const ControlEvent& event : control.events) {
-        std::snprintf(line, sizeof line, "= %s %d %02X %d", ControlActionRow(control.id).name,
-                      control.deck, event.status, event.value);
-        lines.push_back(line);
-      }
-    });
-    table_.ClearEvents();
+    std::vector<std::string> lines = ControlEvents();
+    char line[32];
     for (const auto& sent : ports_.shorts) {
       std::snprintf(line, sizeof line, "< %02X %02X %02X", sent.status, sent.data1, sent.data2);
       lines.push_back(line);
