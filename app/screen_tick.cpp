@@ -8,6 +8,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "app/program_browser.h"
 #include "app/program_actions.h"
 #include "app/program_controls.h"
 #include "base/debug_log.h"
@@ -133,6 +134,7 @@ void RunScreenTick() {
   ProgramTickSteps steps(program, *window);
   DispatchScreenTick(program.tickCounter.Advance(), steps);
   RunActionTick();
+  RunBrowserTick();
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
 }
 
