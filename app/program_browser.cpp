@@ -63,6 +63,7 @@ void BuildProgramBrowser() {
   const std::string home = wxGetHomeDir().ToStdString(wxConvUTF8);
   tree = std::make_unique<BrowserTree>(*lists, LanguageLabels(),
                                        [home] { return ReadDisks(kMountTable, home); });
+  tree->SetBackgroundReads(true);
   tree->BuildTree();
   WireList(tree->FolderList());
   DebugLog("browser: tree built, %zu rows shown", tree->Shown().size());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <future>
 #include <utility>
 
 #include "base/debug_log.h"
@@ -37,7 +38,10 @@ BrowserTree::BrowserTree(CZKListSet& lists, BrowserLabels labels, DiskSource dis
   folderList_->name = "folder";
 }
 
-BrowserTree::~BrowserTree() = default;
+BrowserTree::~BrowserTree() {
+  stop_->store(true);
+  CollectReads(true);  // no read may outlive the tree it would report to
+}
 
 const BrowserNode* BrowserTree::Node(int id) const {
   auto found = nodes_.find(id);
@@ -103,6 +107,7 @@ void BrowserTree::RebuildShown() {
 }
 
 void BrowserTree::BuildTree() {
+  CollectReads(true);
   nodes_.clear();
   roots_.clear();
   probeQueue_.clear();
@@ -183,27 +188,59 @@ bool BrowserTree::IsLoop(const BrowserNode& node) const {
   return false;
 }
 
-bool BrowserTree::ReadFolder(BrowserNode& node) {
-  FolderIdentity identity;
-  std::vector<std::string> names;
-  std::string error = "not a folder";
-  if (!IdentifyFolder(node.path, &identity) || !ReadSubfolders(node.path, &names, &error)) {
+bool BrowserTree::ApplyLevel(BrowserNode& node, FolderLevel level) {
+  if (!level.ok) {
     DebugLog("browser: the folder %s cannot be read (%s); its node stays as it was",
-             node.path.c_str(), error.c_str());
+             node.path.c_str(), level.error.c_str());
     return false;
   }
-  node.identity = identity;
+  node.identity = level.identity;
   if (IsLoop(node)) {
     DebugLog("browser: %s leads back to a folder above it; not descended", node.path.c_str());
     node.kind = kNodeLeafFolder;
     return false;
   }
-  for (const std::string& name : names) {
-    Make(node.id, kNodeFolderUnprobed, name, JoinPath(node.path, name));
+  nodes_.reserve(nodes_.size() + level.names.size());
+  node.children.reserve(level.names.size());
+  probeQueue_.reserve(probeQueue_.size() + level.names.size());
+  for (std::string& name : level.names) {
+    std::string path = JoinPath(node.path, name);
+    Make(node.id, kNodeFolderUnprobed, std::move(name), std::move(path));
     probeQueue_.push_back(node.children.back());
   }
   node.scanned = true;
   return true;
+}
+
+bool BrowserTree::ReadFolder(BrowserNode& node) {
+  return ApplyLevel(node, ReadFolderLevel(node.path));
+}
+
+bool BrowserTree::ReadingFolder(int id) const {
+  for (const PendingRead& read : reads_)
+    if (read.id == id) return true;
+  return false;
+}
+
+bool BrowserTree::CollectReads(bool wait) {
+  bool changed = false;
+  for (std::size_t i = 0; i < reads_.size();) {
+    PendingRead& read = reads_[i];
+    if (!wait && read.level.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+      ++i;
+      continue;
+    }
+    FolderLevel level = read.level.get();
+    const int id = read.id;
+    reads_.erase(reads_.begin() + static_cast<long>(i));
+    auto found = nodes_.find(id);
+    if (found == nodes_.end() || found->second.scanned) continue;  // gone, or read meanwhile
+    if (ApplyLevel(found->second, std::move(level))) found->second.expanded = true;
+    changed = true;
+  }
+  if (CollectProbes(wait)) changed = true;
+  if (changed) RebuildShown();
+  return changed;
 }
 
 void BrowserTree::BuildGenres(BrowserNode& group) {
@@ -221,9 +258,12 @@ bool BrowserTree::Expand(BrowserNode& node) {
     BuildGenres(node);
     return true;
   }
-  if (node.scanned) return true;
-  if (!IsFolderKind(node.kind)) return true;
-  return ReadFolder(node);
+  if (node.scanned || !IsFolderKind(node.kind)) return true;
+  if (!backgroundReads_) return ReadFolder(node);
+  // The node opens when CollectReads finds the level read.
+  if (!ReadingFolder(node.id))
+    reads_.push_back({node.id, std::async(std::launch::async, ReadFolderLevel, node.path)});
+  return false;
 }
 
 bool BrowserTree::ToggleNode(int id) {
@@ -239,7 +279,7 @@ bool BrowserTree::ToggleNode(int id) {
   } else {
     if (!Expand(node)) {
       RebuildShown();  // a loop may have turned the node into a leaf
-      return false;
+      return ReadingFolder(id);
     }
     node.expanded = true;
   }
@@ -248,6 +288,10 @@ bool BrowserTree::ToggleNode(int id) {
 }
 
 bool BrowserTree::ProbeSubfolders(std::chrono::microseconds budget) {
+  if (backgroundReads_) {
+    StartProbeJob();
+    return ProbesWaiting();
+  }
   const auto until = std::chrono::steady_clock::now() + budget;
   std::size_t done = 0;
   while (done < probeQueue_.size()) {
@@ -258,6 +302,35 @@ bool BrowserTree::ProbeSubfolders(std::chrono::microseconds budget) {
   }
   probeQueue_.erase(probeQueue_.begin(), probeQueue_.begin() + static_cast<long>(done));
   return !probeQueue_.empty();
+}
+
+void BrowserTree::StartProbeJob() {
+  if (probeJob_.valid() || probeQueue_.empty()) return;
+  std::vector<std::string> paths;
+  paths.reserve(probeQueue_.size());
+  for (int id : probeQueue_) paths.push_back(nodes_.at(id).path);
+  probeIds_ = std::move(probeQueue_);
+  probeQueue_.clear();
+  probeJob_ = std::async(std::launch::async, [paths = std::move(paths), stop = stop_] {
+    std::vector<signed char> found(paths.size(), 1);
+    for (std::size_t i = 0; i < paths.size() && !stop->load(); ++i)
+      found[i] = static_cast<signed char>(HasSubfolder(paths[i]));
+    return found;
+  });
+}
+
+bool BrowserTree::CollectProbes(bool wait) {
+  if (!probeJob_.valid()) return false;
+  if (!wait && probeJob_.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+    return false;
+  const std::vector<signed char> found = probeJob_.get();
+  for (std::size_t i = 0; i < probeIds_.size(); ++i) {
+    auto node = nodes_.find(probeIds_[i]);
+    if (node != nodes_.end() && node->second.kind == kNodeFolderUnprobed)
+      node->second.kind = found[i] == 0 ? kNodeLeafFolder : kNodeFolder;
+  }
+  probeIds_.clear();
+  return true;
 }
 
 int BrowserTree::NodeOfList(int listIndex) const {
@@ -431,7 +504,7 @@ std::vector<GenreCount> CountGenres(CZKAbstractList& list) {
       const int code = codes[i];
       if (code < 0 || (i > 0 && code == codes[0]) || (i > 1 && code == codes[1])) continue;
       auto [place, added] = at.emplace(code, genres.size());
-      if (added) genres.push_back({code, "#" + std::to_string(code), 0});
+      if (added) genres.push_back({code, std::string("#").append(std::to_string(code)), 0});
       GenreCount& genre = genres[place->second];
       ++genre.count;
       if (i == 0 && !row->column[kColGenre].empty() && genre.label[0] == '#')

@@ -9,7 +9,8 @@
 // Shown() is the display order of every node whose ancestors are all
 // expanded, rebuilt after each change of shape.
 //
-// Folders are read one level at a time: expanding a folder reads its own
+// Folders are read one level at a time (on a thread of their own when the
+// program asks for background reads): expanding a folder reads its own
 // entries only and makes its children of kind kNodeFolderUnprobed; whether
 // each child holds further folders is learnt later by ProbeSubfolders,
 // a few at a time within a time budget, so a folder of ten thousand
@@ -19,11 +20,14 @@
 // Lists belong to the list set (library/list_set.h); nodes name them by
 // slot index. Folders are shown through one list the tree keeps for them.
 //
-// Threads: GUI thread only.
+// Threads: GUI thread only; background folder reads run on threads of
+// their own and touch nothing of the tree (CollectReads applies them).
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -119,13 +123,25 @@ class BrowserTree {
 
   // Expands or collapses a node that can (groups, disks, folders); a leaf
   // folder or a list does nothing. A folder that cannot be read leaves the
-  // node as it was and logs one line. False when nothing changed.
+  // node as it was and logs one line. False when nothing changed. With
+  // background reads a folder not yet read opens later, in CollectReads
+  // (true here means the read is under way).
   bool ToggleNode(int id);
 
+  // Folder levels read on a thread of their own rather than in ToggleNode,
+  // so even a huge folder never holds the GUI up (the program's choice;
+  // tests read in place).
+  void SetBackgroundReads(bool on) { backgroundReads_ = on; }
+  // Opens the folders whose levels have been read; `wait` waits for every
+  // read under way. True when the tree changed.
+  bool CollectReads(bool wait);
+  bool ReadingFolder(int id) const;
+
   // Learns for unprobed folders whether they hold subfolders, until
-  // `budget` has passed. True while some are still waiting.
+  // `budget` has passed; with background reads, hands them all to a
+  // thread whose answers CollectReads applies. True while some wait.
   bool ProbeSubfolders(std::chrono::microseconds budget);
-  bool ProbesWaiting() const { return !probeQueue_.empty(); }
+  bool ProbesWaiting() const { return !probeQueue_.empty() || probeJob_.valid(); }
 
   // Reads the mount table again; the disks change only when it differs.
   // True when the tree changed.
@@ -182,6 +198,9 @@ class BrowserTree {
   void AddShown(int id);
   bool Expand(BrowserNode& node);
   bool ReadFolder(BrowserNode& node);
+  bool ApplyLevel(BrowserNode& node, FolderLevel level);
+  void StartProbeJob();
+  bool CollectProbes(bool wait);
   bool IsLoop(const BrowserNode& node) const;
   void BuildDisks(BrowserNode& computer, const std::vector<DiskEntry>& disks);
   void BuildFavourites();
@@ -199,6 +218,16 @@ class BrowserTree {
   int nextId_ = 1;
   int computer_ = 0, favourites_ = 0, listGroup_ = 0, genres_ = 0;
   std::string message_;
+  struct PendingRead {
+    int id;
+    std::future<FolderLevel> level;
+  };
+  std::vector<PendingRead> reads_;
+  bool backgroundReads_ = false;
+  // The probe job: whether each of probeIds_ has subfolders (1, 0, -1).
+  std::future<std::vector<signed char>> probeJob_;
+  std::vector<int> probeIds_;
+  std::shared_ptr<std::atomic<bool>> stop_ = std::make_shared<std::atomic<bool>>(false);
 };
 
 }  // namespace vantaro

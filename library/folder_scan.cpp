@@ -58,6 +58,16 @@ bool ReadSubfolders(const std::string& path, std::vector<std::string>* names, st
   return true;
 }
 
+FolderLevel ReadFolderLevel(const std::string& path) {
+  FolderLevel level;
+  if (!IdentifyFolder(path, &level.identity)) {
+    level.error = "not a folder, or gone";
+    return level;
+  }
+  level.ok = ReadSubfolders(path, &level.names, &level.error);
+  return level;
+}
+
 int HasSubfolder(const std::string& path) {
   std::unique_ptr<DIR, DirCloser> dir(opendir(path.c_str()));
   if (!dir) return -1;

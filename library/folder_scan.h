@@ -30,6 +30,18 @@ bool IdentifyFolder(const std::string& path, FolderIdentity* identity);
 // or not permitted.
 bool ReadSubfolders(const std::string& path, std::vector<std::string>* names, std::string* error);
 
+// One level of a folder as ReadFolderLevel found it.
+struct FolderLevel {
+  bool ok = false;
+  FolderIdentity identity;
+  std::vector<std::string> names;  // sorted subfolder names
+  std::string error;               // why not, when !ok
+};
+
+// IdentifyFolder and ReadSubfolders together: what expanding a folder needs,
+// read on whichever thread can afford it.
+FolderLevel ReadFolderLevel(const std::string& path);
+
 // 1 when `path` holds a subfolder that is not hidden, 0 when none, -1 when
 // it cannot be read. Stops at the first subfolder found.
 int HasSubfolder(const std::string& path);

@@ -100,7 +100,7 @@ bool CZKBrowser::SelectNode(int id) {
 
 void CZKBrowser::Tick() {
   if (!tree_) return;
-  bool changed = false;
+  bool changed = tree_->CollectReads(false);
   if (tree_->ProbesWaiting()) {
     tree_->ProbeSubfolders(kProbeBudget);
     changed = true;

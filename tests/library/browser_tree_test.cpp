@@ -138,8 +138,16 @@ TEST_F(BrowserTreeTest, FoldersExpandOneLevelSortedWithoutHiddenOnesAndLeavesSta
 
   // The order shown is depth first; collapsing hides the branch, and a fixed
   // disk keeps what it read.
+  // Read in the background, a folder opens only when its level is collected.
   const int gamma = Find(tree, "gamma", home);
+  tree.SetBackgroundReads(true);
   ASSERT_TRUE(tree.ToggleNode(gamma));
+  ASSERT_TRUE(tree.ReadingFolder(gamma));
+  EXPECT_FALSE(tree.Node(gamma)->expanded);
+  EXPECT_TRUE(tree.ToggleNode(gamma)) << "a second request waits for the same read";
+  ASSERT_TRUE(tree.CollectReads(true));
+  EXPECT_FALSE(tree.ReadingFolder(gamma));
+  EXPECT_TRUE(tree.Node(gamma)->expanded);
   EXPECT_EQ(tree.IndexOfShown(Find(tree, "inner")), tree.IndexOfShown(gamma) + 1);
   ASSERT_TRUE(tree.ToggleNode(home));
   EXPECT_EQ(tree.IndexOfShown(gamma), -1);
