@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -64,14 +65,14 @@ class BrowserTreeTest : public ::testing::Test {
     test::WriteFile(dir.File("mounts"), "/dev/sda1 / ext4 rw 0 0\n");
     set.Load();
   }
-  std::unique_ptr<BrowserTree> MakeTree() {
-    auto tree = std::make_unique<BrowserTree>(set, BrowserLabels{}, [this] {
+  BrowserTree& MakeTree() {
+    owned = std::make_unique<BrowserTree>(set, BrowserLabels{}, [this] {
       std::vector<DiskEntry> disks = ReadDisks(dir.File("mounts"), dir.File("home"));
       disks.insert(disks.end(), extraDisks.begin(), extraDisks.end());
       return disks;
     });
-    tree->BuildTree();
-    return tree;
+    owned->BuildTree();
+    return *owned;
   }
   // The id of the shown node labelled `name` under `parent` (0: anywhere).
   int Find(const BrowserTree& tree, const std::string& name, int parent = 0) {
@@ -88,11 +89,18 @@ class BrowserTreeTest : public ::testing::Test {
   TempDir dir;
   CZKListSet set{dir.File("Database/"), dir.File("Playlists/")};
   std::vector<DiskEntry> extraDisks;
+  std::unique_ptr<BrowserTree> owned;
+};
+
+// The main track list: shows what it is given.
+struct Display : ListDisplay {
+  CZKAbstractList* shown = nullptr;
+  CZKAbstractList* Shown() const override { return shown; }
+  void Show(CZKAbstractList* list) override { shown = list; }
 };
 
 TEST_F(BrowserTreeTest, ANewOrGoneMountChangesOnlyTheDisks) {
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
+  BrowserTree& tree = MakeTree();
   const int computer = Find(tree, "Computer");
   const int home = Find(tree, "Home");
   EXPECT_EQ(tree.Node(home)->kind, kNodeDisk);
@@ -120,8 +128,7 @@ TEST_F(BrowserTreeTest, FoldersExpandOneLevelSortedWithoutHiddenOnesAndLeavesSta
   MakeFolders(dir, {"home/beta", "home/Alpha", "home/.cache", "home/gamma", "home/gamma/inner",
                     "home/Alpha/x"});
   test::WriteFile(dir.File("home/a-file.mp3"), "");
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
+  BrowserTree& tree = MakeTree();
   const int home = Find(tree, "Home");
   ASSERT_TRUE(tree.ToggleNode(home));
   EXPECT_EQ(ChildNames(tree, home), (std::vector<std::string>{"Alpha", "beta", "gamma"}));
@@ -158,8 +165,7 @@ TEST_F(BrowserTreeTest, FoldersExpandOneLevelSortedWithoutHiddenOnesAndLeavesSta
 TEST_F(BrowserTreeTest, ARemovableDiskIsReadAgainAfterCollapsing) {
   MakeFolders(dir, {"stick", "stick/one"});
   extraDisks = {{"stick", dir.File("stick"), true}};
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
+  BrowserTree& tree = MakeTree();
   const int stick = Find(tree, "stick");
   ASSERT_TRUE(tree.ToggleNode(stick));
   const int one = tree.Node(stick)->children.at(0);
@@ -174,8 +180,7 @@ TEST_F(BrowserTreeTest, ARemovableDiskIsReadAgainAfterCollapsing) {
 
 TEST_F(BrowserTreeTest, AFolderThatCannotBeReadLeavesItsNodeAsItWas) {
   MakeFolders(dir, {"home/gone", "home/swapped", "home/keep"});
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
+  BrowserTree& tree = MakeTree();
   const int home = Find(tree, "Home");
   ASSERT_TRUE(tree.ToggleNode(home));
   ASSERT_EQ(rmdir(dir.File("home/gone").c_str()), 0);
@@ -197,8 +202,7 @@ TEST_F(BrowserTreeTest, ALinkBackToAnAncestorIsNotDescended) {
   MakeFolders(dir, {"home/a", "home/a/b"});
   ASSERT_EQ(symlink(dir.File("home/a").c_str(), dir.File("home/a/b/up").c_str()), 0);
   ASSERT_EQ(symlink(dir.File("home/a/b/self").c_str(), dir.File("home/a/b/self").c_str()), 0);
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
+  BrowserTree& tree = MakeTree();
   int node = Find(tree, "Home");
   for (const char* name : {"a", "b", "up"}) {
     ASSERT_TRUE(tree.ToggleNode(node)) << name;
@@ -213,8 +217,7 @@ TEST_F(BrowserTreeTest, ALinkBackToAnAncestorIsNotDescended) {
 }
 
 TEST_F(BrowserTreeTest, TwoHundredListsAtMostAndNewOnesAreNumbered) {
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
+  BrowserTree& tree = MakeTree();
   const int first = tree.AddList("");
   const int second = tree.AddList("New list");
   ASSERT_GT(first, 0);
@@ -240,8 +243,7 @@ TEST_F(BrowserTreeTest, TwoHundredListsAtMostAndNewOnesAreNumbered) {
 TEST_F(BrowserTreeTest, ListsAndFavouritesSurviveARestart) {
   MakeFolders(dir, {"home/music"});
   {
-    auto owned = MakeTree();
-    BrowserTree& tree = *owned;
+    BrowserTree& tree = MakeTree();
     const int keep = tree.AddList("Keep");
     const int renamed = tree.AddList("Old name");
     const int dropped = tree.AddList("Dropped");
@@ -286,17 +288,12 @@ TEST_F(BrowserTreeTest, GenresCountTheFullDatabaseListAndFilterIt) {
     row.gnr1 = r.gnr1, row.gnr2 = r.gnr2, row.gnr3 = r.gnr3;
     database.InsertRow(row, -1);
   }
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
+  BrowserTree& tree = MakeTree();
   const int genres = Find(tree, "Genres");
   ASSERT_TRUE(tree.ToggleNode(genres));
   EXPECT_EQ(ChildNames(tree, genres),
             (std::vector<std::string>{"All Genres (6)", "#99 (1)", "Jazz (2)", "Rock (2)"}));
-  struct Display : ListDisplay {
-    CZKAbstractList* shown = nullptr;
-    CZKAbstractList* Shown() const override { return shown; }
-    void Show(CZKAbstractList* list) override { shown = list; }
-  } display;
+  Display display;
   ASSERT_TRUE(tree.ShowList(Find(tree, "Rock (2)"), display));
   EXPECT_EQ(display.shown, &database);
   EXPECT_EQ(database.Count(), 2);
@@ -311,13 +308,8 @@ TEST_F(BrowserTreeTest, GenresCountTheFullDatabaseListAndFilterIt) {
 }
 
 TEST_F(BrowserTreeTest, ShowingAnotherListStopsTheSearchAndKeepsEachListsScroll) {
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
-  struct Display : ListDisplay {
-    CZKAbstractList* shown = nullptr;
-    CZKAbstractList* Shown() const override { return shown; }
-    void Show(CZKAbstractList* list) override { shown = list; }
-  } display;
+  BrowserTree& tree = MakeTree();
+  Display display;
   const int a = tree.AddList("a"), b = tree.AddList("b");
   TZKListElement row;
   row.column[kColTitle] = "x";
@@ -335,16 +327,10 @@ TEST_F(BrowserTreeTest, ShowingAnotherListStopsTheSearchAndKeepsEachListsScroll)
 
 TEST_F(BrowserTreeTest, ReportBranchListsPathChildrenAndRows) {
   MakeFolders(dir, {"home/b", "home/a"});
-  auto owned = MakeTree();
-  BrowserTree& tree = *owned;
-  const auto split = [](const std::string& block) {
-    std::vector<std::string> lines;
-    for (std::size_t at = 0; at < block.size();) {
-      const std::size_t end = block.find('\0', at);
-      lines.push_back(block.substr(at, end - at));
-      at = end + 1;
-    }
-    return lines;
+  BrowserTree& tree = MakeTree();
+  const auto split = [](std::string block) {  // NULs as "|"
+    std::replace(block.begin(), block.end(), '\0', '|');
+    return block;
   };
   CZKAbstractList list;
   TZKListElement row;
@@ -353,11 +339,9 @@ TEST_F(BrowserTreeTest, ReportBranchListsPathChildrenAndRows) {
   list.InsertRow(row, -1);
   // A folder not yet expanded is read for the report.
   EXPECT_EQ(split(tree.ReportBranch(Find(tree, "Home"), true, &list)),
-            (std::vector<std::string>{dir.File("home"), "<DIR>a", "<DIR>b", "Ann - Song"}));
-  EXPECT_EQ(split(tree.ReportBranch(Find(tree, "Computer"), false, &list)),
-            (std::vector<std::string>{"<DISK>Home", "<DISK>/"}));
-  EXPECT_EQ(split(tree.ReportBranch(Find(tree, "Lists"), false, nullptr)),
-            std::vector<std::string>{});
+            dir.File("home") + "|<DIR>a|<DIR>b|Ann - Song|");
+  EXPECT_EQ(split(tree.ReportBranch(Find(tree, "Computer"), false, &list)), "<DISK>Home|<DISK>/|");
+  EXPECT_EQ(split(tree.ReportBranch(Find(tree, "Lists"), false, nullptr)), "");
   EXPECT_TRUE(tree.ReportBranch(-5, false, nullptr).empty());
 }
 
