@@ -429,13 +429,12 @@ bool BrowserTree::ShowList(int id, ListDisplay& display) {
     list->Clear();
     list->sliderposhoriz = list->dataoffsethoriz = list->sliderposvert = list->dataoffsetvert = -1;
     list->AddFolder(node.path, false, true);
-  } else if (node.kind == kNodeGenre) {
+  } else if (node.kind == kNodeGenre && node.genre >= 0) {
     ListFilter filter;
-    if (node.genre >= 0) filter.genres = {node.genre};
-    if (node.genre >= 0)
-      list->StartFilter(filter);
-    else
-      list->StopFilter();
+    filter.genres = {node.genre};
+    list->StartFilter(filter);
+  } else if (list->Filtering()) {
+    list->StopFilter();  // the database list itself, or "All Genres": every row
   }
   display.Show(list);
   return true;
