@@ -1,6 +1,7 @@
 #include "skin/browser.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "control/control_event.h"
 #include "library/browser_tree.h"
@@ -69,9 +70,7 @@ CZKBrowser::CZKBrowser(wxWindow* parent, int controlId, int deck)
   // The wheel over the tree scrolls the tree, not the track list the main
   // window routes it to elsewhere.
   Bind(wxEVT_MOUSEWHEEL, [this](wxMouseEvent& event) {
-    ControlEvent wheel = ControlEvent::Mouse(mt_WHEEL, event.GetX(), event.GetY(), -1, 0);
-    wheel.status = event.GetWheelRotation();
-    OnControlEvent(wheel);
+    if (ready) ScrollTo(top_ - event.GetWheelRotation() * kRowsPerNotch / kWheelStep);
   });
 }
 
@@ -270,7 +269,13 @@ void CZKBrowser::OnControlEvent(const ControlEvent& event) {
       Redraw();
       break;
     case mt_WHEEL:
-      ScrollTo(top_ - event.status * kRowsPerNotch / kWheelStep);
+      // A controller's wheel counts rows and moves the selection (down is
+      // negative); a pointer's wheel routed here counts 120 a notch and
+      // scrolls.
+      if (tree_ && std::abs(event.status) < kWheelStep)
+        MoveSelection(std::max(tree_->IndexOfShown(selected_), 0) - event.status);
+      else
+        ScrollTo(top_ - event.status * kRowsPerNotch / kWheelStep);
       break;
     case mt_CHAR:
       Key(event.code);

@@ -162,6 +162,11 @@ TEST_F(BrowserControlTest, KeysWalkTheTreeAndTheViewFollowsTheSelection) {
   }
   Key(13);  // enter: expands and shows
   EXPECT_FALSE(tree->Node(computer)->expanded);
+  ControlEvent wheel;  // a controller's wheel: two rows down
+  wheel.kind = mt_WHEEL;
+  wheel.status = -2;
+  browser->OnControlEvent(wheel);
+  EXPECT_EQ(tree->Node(browser->SelectedNode())->name, "Database");
 }
 
 TEST_F(BrowserControlTest, TheWheelTheBarAndTheKeysReachTheLastRow) {
