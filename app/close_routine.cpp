@@ -5,6 +5,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "app/program_browser.h"
 #include "app/program_actions.h"
 #include "app/program_controls.h"
 #include "app/program_lists.h"
@@ -62,6 +63,7 @@ void RunCloseRoutine() {
   DebugLog("close 1: closing flag set");
   StopActionRouting();
   StopDecks();
+  CloseProgramBrowser();  // the tree refers to the lists
   SaveProgramLists();  // before config.xml
   SaveAllSettings();
   SaveProgramShortcuts();

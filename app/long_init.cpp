@@ -15,6 +15,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "app/program_browser.h"
 #include "app/program_actions.h"
 #include "app/program_auto_mix.h"
 #include "app/program_controls.h"
@@ -234,6 +235,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   // 17 work queues
   LoadStartupSkin(mainWindow);     // 18
   LoadProgramLists();              // 18: lists, after the skin
+  BuildProgramBrowser();           // 18: the browser's tree over the lists
   StartProgramAutoMix();           // 18: auto-mix, once its list is there
   LoadEffectChains();              // 19
   CreateTimedThreads(mainWindow);  // 20

@@ -8,6 +8,7 @@
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "app/program_browser.h"
 #include "app/program_actions.h"
 #include "app/program_auto_mix.h"
 #include "app/program_controls.h"
@@ -135,6 +136,7 @@ void RunScreenTick() {
   DispatchScreenTick(program.tickCounter.Advance(), steps);
   RunAutoMixTick();  // after the decks' updates: end detection, then the sweep
   RunActionTick();
+  RunBrowserTick();
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
 }
 

@@ -6,6 +6,7 @@
 #include "control/control_action.h"
 #include "control/control_table.h"
 #include "control/language.h"
+#include "skin/browser.h"
 #include "skin/button.h"
 #include "skin/drop_zone.h"
 #include "skin/dropdown_list.h"
@@ -39,6 +40,8 @@ ZKCustomControl* CreateControl(int kind, wxWindow* parent, int id, int deck) {
       return new CZKVUMeter(parent, id, deck);
     case kKindDropZone:
       return new CZKDropZone(parent, id, deck);
+    case kKindBrowser:
+      return new CZKBrowser(parent, id, deck);
     default:
       return nullptr;  // kinds built later keep their slots empty
   }

@@ -39,9 +39,9 @@ TEST_F(BuiltInControls, AllExistHiddenAndSpeakTheLanguage) {
   for (int id = kFirstAction; id < kLastAction; ++id) {
     const ControlAction& row = ControlActionRow(id);
     // The kinds the program has: every row of these is built, hidden.
-    const int kinds[] = {kKindButton,   kKindSlider,   kKindText,
-                         kKindImage,    kKindDropZone, kKindDropDown,
-                         kKindEditArea, kKindVuMeter,  kKindSoundDisplay};
+    const int kinds[] = {kKindButton,       kKindSlider,   kKindText,     kKindImage,
+                         kKindDropZone,     kKindDropDown, kKindEditArea, kKindVuMeter,
+                         kKindSoundDisplay, kKindBrowser};
     if (std::find(std::begin(kinds), std::end(kinds), row.kind) == std::end(kinds)) continue;
     expected += row.isGlobal ? 1 : 2;
     for (int deck = row.isGlobal ? -1 : 0; deck <= (row.isGlobal ? -1 : 1); ++deck) {
