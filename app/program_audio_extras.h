@@ -33,7 +33,7 @@ void CreateAudioExtras();
 bool WireMixerWithExtras(MixerRig& rig);
 void StartCommandLineRecording();
 // Stops a recording whose writes failed and tells the user (string 52);
-// closes a preview that reached its end.
+// closes a preview that reached its end; shows the sampler pads.
 void RunAudioExtrasTick();
 void DeleteAudioExtras();
 
