@@ -164,6 +164,14 @@ void DeleteAudioExtras() {
   x.samplers.reset();
 }
 
+bool LoadSamplerSlot(int slot, const std::string& path) {
+  CSamplerSet* samplers = Extras().samplers.get();
+  if (!samplers || slot < 0 || slot >= kSamplerSlots) return false;
+  const bool loaded = samplers->LoadSlot(slot, path, &SavedLoop);
+  DebugLog("sampler: slot %d %s %s", slot + 1, loaded ? "loaded" : "could not load", path.c_str());
+  return loaded;
+}
+
 CRecorder* TheRecorder() {
   return Extras().recorder.get();
 }

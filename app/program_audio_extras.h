@@ -37,6 +37,11 @@ void StartCommandLineRecording();
 void RunAudioExtrasTick();
 void DeleteAudioExtras();
 
+// Loads `path` into sampler slot `slot` (its saved loop from the song
+// database, when it has one) and keeps it for the sampler file. False when
+// the file does not load (the slot is then empty).
+bool LoadSamplerSlot(int slot, const std::string& path);
+
 // Null before step 9 and after close.
 CRecorder* TheRecorder();
 CSamplerSet* TheSamplers();

@@ -1,13 +1,18 @@
 #include "app/sampler_face.h"
 
+#include <wx/filedlg.h>
+
 #include <array>
 
+#include "app/message_box.h"
 #include "app/program.h"
 #include "app/program_audio_extras.h"
+#include "control/language.h"
 #include "control/script_actions.h"
 #include "engine/mixer.h"
 #include "engine/sampler_set.h"
 #include "skin/button.h"
+#include "skin/main_window.h"
 #include "skin/skin_loader.h"
 #include "skin/slider.h"
 
@@ -31,16 +36,34 @@ CMixer* Mixer() {
   return TheProgram().mixerRig.mixer.get();
 }
 
-// The pad callbacks get the control's skin slot as user data.
-void PadPressed(int, int userData, int) {
-  CSamplerSet* samplers = TheSamplers();
-  if (!samplers || userData < 0 || userData >= SkinTables::kMaxCustomControls) return;
+// The sampler slot of a pad, from the skin slot its callbacks get as user
+// data; -1 for another control.
+int PadSlot(int userData) {
+  if (userData < 0 || userData >= SkinTables::kMaxCustomControls) return -1;
   const ZKCustomControl* control = TheSkinTables().customControls[userData];
   for (int slot = 0; control && slot < kSamplerSlots; ++slot)
-    if (control->name == kPadNames[slot]) {
-      CSoundSource* const decks[2] = {TheProgram().decks[0].get(), TheProgram().decks[1].get()};
-      ToggleSamplerSlot(*samplers, Mixer(), decks, slot);
-    }
+    if (control->name == kPadNames[slot]) return slot;
+  return -1;
+}
+
+void PadPressed(int, int userData, int) {
+  CSamplerSet* samplers = TheSamplers();
+  const int slot = PadSlot(userData);
+  if (!samplers || slot < 0) return;
+  CSoundSource* const decks[2] = {TheProgram().decks[0].get(), TheProgram().decks[1].get()};
+  ToggleSamplerSlot(*samplers, Mixer(), decks, slot);
+}
+
+// A right click asks for a file and loads it into the pad's slot.
+void PadRightPressed(int, int userData, int) {
+  const int slot = PadSlot(userData);
+  if (!TheSamplers() || slot < 0) return;
+  wxFileDialog dialog(TheProgram().mainWindow, wxString::FromUTF8(Text(txt_load_sample_title)), "",
+                      "", wxString::FromUTF8(Text(txt_all_supported_files)) + " (*.*)|*.*",
+                      wxFD_OPEN | wxFD_FILE_MUST_EXIST);
+  if (dialog.ShowModal() != wxID_OK) return;
+  if (!LoadSamplerSlot(slot, dialog.GetPath().utf8_string()))
+    ShowMessage(wxString::FromUTF8(Text(txt_file_not_loaded)));
 }
 
 void ScriptToggle(int slot) {
@@ -92,6 +115,7 @@ void RefreshSamplerFace() {
     if (pad->wiring.callbacks.onLeftDown != &PadPressed) {
       ControlCallbacks callbacks;
       callbacks.onLeftDown = &PadPressed;
+      callbacks.onRightDown = &PadRightPressed;
       pad->SetCallbacks(callbacks);
     }
     CSamplerPlayer& player = samplers->Slot(slot);

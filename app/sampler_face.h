@@ -1,9 +1,9 @@
 #pragma once
 // The sampler on the face: the skin's own controls "_sampler1".."_sampler8"
-// (pads) and "_sampler_volume" (a slider), found by name after every skin
-// load. A pad starts or stops its slot, is lit while the slot plays and
-// shows the slot's name; the volume moves the eight slots' faders together
-// (saved per slot with the sampler file).
+// (pads) and "_sampler_volume" (a slider), found by name on the screen
+// tick. A pad starts or stops its slot, is lit while the slot plays and
+// shows the slot's name; a right click on it loads a file into the slot; the volume moves the eight
+// slots' faders together (saved per slot with the sampler file).
 //
 // Threads: GUI thread.
 
