@@ -8,6 +8,7 @@
 
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/sampler_face.h"
 #include "base/debug_log.h"
 #include "codecs/encoder_lame.h"
 #include "control/control_handlers.h"
@@ -50,13 +51,6 @@ bool SavedLoop(const std::string& path, std::int32_t& in, std::int32_t& out) {
   in = record.loop_in[0];
   out = record.loop_out[0];
   return in > 0 && out > 0;
-}
-
-// The mixer inputs of the slots: the inputs of role "other", in order.
-int SlotInput(const CMixer& mixer, int slot) {
-  for (int input = 0, seen = 0; input < mixer.InputCount(); ++input)
-    if (mixer.GetInputRole(input) == kInputOther && seen++ == slot) return input;
-  return -1;
 }
 
 void TellRecordingFailed() {
@@ -125,7 +119,7 @@ bool WireMixerWithExtras(MixerRig& rig) {
   if (!x.samplers || !rig.mixer) return wired;
   const SamplerFileStatus status = x.samplers->Load(SamplerFilePath(), &SavedLoop);
   for (int slot = 0; slot < kSamplerSlots; ++slot) {
-    const int input = SlotInput(*rig.mixer, slot);
+    const int input = SamplerSlotInput(*rig.mixer, slot);
     if (input >= 0 && status == SamplerFileStatus::kRead && x.samplers->Entry(slot).used)
       rig.mixer->SetFader(input, x.samplers->Volume(slot));
   }
@@ -150,6 +144,7 @@ void RunAudioExtrasTick() {
     DebugLog("preview: %s ended", x.preview[0]->FilePath().c_str());
     x.preview[0]->Close();
   }
+  RefreshSamplerFace();
 }
 
 void DeleteAudioExtras() {
@@ -161,12 +156,20 @@ void DeleteAudioExtras() {
   if (x.samplers) {
     if (CMixer* mixer = TheProgram().mixerRig.mixer.get())
       for (int slot = 0; slot < kSamplerSlots; ++slot)
-        if (const int input = SlotInput(*mixer, slot); input >= 0)
+        if (const int input = SamplerSlotInput(*mixer, slot); input >= 0)
           x.samplers->SetVolume(slot, mixer->GetFader(input));
     x.samplers->Save(SamplerFilePath());
   }
   for (auto& player : x.preview) player.reset();
   x.samplers.reset();
+}
+
+bool LoadSamplerSlot(int slot, const std::string& path) {
+  CSamplerSet* samplers = Extras().samplers.get();
+  if (!samplers || slot < 0 || slot >= kSamplerSlots) return false;
+  const bool loaded = samplers->LoadSlot(slot, path, &SavedLoop);
+  DebugLog("sampler: slot %d %s %s", slot + 1, loaded ? "loaded" : "could not load", path.c_str());
+  return loaded;
 }
 
 CRecorder* TheRecorder() {

@@ -33,9 +33,14 @@ void CreateAudioExtras();
 bool WireMixerWithExtras(MixerRig& rig);
 void StartCommandLineRecording();
 // Stops a recording whose writes failed and tells the user (string 52);
-// closes a preview that reached its end.
+// closes a preview that reached its end; shows the sampler pads.
 void RunAudioExtrasTick();
 void DeleteAudioExtras();
+
+// Loads `path` into sampler slot `slot` (its saved loop from the song
+// database, when it has one) and keeps it for the sampler file. False when
+// the file does not load (the slot is then empty).
+bool LoadSamplerSlot(int slot, const std::string& path);
 
 // Null before step 9 and after close.
 CRecorder* TheRecorder();

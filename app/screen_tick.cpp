@@ -12,6 +12,7 @@
 #include "app/program_actions.h"
 #include "app/program_auto_mix.h"
 #include "app/program_controls.h"
+#include "app/record_time.h"
 #include "base/debug_log.h"
 #include "control/language.h"
 #include "engine/audio_render.h"
@@ -83,6 +84,7 @@ class ProgramTickSteps : public ScreenTickSteps {
     for (int input = 0; input < readings.inputCount; ++input)
       mixer->ReadInputVu(input, &readings.inputVu[input][0], &readings.inputVu[input][1]);
     FeedMeters(program_);
+    ShowRecordTime(TheRecorder());
   }
 
   // Then the controls show what the decks and the mixer now hold.

@@ -11,7 +11,7 @@ bool ProgramFillsControl(int id) {
   for (const char* text : kDeckValueTexts)
     if (FindControlAction(text) == id) return true;
   for (const char* other :
-       {"dz_deck", "sd_deck", "vm_deckl", "vm_deckr", "vm_masterl", "vm_masterr"})
+       {"dz_deck", "sd_deck", "vm_deckl", "vm_deckr", "vm_masterl", "vm_masterr", "record_time"})
     if (FindControlAction(other) == id) return true;
   return false;
 }

@@ -1,8 +1,8 @@
 #pragma once
 // The controls that have no handler but still live: the program writes
-// them on every screen tick (a deck's times, title and tempo, the meters)
-// or they take something other than clicks (dropped files). A skin may
-// place them; anything else without a handler and not a label is dead.
+// them on every screen tick (a deck's times, title and tempo, the meters,
+// the record time) or they take something other than clicks (dropped
+// files). A skin may place them; anything else without a handler and not a label is dead.
 //
 // Threads: constants, any thread.
 

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "base/debug_log.h"
+#include "effects/effect_chain.h"
 #include "engine/engine_settings.h"
 #include "engine/mixer_channel.h"
 #include "engine/mixer_law.h"
@@ -62,11 +63,18 @@ CMixer::CMixer(int capacity) : capacity_(capacity < 32 ? 32 : capacity) {
 
 CMixer::~CMixer() = default;
 
-int CMixer::AddInput(CAudioSignalSource* source, MixerInputRole role) {
+int CMixer::AddInput(CAudioSignalSource* source, MixerInputRole role, bool onSubBus) {
   const int index = inputCount_.load();
   if (index >= kMaxInputs) {
     DebugLog("mixer: no room for a 17th input");
     return -1;
+  }
+  if (onSubBus && !subBus_) {
+    subBus_.reset(new (std::nothrow) float[static_cast<std::size_t>(capacity_) * 2]());
+    if (!subBus_) {
+      DebugLog("mixer: cannot allocate the sub-bus");
+      return -1;
+    }
   }
   Input& in = inputs_[index];
   in.buffer.reset(new (std::nothrow) float[static_cast<std::size_t>(capacity_) * 2]());
@@ -76,6 +84,7 @@ int CMixer::AddInput(CAudioSignalSource* source, MixerInputRole role) {
   }
   in.source = source;
   in.role = role;
+  in.onSubBus = onSubBus;
   inputCount_.store(index + 1, std::memory_order_release);
   return index;
 }
@@ -313,6 +322,28 @@ void CMixer::RenderInputs(int frames) {
   }
 }
 
+void CMixer::AddInputsAndSubBus(float* direct, float* subBusTarget, int frames) {
+  float* subBus = subBus_.get();
+  if (subBus) std::memset(subBus, 0, sizeof(float) * frames * 2);
+  const int count = inputCount_.load(std::memory_order_relaxed);
+  float bpm = 0.0f;
+  for (int i = 0; i < count; ++i) {
+    Input& in = inputs_[i];
+    if (!in.onSubBus) {
+      if (direct) AddWithRamp(in, direct, frames);
+      continue;
+    }
+    AddWithRamp(in, subBus, frames);
+    // Tempo-bound effects follow the first slot that has a tempo.
+    if (bpm <= 0.0f && in.source) bpm = in.source->GetBPM();
+  }
+  if (!subBus) return;
+  // Run even when no slot plays: an echo or a reverb rings out.
+  if (CEffectChain* chain = subBusChain_.load(std::memory_order_acquire))
+    chain->Process(subBus, frames, bpm);
+  if (subBusTarget) AddScaled(subBusTarget, subBus, frames, 1.0f);
+}
+
 void CMixer::RenderAux(int frames) {
   if (!aux_ || !auxBuffer_) return;
   if (auxOn_.load(std::memory_order_relaxed))
@@ -370,8 +401,7 @@ void CMixer::RenderMixChunk(float* master, float* monitor, int frames) {
   std::memset(master, 0, sizeof(float) * frames * 2);
   if (monitor) std::memset(monitor, 0, sizeof(float) * frames * 2);
   RenderInputs(frames);
-  const int count = inputCount_.load(std::memory_order_relaxed);
-  for (int i = 0; i < count; ++i) AddWithRamp(inputs_[i], master, frames);
+  AddInputsAndSubBus(master, master, frames);
   RenderAux(frames);
   // Talkover ducks the music whether or not the microphone is open.
   if (aux_ && auxDuck_.load(std::memory_order_relaxed))
@@ -389,12 +419,14 @@ void CMixer::RenderExternalChunk(float* deckA, float* deckB, float* others, floa
   for (float* bus : {deckA, deckB, others, monitor})
     if (bus) std::memset(bus, 0, sizeof(float) * frames * 2);
   RenderInputs(frames);
+  // The sub-bus (the sampler slots and their chain) goes to "others".
+  if (subBus_) AddInputsAndSubBus(nullptr, others, frames);
   const int count = inputCount_.load(std::memory_order_relaxed);
   const bool useFader = useFaderForExternal_.load(std::memory_order_relaxed);
   for (int i = 0; i < count; ++i) {
     Input& in = inputs_[i];
     // The preview reaches no pair: only the monitor (built below) hears it.
-    if (in.role == kInputPreview) continue;
+    if (in.role == kInputPreview || in.onSubBus) continue;
     if (in.role == kInputOther) {
       if (others) AddWithRamp(in, others, frames);
       continue;

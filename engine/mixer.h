@@ -9,7 +9,14 @@
 // ramp of `rampFrames` frames (100) held as gain + 1.0, so that it can reach
 // silence.
 //
-// Threads: AddInput, SetAux, SetMasterChain before audio starts. The setters
+// Inputs added with `onSubBus` (the sampler slots) are summed, each by its
+// own fader, into one stereo sub-bus; the sub-bus chain runs once per block
+// on that sum, which then joins the master (or the "others" pair of the
+// external mix). So an effect on the sampler hears one signal however many
+// slots play.
+//
+// Threads: AddInput, SetAux, SetMasterChain, SetSubBusChain before audio
+// starts. The setters
 // and the meter reads on the GUI or controller threads: they write or
 // exchange atomics. RenderMix and RenderExternal on the audio thread: no
 // allocation, no lock; the ramp state belongs to the audio thread alone
@@ -25,6 +32,7 @@
 
 namespace vantaro {
 
+class CEffectChain;
 class CZKMixerChannel;
 struct EngineSettings;
 
@@ -47,9 +55,14 @@ class CMixer : public MixRenderer {
   CMixer(const CMixer&) = delete;
   CMixer& operator=(const CMixer&) = delete;
 
-  // Returns the input index, or -1 when 16 are there or the buffer cannot be
-  // allocated (logged).
-  int AddInput(CAudioSignalSource* source, MixerInputRole role = kInputOther);
+  // Returns the input index, or -1 when 16 are there or a buffer cannot be
+  // allocated (logged). The first input `onSubBus` allocates the sub-bus.
+  int AddInput(CAudioSignalSource* source, MixerInputRole role = kInputOther,
+               bool onSubBus = false);
+  bool IsOnSubBus(int input) const { return ValidInput(input) && inputs_[input].onSubBus; }
+  // The chain run on the sub-bus (null: none). It must outlive the mixer's
+  // renders; only the audio thread runs it.
+  void SetSubBusChain(CEffectChain* chain) { subBusChain_.store(chain); }
   int InputCount() const { return inputCount_.load(); }
   // kInputOther for an input out of range.
   MixerInputRole GetInputRole(int input) const;
@@ -125,6 +138,7 @@ class CMixer : public MixRenderer {
   struct Input {
     CAudioSignalSource* source = nullptr;
     MixerInputRole role = kInputOther;
+    bool onSubBus = false;
     std::unique_ptr<float[]> buffer;
     std::atomic<float> channelGain{1.0f};
     std::atomic<float> faderGain{0.0f};
@@ -145,6 +159,9 @@ class CMixer : public MixRenderer {
   void RenderInputs(int frames);
   void StartRamp(Input& in);
   void AddWithRamp(Input& in, float* destination, int frames);
+  // Adds the inputs off the sub-bus into `direct` (none when null), and the
+  // sub-bus, after its chain, into `subBusTarget` (dropped when null).
+  void AddInputsAndSubBus(float* direct, float* subBusTarget, int frames);
   void RenderAux(int frames);
   void AddAux(float* destination, int frames);
   void BuildMonitor(float* monitor, const float* master, int frames, bool withMaster);
@@ -176,6 +193,8 @@ class CMixer : public MixRenderer {
   std::unique_ptr<float[]> auxBuffer_;
   std::atomic<float> auxGain_{1.0f};
   std::atomic<CZKMixerChannel*> masterChain_{nullptr};
+  std::unique_ptr<float[]> subBus_;  // capacity_ stereo frames; audio thread
+  std::atomic<CEffectChain*> subBusChain_{nullptr};
 };
 
 // Automatic gain (apgain): the channel gain slider value, in tenths of a dB,

@@ -67,8 +67,11 @@ bool WireMixer(MixerRig& rig, CAudioSignalSource* preview, CAudioSignalSource* c
   if (preview) ok = mixer.AddInput(preview, kInputPreview) >= 0 && ok;
   if (rig.micChannel) ok = mixer.SetAux(rig.micChannel.get()) && ok;
   mixer.SetMasterChain(rig.masterChannel.get());
+  // The slots share one sub-bus, so that fx_sampler.vfx runs once on their
+  // sum.
+  mixer.SetSubBusChain(&rig.samplerChain);
   for (int i = 0; i < samplerCount; ++i)
-    if (samplers && samplers[i]) ok = mixer.AddInput(samplers[i], kInputOther) >= 0 && ok;
+    if (samplers && samplers[i]) ok = mixer.AddInput(samplers[i], kInputOther, true) >= 0 && ok;
   mixer.SetFaderSteps(MixerRig::kFaderSteps);
   mixer.SetCrossSteps(MixerRig::kFaderSteps);
   mixer.SetCrossCurve(MixerRig::kCrossCurve);

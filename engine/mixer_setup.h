@@ -49,7 +49,7 @@ struct MixerRig {
   // The output limiter on the master (the peak limiter), bypassed until
   // SetLimiterOn.
   std::unique_ptr<CEffect> limiter;
-  // The samplers' chain; the sampler players run it on their sum.
+  // The samplers' chain; the mixer runs it once on the slots' sub-bus.
   CEffectChain samplerChain;
   std::vector<TScannedEffect> scannedEffects;
   // Chain files that existed but could not be read: they are saved with a
@@ -67,7 +67,8 @@ bool CreateMixerObjects(MixerRig& rig, CAudioSignalSource* const decks[2],
                         CAudioSignalSource* microphone);
 
 // Adds the deck channels (roles deck A and deck B), the preview (when not
-// null) and the samplers (role other) as inputs, sets the microphone channel
+// null) and the samplers (role other, on the sub-bus that runs
+// samplerChain) as inputs, sets the microphone channel
 // as the auxiliary and the master channel as the master chain, then 128
 // fader and crossfader steps, curve 50, deck A left and deck B right. Returns false when an input
 // could not be added (logged; the rest is still wired).

@@ -111,7 +111,7 @@ class Layout:
         bottom_y = top_h + m
         bottom_h = self.h - bottom_y - m
         sampler_w = deck_w - 64
-        self.planned.append((m, bottom_y, sampler_w, bottom_h))
+        self.build_sampler(m, bottom_y, sampler_w, bottom_h)
         self.planned.append((2 * m + sampler_w, bottom_y, self.w - 3 * m - sampler_w, bottom_h))
 
     def build_deck(self, x0, deck_w, top_h):
@@ -225,9 +225,11 @@ class Layout:
         meter_h = cue_y + btn - y0 - 3 * row - m - btn
         pair = 3  # between a left and a right column
         bar_w = (centre - 3 * pair - 2 * m) // 6
-        # The record button over the meters: the master is what it records.
+        # The record button over the meters: the master is what it records;
+        # under it, how long the recording runs.
         self.add("button", "recording", None, cx, y0, centre, btn, switch=True, small=True)
-        bar_h = (meter_h - 2 * m - btn) // METER_STEP * METER_STEP
+        self.add("text", "record_time", None, cx, y0 + btn + 2, centre, cap, program=True)
+        bar_h = (meter_h - 2 * m - btn - cap - 2) // METER_STEP * METER_STEP
         bar_y = y0 + meter_h - m - bar_h
         self.add("meter", "vm_deckl", 0, cx, bar_y, bar_w, bar_h)
         self.add("meter", "vm_deckr", 0, cx + bar_w + pair, bar_y, bar_w, bar_h)
@@ -252,6 +254,36 @@ class Layout:
         xf_x = fx
         xf_w = self.mirror_x(fx, fader) + fader - fx
         self.add("fader", "crossfader", None, xf_x, cue_y + btn + m, xf_w, btn, centre=True)
+
+
+    def build_sampler(self, x0, y0, w, h):
+        """The eight sampler pads in two rows under their caption, the
+        sampler's volume under them. The pads and the volume are the skin's
+        own controls (named "_sampler1".."_sampler8", "_sampler_volume"):
+        the program finds them by name, lights a pad while its slot plays
+        and writes the slot's name on it."""
+        k, m = self.k, self.k["m"]
+        cap, hit = k["cap"], k["hit"]
+        self.panels.append((x0, y0, w, h, None))
+        ix, iw = x0 + m, w - 2 * m
+        self.caption("label_sampler", None, ix, y0 + m, iw)
+        pads_y = y0 + m + cap + 2
+        volume_h = hit
+        volume_y = y0 + h - m - volume_h
+        gap = 4
+        pad_w = (iw - 3 * gap) // 4
+        pad_h = (volume_y - m - pads_y - gap) // 2
+        for slot in range(8):
+            row, col = divmod(slot, 4)
+            self.add("button", f"_sampler{slot + 1}", None, ix + col * (pad_w + gap),
+                     pads_y + row * (pad_h + gap), pad_w, pad_h, switch=True, small=True)
+        # The volume's caption beside it: above, it would take the pads'
+        # room at 1024x600.
+        label_w = iw // 4
+        self.add("text", "label_volume_a", None, ix, volume_y + (volume_h - cap) // 2, label_w,
+                 cap)
+        self.add("fader", "_sampler_volume", None, ix + label_w + 4, volume_y, iw - label_w - 4,
+                 volume_h)
 
 
 # ---- the picture ----------------------------------------------------------------

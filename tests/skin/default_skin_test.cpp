@@ -239,6 +239,9 @@ TEST(DefaultSkin, PlacesEveryWiredControlAndOnlyThoseWithWords) {
     std::set<std::pair<int, int>> placed;
     for (const Element& c : skin.controls) {
       SCOPED_TRACE(skin.name + " " + c.a.GetText("action"));
+      // The sampler's pads and volume are the skin's own controls, which
+      // the program finds by name (app/sampler_face.h).
+      if (c.a.GetText("action").rfind("_sampler", 0) == 0) continue;
       const int id = FindControlAction(c.a.GetText("action").c_str());
       ASSERT_NE(id, 0);
       const ControlAction& row = ControlActionRow(id);
