@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "library/song_database.h"
 #include "tests/app/app_process.h"
 #include "tests/support/test_support.h"
 
@@ -48,6 +49,9 @@ TEST(Startup, PlaysOnTheJackRowAndClosesThroughTheWindowManager) {
   const std::string jack = "JACK Audio Connection Kit: system";
   EXPECT_NE(app.Output().find("init 16: audio output open on \"" + jack), std::string::npos);
 
+  EXPECT_NE(app.Output().find("lang: English from "), std::string::npos) << "by default";
+  EXPECT_TRUE(app.WaitForOutput("the learn button reads \"LEARN\"")) << app.Output();
+
   XWindowTool(x.Display(), "close", "Vantaro DJ");
   EXPECT_EQ(app.WaitForExit(), 0) << app.Output();
   ExpectOrderedClose(app.Output(), home.Path());
@@ -66,9 +70,18 @@ std::string Replace(std::string text, const std::string& from, const std::string
   return text;
 }
 
+// Track names as Linux file systems hold them: bytes, not always UTF-8.
+const std::string kTrackNames[] = {
+    "Caf\xE9 del Mar.mp3",  // Latin-1 from an old disk
+    "torn \xC3\x28 overlong \xC0\xAF surrogate \xED\xA0\x80 end \xF0\x9F\x8E",  // not UTF-8
+    "tab\t lf\n cr\r bell\x07 escape\x1B \xEF\xBF\xBE.wav",        // control characters, U+FFFE
+    "A & B \"C\" 'D' <E> ]]> &amp;.flac",                          // XML's special characters
+    "Bj\xC3\xB6rk \xE2\x80\x93 J\xC3\xB3ga \xF0\x9F\x8E\xB5.ogg",  // plain UTF-8
+};
+
 // A crash or a power cut kills the program outright: the next start must
-// not think it still runs, and must find what the files held; its close
-// writes back what it read.
+// not think it still runs, and must find what the files held, track names
+// of any bytes included; its close writes back what it read.
 TEST(Startup, SettingsAndLearntTracksSurviveAKillAndARestart) {
   XvfbServer x(1280, 800);
   TempDir home;
@@ -82,21 +95,34 @@ TEST(Startup, SettingsAndLearntTracksSurviveAKillAndARestart) {
   }
   test::WriteFile(config, Replace(test::ReadFile(config), "name=\"latncy\" value=\"2880\"",
                                   "name=\"latncy\" value=\"1440\""));
-  test::WriteFile(database, Replace(test::ReadFile(database), "</songdatabase>",
-                                    "<song name=\"Kept.flac\" bpm=\"128.0000\" />\n"
-                                    "</songdatabase>"));
+  ASSERT_TRUE(LoadSongDatabase(database));
+  for (std::size_t i = 0; i < std::size(kTrackNames); ++i) {
+    TZKSongRecord record;
+    record.name = kTrackNames[i];
+    record.bpm = 100.0f + i;
+    record.cue[0] = 1 + i;
+    ASSERT_TRUE(StoreSong(record));
+  }
+  ASSERT_TRUE(SaveSongDatabase(database));
   {
     AppProcess killed(x.Display(), home.Path(), home.File("killed.txt"));
     ASSERT_TRUE(killed.WaitForOutput(kTicking)) << killed.Output();
   }  // the object ends it with SIGKILL
   AppProcess again(x.Display(), home.Path(), home.File("again.txt"));
   ASSERT_TRUE(again.WaitForOutput(kTicking)) << "a stale lock?\n" << again.Output();
-  EXPECT_NE(again.Output().find(": loaded, 1 tracks"), std::string::npos) << again.Output();
+  EXPECT_NE(again.Output().find(": loaded, 5 tracks"), std::string::npos) << again.Output();
   again.Signal(SIGTERM);
   ASSERT_EQ(again.WaitForExit(), 0) << again.Output();
   EXPECT_NE(test::ReadFile(config).find("name=\"latncy\" value=\"1440\""), std::string::npos);
-  EXPECT_NE(test::ReadFile(database).find("name=\"Kept.flac\" bpm=\"128.0000\""),
-            std::string::npos);
+  ASSERT_TRUE(LoadSongDatabase(database));
+  EXPECT_EQ(SongCount(), std::size(kTrackNames));
+  for (std::size_t i = 0; i < std::size(kTrackNames); ++i) {
+    TZKSongRecord record;
+    EXPECT_TRUE(FindSong(kTrackNames[i], record)) << i;
+    EXPECT_EQ(record.bpm, 100.0f + i) << i;
+    EXPECT_EQ(record.cue[0], int(1 + i)) << i;
+  }
+  SaveSongDatabase(home.File("unused.vtx"));  // the table goes; the home stays untouched
 }
 
 // With no sound server and no card the start stops on the "no sound" box.
@@ -130,14 +156,33 @@ TEST(Startup, ACloseSignalDuringTheStartEndsTheBoxAndClosesCleanly) {
   }
 }
 
-TEST(Startup, ASecondInstanceShowsItsMessageAndEndsOnASignal) {
+// The language file the setting langf1 names speaks from the very first
+// message on: a second start's, which ends on a signal and leaves the
+// first's files alone.
+TEST(Startup, ASecondInstanceShowsItsMessageInTheChosenLanguageAndEndsOnASignal) {
   XvfbServer x(1280, 800);
   TempDir home;
+  const std::string german = home.File("deutsch.xml");
+  test::WriteFile(
+      german,
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<languagestrings language=\"Deutsch\" english=\"German\" locale=\"de\" "
+      "targetversion=\"250\">\n"
+      "<string action=\"txt_app_already_started\" value=\"Das Programm läuft schon.\"/>\n"
+      "<label action=\"learn\" value=\"LERNEN\"/>\n"
+      "</languagestrings>\n");
+  fs::create_directories(home.Path() + "/Vantaro/Settings");
+  test::WriteFile(home.Path() + "/Vantaro/Settings/config.xml",
+                  "<settings version=\"100\">\n<setting name=\"langf1\" value=\"" + german +
+                      "\" type=\"1\" />\n</settings>\n");
   AppProcess first(x.Display(), home.Path(), home.File("first.txt"));
   ASSERT_TRUE(first.WaitForOutput(kRunning)) << first.Output();
+  EXPECT_NE(first.Output().find("lang: Deutsch from " + german), std::string::npos)
+      << first.Output();
+  EXPECT_TRUE(first.WaitForOutput("the learn button reads \"LERNEN\"")) << first.Output();
 
   AppProcess second(x.Display(), home.Path(), home.File("second.txt"));
-  ASSERT_TRUE(second.WaitForOutput("message: The program is already running.")) << second.Output();
+  ASSERT_TRUE(second.WaitForOutput("message: Das Programm läuft schon.")) << second.Output();
   ASSERT_TRUE(WaitForWindow(x.Display(), "Message")) << "no box for the message";
   second.Signal(SIGTERM);
   EXPECT_EQ(second.WaitForExit(15), 0) << second.Output();
