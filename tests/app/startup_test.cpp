@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "library/list_file.h"
 #include "library/song_database.h"
 #include "tests/app/app_process.h"
 #include "tests/support/test_support.h"
@@ -70,6 +71,9 @@ std::string Replace(std::string text, const std::string& from, const std::string
   return text;
 }
 
+const std::string kTornLists =
+    "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<lists version=\"100\">\n<list na";
+
 // Track names as Linux file systems hold them: bytes, not always UTF-8.
 const std::string kTrackNames[] = {
     "Caf\xE9 del Mar.mp3",  // Latin-1 from an old disk
@@ -79,9 +83,54 @@ const std::string kTrackNames[] = {
     "Bj\xC3\xB6rk \xE2\x80\x93 J\xC3\xB3ga \xF0\x9F\x8E\xB5.ogg",  // plain UTF-8
 };
 
+// A torn lists.vtx, and an extended M3U in Playlists naming two tracks of
+// ffmpeg's with tags, one by a relative path, and one missing entry.
+std::string WriteListsToImport(const TempDir& home) {
+  const std::string root = home.Path() + "/Vantaro/";
+  fs::create_directories(home.Path() + "/music");
+  const std::string accented = home.Path() + "/music/Ærø Ünïcødé Śong.flac";
+  for (const auto& [path, tags] :
+       {std::pair{home.Path() + "/music/plain.mp3", "-metadata title=First -metadata artist=Alpha"},
+        std::pair{accented, "-metadata title='Żółw' -metadata artist='Ёж'"}})
+    EXPECT_EQ(test::RunCommand("ffmpeg -nostdin -loglevel error -y -f lavfi -i sine=d=1 " +
+                               std::string(tags) + " '" + path + "'"),
+              0);
+  test::WriteFile(root + "Database/lists.vtx", kTornLists);
+  test::WriteFile(root + "Playlists/Friday.m3u",
+                  "#EXTM3U\n#EXTINF:1,Alpha - First\n../../music/plain.mp3\n"
+                  "#EXTINF:1,Nobody - Gone\n/nowhere/missing.mp3\n" +
+                      accented + "\n");
+  return accented;
+}
+
+// After a start and a close: the torn index kept byte for byte, the M3U a
+// list saved as .vtl with its tracks' tags and exact paths, the missing
+// entry named in the log.
+void ExpectListsImported(const TempDir& home, const std::string& accented,
+                         const std::string& output) {
+  const std::string root = home.Path() + "/Vantaro/";
+  EXPECT_NE(output.find("missing entry /nowhere/missing.mp3"), std::string::npos) << output;
+  std::string aside;
+  for (const auto& entry : fs::directory_iterator(root + "Database"))
+    if (entry.path().filename().string().rfind("lists.vtx.broken-", 0) == 0) aside = entry.path();
+  ASSERT_FALSE(aside.empty());
+  EXPECT_EQ(test::ReadFile(aside), kTornLists);
+  EXPECT_NE(test::ReadFile(root + "Database/lists.vtx").find("name=\"Friday\" type=\"0\""),
+            std::string::npos);
+  const ListFileContents list = ReadListFile(root + "Playlists/Friday.vtl");
+  ASSERT_EQ(list.status, ListFileStatus::kLoaded);
+  ASSERT_EQ(list.rows.size(), 2u);
+  EXPECT_EQ(list.rows[0].column[kColPath], root + "Playlists/../../music/plain.mp3");
+  EXPECT_EQ(list.rows[0].column[kColTitle], "First");
+  EXPECT_EQ(list.rows[1].column[kColPath], accented);
+  EXPECT_EQ(list.rows[1].column[kColTitle], "Żółw");
+  EXPECT_EQ(list.rows[1].column[kColArtist], "Ёж");
+}
+
 // A crash or a power cut kills the program outright: the next start must
 // not think it still runs, and must find what the files held, track names
-// of any bytes included; its close writes back what it read.
+// of any bytes included; its close writes back what it read. That start
+// also meets a torn list index and a playlist to import.
 TEST(Startup, SettingsAndLearntTracksSurviveAKillAndARestart) {
   XvfbServer x(1280, 800);
   TempDir home;
@@ -108,11 +157,13 @@ TEST(Startup, SettingsAndLearntTracksSurviveAKillAndARestart) {
     AppProcess killed(x.Display(), home.Path(), home.File("killed.txt"));
     ASSERT_TRUE(killed.WaitForOutput(kTicking)) << killed.Output();
   }  // the object ends it with SIGKILL
+  const std::string accented = WriteListsToImport(home);
   AppProcess again(x.Display(), home.Path(), home.File("again.txt"));
   ASSERT_TRUE(again.WaitForOutput(kTicking)) << "a stale lock?\n" << again.Output();
   EXPECT_NE(again.Output().find(": loaded, 5 tracks"), std::string::npos) << again.Output();
   again.Signal(SIGTERM);
   ASSERT_EQ(again.WaitForExit(), 0) << again.Output();
+  ExpectListsImported(home, accented, again.Output());
   EXPECT_NE(test::ReadFile(config).find("name=\"latncy\" value=\"1440\""), std::string::npos);
   ASSERT_TRUE(LoadSongDatabase(database));
   EXPECT_EQ(SongCount(), std::size(kTrackNames));
