@@ -67,6 +67,9 @@ AppProcess::AppProcess(const std::string& display, const std::string& home,
   std::vector<char*> argv{const_cast<char*>(program.c_str())};
   for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
   argv.push_back(nullptr);
+  // Emptied here, not only in the child: a wait that polls the log at once
+  // must not read an earlier run's lines from the same file.
+  close(open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
   pid_ = fork();
   if (pid_ == 0) {
     const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);

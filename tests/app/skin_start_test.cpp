@@ -47,6 +47,8 @@ void ChooseSkin(const TempDir& home, const std::string& skinf1) {
                       skinf1 + "\" type=\"1\" />\n</settings>\n");
 }
 
+// What the loader refuses is its own tests' (tests/skin/skin_loader_test);
+// here one refusal and one skip through the start.
 TEST(SkinStart, ABrokenChosenSkinGivesWayToTheDefaultSkinAndTheCloseIsClean) {
   const std::string play = "<button action=\"deck_cue\" deck=\"0\" width=\"40\" height=\"40\"/>\n";
   std::string crowded = "<button action=\"deck_sync\" deck=\"0\"";  // past 100 attributes
@@ -55,33 +57,23 @@ TEST(SkinStart, ABrokenChosenSkinGivesWayToTheDefaultSkinAndTheCloseIsClean) {
   const struct {
     const char* what;
     std::string xml;
-    int picture;  // 0 none, 1 a BMP, 2 a text file named .png
     const char* expect;
   } cases[] = {
-      {"bad XML", "<skin skinname=\"Broken\">\n<window action=\"main\" <\n</skin>\n", 1,
+      {"bad XML", "<skin skinname=\"Broken\">\n<window action=\"main\" <\n</skin>\n",
        "broken.xml, line 2: the XML is not well formed"},
-      {"missing picture", SkinXml(play), 0, "no picture"},
-      {"text named .png", SkinXml(play), 2, "not a PNG or BMP"},
-      {"huge control", SkinXml("<button action=\"deck_cue\" deck=\"0\" width=\"100000\"/>\n"), 1,
-       "width=\"100000\""},
-      {"entity bomb",
-       "<!DOCTYPE skin [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;\">]>\n"
-       "<skin skinname=\"&b;\"><window action=\"main\"/></skin>\n",
-       1, "document type"},
       {"unknown controls",
        SkinXml("<button action=\"deck_warp\" deck=\"0\"/>\n<dial action=\"_knob\"/>\n"
                "<button action=\"deck_play_pause\" width=\"20\"/>\n" +  // no deck
                crowded +
                play + play),
-       1, "notice: 5 elements of the skin broken.xml were skipped"},
+       "notice: 5 elements of the skin broken.xml were skipped"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     XvfbServer x(1280, 800);
     TempDir home;
     const std::string skins = PrepareHome(home);
-    const std::string broken = test::WriteSkin(skins, "broken", c.xml, 640, 400, c.picture == 1);
-    if (c.picture == 2) test::WriteFile(skins + "broken.png", "not a picture\n");
+    const std::string broken = test::WriteSkin(skins, "broken", c.xml, 640, 400);
     ChooseSkin(home, broken);
     AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
     ASSERT_TRUE(app.WaitForOutput(kTicking)) << app.Output();
@@ -95,7 +87,7 @@ TEST(SkinStart, ABrokenChosenSkinGivesWayToTheDefaultSkinAndTheCloseIsClean) {
       EXPECT_NE(output.find("notice: The skin could not be loaded (" + broken), std::string::npos)
           << output;
     }
-    // Half the runs close through the window manager, half by signal.
+    // One run closes through the window manager, the other by signal.
     if (refused)
       XWindowTool(x.Display(), "close", "Vantaro DJ");
     else

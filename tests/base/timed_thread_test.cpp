@@ -7,22 +7,13 @@
 #include <thread>
 
 #include "base/thread_priority.h"
+#include "tests/support/wait_for.h"
 
 namespace vantaro {
 namespace {
 
 using namespace std::chrono_literals;
-
-// Waits (at most 10 s) until `done` holds; the limit only stops a broken
-// build from hanging, the tests never depend on how fast it holds.
-template <typename F>
-bool WaitFor(F done) {
-  for (int i = 0; i < 1000; ++i) {
-    if (done()) return true;
-    std::this_thread::sleep_for(10ms);
-  }
-  return done();
-}
+using test::WaitFor;
 
 TEST(TimedThread, WakeRunsTheRoutineAtOnceAndCoalesces) {
   std::atomic<bool> release{false};

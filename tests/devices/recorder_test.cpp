@@ -31,11 +31,13 @@
 #include "engine/sound_source.h"
 #include "tests/devices/jack_sink.h"
 #include "tests/support/test_support.h"
+#include "tests/support/wait_for.h"
 
 namespace vantaro {
 namespace {
 
 using test::TempDir;
+using test::WaitFor;
 constexpr int kBlock = 256;
 constexpr long kSecond = 44100;
 
@@ -120,12 +122,6 @@ void ExpectTone(const std::vector<float>& file, double wantedRms, double toleran
   EXPECT_NEAR(db, 0, toleranceDb);
   EXPECT_NEAR(hz, 1000, 1);  // 0.1 %
   std::printf("level %+.4f dB, frequency %.3f Hz, %zu frames\n", db, hz, file.size() / 2);
-}
-
-bool WaitFor(const std::function<bool()>& condition) {  // generous: loaded sanitizer builds
-  for (int ms = 0; ms < 60000 && !condition(); ++ms)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  return condition();
 }
 
 TEST(RecordingPath, TenSecondsOfToneReachWavAndMp3AtTheFileLevel) {

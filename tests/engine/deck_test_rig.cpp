@@ -1,10 +1,8 @@
 #include "tests/engine/deck_test_rig.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstring>
-#include <thread>
 
 #include "codecs/codec_set.h"
 
@@ -21,12 +19,6 @@ std::vector<std::int16_t> MakeSine(std::int64_t frames, double hz, double amplit
   return MakeSignal(frames, [&](std::int64_t i, int) {
     return static_cast<std::int16_t>(std::lrint(amplitude * std::sin(2 * M_PI * hz * i / 44100.0)));
   });
-}
-
-bool WaitFor(const std::function<bool()>& condition, int limitMs) {
-  for (int waited = 0; waited < limitMs && !condition(); ++waited)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  return condition();
 }
 
 void DeckRig::RenderMix(float* master, float* monitor, int frames) {

@@ -18,6 +18,7 @@
 #include "engine/engine_settings.h"
 #include "engine/sound_source.h"
 #include "tests/support/test_support.h"
+#include "tests/support/wait_for.h"
 
 namespace vantaro::test {
 
@@ -37,10 +38,6 @@ std::vector<float> LeftChannel(const std::vector<float>& stereo, long first = 0,
 inline double LeftPeak(const std::vector<float>& stereo, long first = 0, long count = -1) {
   return Peak(LeftChannel(stereo, first, count), 1, 0);
 }
-
-// Polls `condition` every millisecond; false when it did not hold within
-// `limitMs` (a generous bound for slow sanitizer builds, not a timing check).
-bool WaitFor(const std::function<bool()>& condition, int limitMs = 60000);
 
 // Sets `availKB` for the lifetime of the object.
 struct AvailKBOverride {

@@ -80,8 +80,13 @@ TEST_F(SkinLoading, ABrokenSkinIsRefusedWithItsLineAndTheRunningSkinStays) {
   ASSERT_TRUE(Load(SkinXml(kPlay)).loaded);
   const std::string running = path_;
   const std::string negative = "<button action=\"deck_cue\" deck=\"0\" height=\"-5\"/>\n";
-  // Bad XML, an entity bomb, a control too wide, no picture and a text
-  // named .png are refused through real starts (tests/app/skin_start_test).
+  const std::string huge = "<button action=\"deck_cue\" deck=\"0\" width=\"100000\"/>\n";
+  const auto picture = [](const std::string& xml, const char* png) {
+    const std::string stem = xml.substr(0, xml.size() - 3);
+    std::remove((stem + "bmp").c_str());
+    if (png) test::WriteFile(stem + "png", png);
+  };
+  // Bad XML is refused through a real start (tests/app/skin_start_test).
   const struct {
     const char* what;
     std::string xml;
@@ -91,6 +96,15 @@ TEST_F(SkinLoading, ABrokenSkinIsRefusedWithItsLineAndTheRunningSkinStays) {
   } cases[] = {
       {"wrong root", "<skins skinname=\"B\"/>\n", nullptr, 1, "not 'skin'"},
       {"negative height", SkinXml(negative), nullptr, 4, "height=\"-5\""},
+      {"huge control", SkinXml(huge), nullptr, 4, "width=\"100000\""},
+      {"entity bomb",
+       "<!DOCTYPE skin [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;\">]>\n"
+       "<skin skinname=\"&b;\"><window action=\"main\"/></skin>\n",
+       nullptr, 0, "document type"},
+      {"missing picture", SkinXml(kPlay), [&](const std::string& xml) { picture(xml, nullptr); }, 0,
+       "no picture"},
+      {"text named .png", SkinXml(kPlay),
+       [&](const std::string& xml) { picture(xml, "not a picture\n"); }, 0, "not a PNG or BMP"},
       {"picture over 8192", SkinXml(kPlay),
        [](const std::string& xml) {
          test::WriteBmp(xml.substr(0, xml.size() - 3) + "bmp", 9000, 2, 0x808080);
