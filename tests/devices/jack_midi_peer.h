@@ -1,0 +1,110 @@
+#pragma once
+// A JACK client for the MIDI tests and benchmark: the "device" on the other
+// end of the program's ports. It has one MIDI output ("out"), whose events
+// the test queues as raw bytes (well-formed or not) or as a flood at a fixed
+// rate, and one MIDI input ("in") that records what arrives. Closing and
+// opening it again unplugs and replugs the device. The server is the one of
+// JACK_DEFAULT_SERVER; it is never started here.
+
+#include <jack/jack.h>
+#include <jack/midiport.h>
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace vantaro::test {
+
+class JackMidiPeer {
+ public:
+  using Bytes = std::vector<std::uint8_t>;
+
+  explicit JackMidiPeer(std::string name) : name_(std::move(name)) { Open(); }
+  ~JackMidiPeer() { Close(); }
+
+  bool Open() {
+    if (client_) return true;
+    client_ = jack_client_open(name_.c_str(), JackNoStartServer, nullptr);
+    if (!client_) return false;
+    out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+    jack_set_process_callback(client_, &JackMidiPeer::Process, this);
+    if (!out_ || !in_ || jack_activate(client_) != 0) Close();
+    return client_ != nullptr;
+  }
+  void Close() {
+    if (client_) jack_client_close(client_);
+    client_ = nullptr;
+  }
+  bool Ok() const { return client_ != nullptr; }
+  // The name the program lists for the output, and for the input.
+  std::string OutName() const { return name_ + ":out"; }
+  std::string InName() const { return name_ + ":in"; }
+
+  // Each entry goes out as one JACK event in the next period.
+  void Send(const std::vector<Bytes>& events) {
+    std::lock_guard<std::mutex> guard(lock_);
+    pending_.insert(pending_.end(), events.begin(), events.end());
+  }
+  // Note-ons at `perSecond` until stopped (0).
+  void Flood(int perSecond) { floodRate_.store(perSecond); }
+  long FloodSent() const { return floodSent_.load(); }
+
+  std::vector<Bytes> Received() {
+    std::lock_guard<std::mutex> guard(lock_);
+    return received_;
+  }
+
+ private:
+  static int Process(jack_nframes_t frames, void* self) {
+    static_cast<JackMidiPeer*>(self)->Cycle(frames);
+    return 0;
+  }
+  // The test's own client may lock: a missed try_lock waits for the next
+  // period.
+  void Cycle(jack_nframes_t frames) {
+    void* out = jack_port_get_buffer(out_, frames);
+    jack_midi_clear_buffer(out);
+    void* in = jack_port_get_buffer(in_, frames);
+    std::unique_lock<std::mutex> guard(lock_, std::try_to_lock);
+    if (!guard) return;
+    const jack_nframes_t count = jack_midi_get_event_count(in);
+    for (jack_nframes_t i = 0; i < count; ++i) {
+      jack_midi_event_t event;
+      if (jack_midi_event_get(&event, in, i) == 0)
+        received_.emplace_back(event.buffer, event.buffer + event.size);
+    }
+    jack_nframes_t time = 0;
+    for (const Bytes& event : pending_) {
+      jack_midi_event_write(out, time, event.data(), event.size());
+      if (time + 1 < frames) ++time;
+    }
+    pending_.clear();
+    FloodCycle(out, frames);
+  }
+  void FloodCycle(void* out, jack_nframes_t frames) {
+    const int rate = floodRate_.load();
+    if (rate <= 0) return;
+    floodDue_ += static_cast<double>(rate) * frames / jack_get_sample_rate(client_);
+    for (jack_nframes_t time = 0; floodDue_ >= 1.0; floodDue_ -= 1.0) {
+      const std::uint8_t note[3] = {0x90, static_cast<std::uint8_t>(floodSent_ % 128), 0x7F};
+      if (jack_midi_event_write(out, time, note, 3) != 0) break;
+      ++floodSent_;
+      if (time + 1 < frames) ++time;
+    }
+  }
+
+  std::string name_;
+  jack_client_t* client_ = nullptr;
+  jack_port_t* out_ = nullptr;
+  jack_port_t* in_ = nullptr;
+  std::mutex lock_;
+  std::vector<Bytes> pending_, received_;
+  std::atomic<int> floodRate_{0};
+  std::atomic<long> floodSent_{0};
+  double floodDue_ = 0;
+};
+
+}  // namespace vantaro::test
