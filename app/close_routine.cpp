@@ -7,6 +7,7 @@
 #include "app/program_audio_extras.h"
 #include "app/program_actions.h"
 #include "app/program_controls.h"
+#include "app/program_controllers.h"
 #include "app/program_lists.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
@@ -61,6 +62,7 @@ void RunCloseRoutine() {
   program.closing = true;
   DebugLog("close 1: closing flag set");
   StopActionRouting();
+  StopControllers();
   StopDecks();
   SaveProgramLists();  // before config.xml
   SaveAllSettings();

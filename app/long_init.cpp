@@ -17,6 +17,7 @@
 #include "app/program_audio_extras.h"
 #include "app/program_actions.h"
 #include "app/program_controls.h"
+#include "app/program_controllers.h"
 #include "app/program_lists.h"
 #include "app/program_skin.h"
 #include "app/screen_saver.h"
@@ -237,6 +238,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21
   StartActionRouting(mainWindow);  // rings, key hook, remote requests
+  StartControllers(mainWindow);    // 22: MIDI ports, scripts, controllers
   return true;
 }
 

@@ -10,6 +10,7 @@
 #include "app/program_audio_extras.h"
 #include "app/program_actions.h"
 #include "app/program_controls.h"
+#include "app/program_controllers.h"
 #include "base/debug_log.h"
 #include "control/language.h"
 #include "engine/audio_render.h"
@@ -133,6 +134,7 @@ void RunScreenTick() {
   ProgramTickSteps steps(program, *window);
   DispatchScreenTick(program.tickCounter.Advance(), steps);
   RunActionTick();
+  RunControllerTick();  // scripts' timers, identity replies, hot plug
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
 }
 

@@ -48,9 +48,12 @@ class JackMidiPeer {
     std::lock_guard<std::mutex> guard(lock_);
     pending_.insert(pending_.end(), events.begin(), events.end());
   }
-  // Note-ons at `perSecond` until stopped (0).
+  // Polyphonic key pressure (0xA0, which no test script maps) at
+  // `perSecond` until stopped (0).
   void Flood(int perSecond) { floodRate_.store(perSecond); }
   long FloodSent() const { return floodSent_.load(); }
+  // JACK's clock (us) at the frame of the last event sent by Send.
+  jack_time_t LastSentTime() const { return lastSentUs_.load(); }
 
   std::vector<Bytes> Received() {
     std::lock_guard<std::mutex> guard(lock_);
@@ -79,6 +82,7 @@ class JackMidiPeer {
     jack_nframes_t time = 0;
     for (const Bytes& event : pending_) {
       jack_midi_event_write(out, time, event.data(), event.size());
+      lastSentUs_.store(jack_frames_to_time(client_, jack_last_frame_time(client_) + time));
       if (time + 1 < frames) ++time;
     }
     pending_.clear();
@@ -89,7 +93,7 @@ class JackMidiPeer {
     if (rate <= 0) return;
     floodDue_ += static_cast<double>(rate) * frames / jack_get_sample_rate(client_);
     for (jack_nframes_t time = 0; floodDue_ >= 1.0; floodDue_ -= 1.0) {
-      const std::uint8_t note[3] = {0x90, static_cast<std::uint8_t>(floodSent_ % 128), 0x7F};
+      const std::uint8_t note[3] = {0xA0, static_cast<std::uint8_t>(floodSent_ % 128), 0x40};
       if (jack_midi_event_write(out, time, note, 3) != 0) break;
       ++floodSent_;
       if (time + 1 < frames) ++time;
@@ -104,6 +108,7 @@ class JackMidiPeer {
   std::vector<Bytes> pending_, received_;
   std::atomic<int> floodRate_{0};
   std::atomic<long> floodSent_{0};
+  std::atomic<jack_time_t> lastSentUs_{0};
   double floodDue_ = 0;
 };
 
