@@ -1,5 +1,6 @@
 // The MIDI input's byte rules, without a MIDI service: streams in, whole
-// messages out; the identity reply test; stable port names.
+// messages out (the cases the JACK suite sends are not repeated here);
+// stable port names; a service without a server.
 
 #include "devices/midi_parser.h"
 
@@ -11,7 +12,6 @@
 #include <vector>
 
 #include "base/debug_log.h"
-#include "devices/midi_input.h"
 #include "devices/midi_names.h"
 #include "devices/midi_service.h"
 #include "tests/support/test_support.h"
@@ -19,86 +19,56 @@
 namespace vantaro {
 namespace {
 
-// Messages as "status/channel/data1/data2", SysEx as "sysex:<size>".
-std::vector<std::string> Parse(const std::vector<int>& bytes) {
+// Messages as "status/channel/data1/data2 ", SysEx as "sysex:<size> ".
+std::string Parse(const std::vector<int>& bytes) {
   MidiByteParser parser;
-  std::vector<std::string> out;
+  std::string out;
   for (int byte : bytes) {
-    switch (parser.Push(static_cast<std::uint8_t>(byte))) {
-      case MidiParsed::kShort: {
-        const MidiShortMessage& m = parser.Short();
-        char text[32];
-        std::snprintf(text, sizeof text, "%X/%d/%d/%d", m.status, m.channel, m.data1, m.data2);
-        out.push_back(text);
-        break;
-      }
-      case MidiParsed::kSysex:
-        out.push_back("sysex:" + std::to_string(parser.SysexSize()));
-        break;
-      case MidiParsed::kNothing:
-        break;
-    }
+    const MidiParsed parsed = parser.Push(static_cast<std::uint8_t>(byte));
+    const MidiShortMessage& m = parser.Short();
+    char text[32];
+    if (parsed == MidiParsed::kShort)
+      std::snprintf(text, sizeof text, "%X/%d/%d/%d ", m.status, m.channel, m.data1, m.data2);
+    else if (parsed == MidiParsed::kSysex)
+      std::snprintf(text, sizeof text, "sysex:%zu ", parser.SysexSize());
+    else
+      continue;
+    out += text;
   }
   return out;
 }
 
-struct StreamCase {
-  const char* what;
-  std::vector<int> bytes;
-  std::vector<std::string> messages;
-};
+// A SysEx of `size` bytes with F0 and F7, then a note.
+std::vector<int> SysexThenNote(std::size_t size) {
+  std::vector<int> bytes(size, 0x11);
+  bytes.front() = 0xF0;
+  bytes.back() = 0xF7;
+  bytes.insert(bytes.end(), {0x90, 0x40, 0x7F});
+  return bytes;
+}
 
 TEST(MidiParser, StreamsBecomeWholeMessages) {
-  const StreamCase cases[] = {
-      {"running status", {0x90, 0x40, 0x7F, 0x41, 0x7F, 0x42}, {"90/0/64/127", "90/0/65/127"}},
+  constexpr std::size_t kMax = MidiByteParser::kMaxSysexBytes;
+  const struct {
+    const char* what;
+    std::vector<int> bytes;
+    std::string messages;
+  } cases[] = {
       {"running status survives real time bytes",
        {0xB3, 0x07, 0xF8, 0x10, 0xF9, 0x08, 0xFD, 0xFE, 0x20},
-       {"B0/3/7/16", "B0/3/8/32"}},
-      {"one data byte kinds",
-       {0xC5, 0x03, 0x04, 0xD0, 0x7F},
-       {"C0/5/3/0", "C0/5/4/0", "D0/0/127/0"}},
-      {"status-less data is dropped", {0x40, 0x7F, 0x80, 0x40, 0x00}, {"80/0/64/0"}},
-      {"0xF4 and 0xF5 cancel running status",
-       {0x90, 0x40, 0x7F, 0xF4, 0x41, 0x7F, 0x90, 0x42, 0x7F, 0xF5, 0x43, 0x7F},
-       {"90/0/64/127", "90/0/66/127"}},
-      {"a status cut short by another", {0x90, 0x40, 0xB0, 0x01, 0x02}, {"B0/0/1/2"}},
+       "B0/3/7/16 B0/3/8/32 "},
+      {"one data byte kinds", {0xC5, 0x03, 0x04, 0xD0, 0x7F}, "C0/5/3/0 C0/5/4/0 D0/0/127/0 "},
+      {"a status cut short by another", {0x90, 0x40, 0xB0, 0x01, 0x02}, "B0/0/1/2 "},
       {"system common is whole and stops running status",
        {0xF2, 0x10, 0x20, 0x30, 0xF6, 0xF3, 0x05},
-       {"F0/2/16/32", "F0/6/0/0", "F0/3/5/0"}},
-      {"clock, start, stop, sensing, reset alone", {0xF8, 0xFA, 0xFB, 0xFC, 0xFE, 0xFF}, {}},
-      {"every channel", {0x90, 0, 1, 0x9F, 0, 1}, {"90/0/0/1", "90/15/0/1"}},
-      {"sysex, real time inside it", {0xF0, 0x7E, 0xF8, 0x01, 0xF7}, {"sysex:4"}},
-      {"truncated sysex dropped, the status that cut it counts",
-       {0xF0, 0x7E, 0x00, 0x90, 0x40, 0x7F},
-       {"90/0/64/127"}},
-      {"a second F0 truncates the first", {0xF0, 0x01, 0xF0, 0x02, 0xF7}, {"sysex:3"}},
-      {"stray F7 and data after a sysex", {0xF7, 0xF0, 0xF7, 0x40, 0x40}, {"sysex:2"}},
+       "F0/2/16/32 F0/6/0/0 F0/3/5/0 "},
+      {"sysex, real time inside it", {0xF0, 0x7E, 0xF8, 0x01, 0xF7}, "sysex:4 "},
+      {"a second F0 truncates the first", {0xF0, 0x01, 0xF0, 0x02, 0xF7}, "sysex:3 "},
+      {"stray F7 and data after a sysex", {0xF7, 0xF0, 0xF7, 0x40, 0x40}, "sysex:2 "},
+      {"sysex of the largest size", SysexThenNote(kMax), "sysex:512 90/0/64/127 "},
+      {"sysex one byte too long", SysexThenNote(kMax + 1), "90/0/64/127 "},
   };
-  for (const StreamCase& c : cases) EXPECT_EQ(Parse(c.bytes), c.messages) << c.what;
-}
-
-TEST(MidiParser, SysexAtTheSizeLimit) {
-  for (std::size_t size : {MidiByteParser::kMaxSysexBytes, MidiByteParser::kMaxSysexBytes + 1}) {
-    std::vector<int> bytes(size, 0x11);
-    bytes.front() = 0xF0;
-    bytes.back() = 0xF7;
-    bytes.insert(bytes.end(), {0x90, 0x40, 0x7F});
-    const bool fits = size <= MidiByteParser::kMaxSysexBytes;
-    std::vector<std::string> expected;
-    if (fits) expected.push_back("sysex:" + std::to_string(size));
-    expected.push_back("90/0/64/127");
-    EXPECT_EQ(Parse(bytes), expected) << size << " bytes";
-  }
-}
-
-TEST(MidiParser, IdentityReplyNeedsMoreThanNineBytes) {
-  const std::vector<std::uint8_t> ten = {0xF0, 0x7E, 0x10, 0x06, 0x02,
-                                         0x42, 0x01, 0x02, 0x03, 0xF7};
-  EXPECT_TRUE(IsIdentityReply(ten.data(), ten.size()));
-  EXPECT_FALSE(IsIdentityReply(ten.data(), 9));
-  std::vector<std::uint8_t> request = ten;
-  request[4] = 0x01;  // the request, not the reply
-  EXPECT_FALSE(IsIdentityReply(request.data(), request.size()));
+  for (const auto& c : cases) EXPECT_EQ(Parse(c.bytes), c.messages) << c.what;
 }
 
 TEST(MidiNames, ServiceNumbersAreStripped) {
@@ -108,7 +78,6 @@ TEST(MidiNames, ServiceNumbersAreStripped) {
     const char* stable;
   } const cases[] = {
       {MidiApi::kAlsa, "nanoPAD2:nanoPAD2 MIDI 1 24:0", "nanoPAD2:nanoPAD2 MIDI 1"},
-      {MidiApi::kAlsa, "Deck 2:Deck 2 MIDI 1 128:12", "Deck 2:Deck 2 MIDI 1"},
       {MidiApi::kAlsa, "Pads 8:0", "Pads"},
       {MidiApi::kAlsa, "Pads8:0", "Pads8:0"},
       {MidiApi::kAlsa, "Pads :0", "Pads :0"},

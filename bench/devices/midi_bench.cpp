@@ -1,0 +1,205 @@
+// MIDI to the engine: a control change from a JACK client playing the
+// controller, through the program's JACK input, the MIDI ring, the drain,
+// the controller manager, the script host, a controller script's call and
+// the action's slider, to deck A's pitch word. Latency on JACK's clock, from
+// the event's own frame (jack_frames_to_time) to the moment the GUI side
+// sees the word changed; p50, p99 and maximum in microseconds, idle and
+// under a flood of notes the script reads and ignores.
+//
+// A JACK dummy server is started on a private name (tools/jack-dummy-start).
+// The script is the shipped two-deck one when the build has it
+// (VANTARO_MIDI_BENCH_SCRIPT names another), bound to the client's port.
+//
+//   build/release/bench/devices/bench_midi
+
+#include <benchmark/benchmark.h>
+#include <semaphore.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/debug_log.h"
+#include "control/control_handlers.h"
+#include "control/control_table.h"
+#include "control/gui_sync.h"
+#include "control/hardware_controller.h"
+#include "control/script_engine.h"
+#include "control/slider_state.h"
+#include "devices/midi_service.h"
+#include "engine/sound_source.h"
+#include "tests/devices/jack_midi_peer.h"
+#include "tests/support/test_support.h"
+
+namespace vantaro {
+namespace {
+
+class JackDummyServer {
+ public:
+  JackDummyServer()
+      : name_("vantaro-midibench-" + std::to_string(getpid())),
+        pidFile_(folder_.File("jackd.pid")) {
+    const std::string tools = std::string(VANTARO_SOURCE_DIR) + "/tools/";
+    ok_ = test::RunCommand(tools + "jack-dummy-start " + name_ + " " + pidFile_ +
+                           " 256 >/dev/null") == 0;
+    if (ok_) setenv("JACK_DEFAULT_SERVER", name_.c_str(), 1);
+  }
+  ~JackDummyServer() {
+    test::RunCommand(std::string(VANTARO_SOURCE_DIR) + "/tools/jack-dummy-stop " + pidFile_);
+  }
+  bool Ok() const { return ok_; }
+
+ private:
+  test::TempDir folder_;
+  std::string name_, pidFile_;
+  bool ok_ = false;
+};
+
+// The GUI thread's wake-up: the MIDI waker posts here instead of to a
+// window.
+sem_t g_wake;
+void Wake(int) {
+  sem_post(&g_wake);
+}
+
+// The pitch slider without a window (as in the control benchmark).
+class HeadlessSlider : public ControlTarget {
+ public:
+  HeadlessSlider() : state_(wiring_) {
+    SliderState::Shape shape;
+    shape.width = 40;
+    shape.height = 200;
+    state_.SetShape(shape);
+    wiring_.deck = 0;
+  }
+  void OnControlEvent(const ControlEvent& event) override { state_.OnEvent(event); }
+  bool IsLearning() const override { return false; }
+  void SetLearning(bool) override {}
+  void TakeLearnFocus() override {}
+  void SetCallbacks(const ControlCallbacks& callbacks) override { wiring_.callbacks = callbacks; }
+  void SetRange(int low, int high) override { state_.SetRange(low, high); }
+  void ShowEngineValue(int value) override { state_.ShowValue(value); }
+  int Deck() const override { return 0; }
+
+ private:
+  ControlWiring wiring_;
+  SliderState state_;
+};
+
+// A script for the bench when no shipped one is named: CC 0x11 on a
+// channel sets that deck's pitch.
+constexpr const char* kPitchScript = R"(
+function getLanguageVersion() { return 1; }
+function getFileVersion() { return 1; }
+function getControllerUserFriendlyName() { return "bench"; }
+function getControllerType() { return "midi"; }
+function getSupportedMidiSysExIdString() { return ""; }
+function getSupportedMidiDeviceNameForInput() { return ""; }
+function getSupportedMidiDeviceNameForOutput() { return ""; }
+function controllerInit(id) {}
+function controllerDeinit(id) {}
+function messageReceived(id, status, channel, data1, data2) {
+  if (status == 0xB0 && data1 == 0x11) call("setDeckPitch", channel, data2);
+}
+function notificationReceived(id, name, deck, i, d, t) {}
+function timerTick(id) {}
+)";
+
+struct Rig {
+  Rig() {
+    SetDebugLogEcho(false);
+    sem_init(&g_wake, 0, 0);
+    deck = std::make_unique<CSoundSource>(0, "/tmp");
+    TheControlEngine().decks[0] = deck.get();
+    TheControlTable().Set(FindControlAction("deck_pitch"), 0, &slider);
+    WireControlHandlers(TheControlTable());
+    test::WriteFile(scripts.File("bench-pitch.js"), kPitchScript);
+  }
+  ~Rig() {
+    if (manager) manager->Stop();
+    SetActiveControllerManager(nullptr);
+    manager.reset();
+    ports.reset();
+    TheControlTable().Clear();
+    TheControlEngine() = ControlEngine{};
+  }
+  bool Start(const std::string& input) {
+    if (!StartScriptEngine()) return false;
+    ports = std::make_unique<RtMidiService>(MidiApi::kJack, &Wake, "vantaro-bench");
+    ControllerSetup setup;
+    setup.scriptFolders = {scripts.Path() + "/"};
+    setup.configuredInputs = {{0, input}};
+    setup.boundScripts = {{0, "bench-pitch.js"}};
+    manager = std::make_unique<ControllerManager>(*ports, setup);
+    SetActiveControllerManager(manager.get());
+    SetMidiHandlers(&ControllerMidiHandler, nullptr);
+    manager->Start();
+    for (int i = 0; i < 100; ++i) {
+      manager->Tick();
+      for (const ControllerStatus& row : manager->Controllers())
+        if (row.running) return true;
+      usleep(40000);
+    }
+    return false;
+  }
+  // The GUI thread: drains at each wake-up until the pitch word changed
+  // (1 s at most); JACK's clock then, 0 on a time-out.
+  jack_time_t WaitForPitchChange(int before) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (std::chrono::steady_clock::now() < end) {
+      timespec until{};
+      clock_gettime(CLOCK_REALTIME, &until);
+      until.tv_nsec += 10 * 1000 * 1000;
+      if (until.tv_nsec >= 1000000000) until.tv_sec += 1, until.tv_nsec -= 1000000000;
+      sem_timedwait(&g_wake, &until);
+      DrainMidi();
+      if (deck->GetPitch() != before) return jack_get_time();
+    }
+    return 0;
+  }
+
+  test::TempDir scripts;
+  std::unique_ptr<CSoundSource> deck;
+  HeadlessSlider slider;
+  std::unique_ptr<RtMidiService> ports;
+  std::unique_ptr<ControllerManager> manager;
+};
+
+void BM_MidiToEngineWord(benchmark::State& state) {
+  static JackDummyServer server;
+  if (!server.Ok()) return state.SkipWithError("the JACK dummy server did not start");
+  test::JackMidiPeer device("benchctl" + std::to_string(getpid()));
+  Rig rig;
+  if (!device.Ok() || !rig.Start(device.OutName()))
+    return state.SkipWithError("the controller did not start");
+  device.Flood(static_cast<int>(state.range(0)));
+  std::vector<double> latencies;
+  int value = 0;
+  for (auto _ : state) {
+    value = value == 0 ? 127 : 0;
+    const int before = rig.deck->GetPitch();
+    device.Send({{0xB0, 0x11, static_cast<std::uint8_t>(value)}});
+    const jack_time_t changed = rig.WaitForPitchChange(before);
+    if (!changed) return state.SkipWithError("the pitch did not change");
+    latencies.push_back(static_cast<double>(changed - device.LastSentTime()));
+    usleep(7000);  // apart from the next cycle's event
+  }
+  device.Flood(0);
+  std::sort(latencies.begin(), latencies.end());
+  state.counters["p50_us"] = latencies[latencies.size() / 2];
+  state.counters["p99_us"] = latencies[latencies.size() * 99 / 100];
+  state.counters["max_us"] = latencies.back();
+  state.counters["flood_per_s"] = static_cast<double>(state.range(0));
+}
+BENCHMARK(BM_MidiToEngineWord)
+    ->Arg(0)
+    ->Arg(10000)
+    ->Iterations(500)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace vantaro
