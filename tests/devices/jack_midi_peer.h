@@ -52,8 +52,10 @@ class JackMidiPeer {
   // `perSecond` until stopped (0).
   void Flood(int perSecond) { floodRate_.store(perSecond); }
   long FloodSent() const { return floodSent_.load(); }
-  // JACK's clock (us) at the frame of the last event sent by Send.
+  // The last event sent by Send on JACK's clock (us): the time of its frame
+  // (jack_frames_to_time), and the time the process callback wrote it.
   jack_time_t LastSentTime() const { return lastSentUs_.load(); }
+  jack_time_t LastWrittenTime() const { return lastWrittenUs_.load(); }
 
   std::vector<Bytes> Received() {
     std::lock_guard<std::mutex> guard(lock_);
@@ -83,6 +85,7 @@ class JackMidiPeer {
     for (const Bytes& event : pending_) {
       jack_midi_event_write(out, time, event.data(), event.size());
       lastSentUs_.store(jack_frames_to_time(client_, jack_last_frame_time(client_) + time));
+      lastWrittenUs_.store(jack_get_time());
       if (time + 1 < frames) ++time;
     }
     pending_.clear();
@@ -108,7 +111,7 @@ class JackMidiPeer {
   std::vector<Bytes> pending_, received_;
   std::atomic<int> floodRate_{0};
   std::atomic<long> floodSent_{0};
-  std::atomic<jack_time_t> lastSentUs_{0};
+  std::atomic<jack_time_t> lastSentUs_{0}, lastWrittenUs_{0};
   double floodDue_ = 0;
 };
 
