@@ -14,10 +14,10 @@
 #include "app/memory_sizing.h"
 #include "app/message_box.h"
 #include "app/program.h"
-#include "app/program_audio_extras.h"
 #include "app/program_actions.h"
-#include "app/program_controls.h"
+#include "app/program_audio_extras.h"
 #include "app/program_controllers.h"
+#include "app/program_controls.h"
 #include "app/program_lists.h"
 #include "app/program_skin.h"
 #include "app/screen_saver.h"
@@ -238,7 +238,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21
   StartActionRouting(mainWindow);  // rings, key hook, remote requests
-  StartControllers(mainWindow);    // 22: MIDI ports, scripts, controllers
+  StartControllers(mainWindow);    // MIDI ports, scripts, controllers
   return true;
 }
 

@@ -90,14 +90,14 @@ void StartControllers(ZKMainWindow* mainWindow) {
   SetMidiHandlers(&OwnedMidi, &SkinMidi);
   g_engineStarted = StartScriptEngine();
   if (!g_engineStarted) {
-    DebugLog("init 22: controllers: no script engine, MIDI goes to the shortcut map only");
+    DebugLog("controllers: no script engine, MIDI goes to the shortcut map only");
     return;
   }
   g_manager = std::make_unique<ControllerManager>(*g_ports, SetupFromSettings());
   SetActiveControllerManager(g_manager.get());
   g_manager->Start();
   RefreshScripted();
-  DebugLog("init 22: controllers: %zu scripts, %zu inputs open", g_manager->Host().Indexes().size(),
+  DebugLog("controllers: %zu scripts, %zu inputs open", g_manager->Host().Indexes().size(),
            g_manager->OpenInputs().size());
 }
 
@@ -122,7 +122,7 @@ void StopControllers() {
     g_wakeWindow = nullptr;
   }
   g_ports.reset();
-  DebugLog("close 1: controllers stopped");
+  DebugLog("controllers: stopped");
 }
 
 }  // namespace vantaro
