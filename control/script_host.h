@@ -61,7 +61,8 @@ class ScriptOutput {
 class ScriptHost {
  public:
   // `output` may be null (sendMidi then sends nothing). The script engine
-  // must be running while scripts are loaded.
+  // must be running from the first Load until the host is destroyed: a
+  // realm cannot outlive the context.
   explicit ScriptHost(ScriptOutput* output);
   ~ScriptHost();
   ScriptHost(const ScriptHost&) = delete;

@@ -6,7 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <string>
+#include <vector>
 
 #include "base/debug_log.h"
 #include "tests/control/fake_controls.h"
@@ -38,6 +41,23 @@ class ScriptTest : public testing::Test {
     int count = 0;
     for (auto at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
     return count;
+  }
+
+  // Events the built-in controls got since the last call, sorted, one
+  // "= control deck status value" line each (status in hex).
+  std::vector<std::string> ControlEvents() {
+    std::vector<std::string> lines;
+    char line[128];
+    table_.ForEach([&](RecordingControl& control) {
+      for (const ControlEvent& event : control.events) {
+        std::snprintf(line, sizeof line, "= %s %d %02X %d", ControlActionRow(control.id).name,
+                      control.deck, event.status, event.value);
+        lines.push_back(line);
+      }
+    });
+    table_.ClearEvents();
+    std::sort(lines.begin(), lines.end());
+    return lines;
   }
 
   TempDir dir_;
