@@ -1,8 +1,8 @@
 // MIDI controllers through the real program under Xvfb, on the JACK dummy
 // server: a JACK client of the test plays the controller, config.xml binds
-// its port to a two-deck script (midiin00 / midiscr00), and the remote
-// socket reads the engine. The script acts after an unplug and replug, and
-// the program keeps answering through a flood and a script that loops.
+// its port to the shipped two-deck script (midiin00 / midiscr00), and
+// `vantaro --get` reads the engine. The script acts after an unplug and a
+// replug; the program answers through a flood and a script that loops.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -24,21 +24,16 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-// Note 0x10 plays or pauses the deck of its channel, CC 0x11 sets its pitch
-// slider, note 0x7E never returns.
-constexpr const char* kScript = R"(
+// A second controller whose timer never returns: stopped each time, then
+// disabled, while the first plays on.
+constexpr const char* kLoopScript = R"(
 function getLanguageVersion() { return 1; }  function getFileVersion() { return 1; }
-function getControllerUserFriendlyName() { return "test two decks"; }
+function getControllerUserFriendlyName() { return "loops"; }
 function getControllerType() { return "midi"; }  function getSupportedMidiSysExIdString() { return ""; }
 function getSupportedMidiDeviceNameForInput() { return ""; }
 function getSupportedMidiDeviceNameForOutput() { return ""; }
-function controllerInit(id) { debug("two decks init " + id); }
-function controllerDeinit(id) { debug("two decks deinit " + id); }
-function messageReceived(id, status, channel, data1, data2) {
-  if (status == 0x90 && data1 == 0x10 && data2 > 0) call("deckPlayPause", channel);
-  if (status == 0xB0 && data1 == 0x11) call("setDeckPitch", channel, data2);
-  if (status == 0x90 && data1 == 0x7E) { while (true) {} }
-}
+function controllerInit(id) {}  function controllerDeinit(id) {}
+function messageReceived(id, status, channel, data1, data2) { while (true) {} }
 )";
 
 // `vantaro --get <what>` as a user runs it: its answer without the newline.
@@ -61,18 +56,20 @@ std::string WaitForChange(const std::string& home, const std::string& what,
   return last;
 }
 
-void WriteSetup(const std::string& home, const std::string& input) {
+// The shipped two-deck script on the device's port, the looping one on the
+// other's.
+void WriteSetup(const std::string& home, const std::string& input, const std::string& looper) {
   const std::string root = home + "/Vantaro/";
   fs::create_directories(root + "Settings");
   fs::create_directories(root + "Controllers");
-  test::WriteFile(root + "Controllers/test-two-decks.js", kScript);
+  test::WriteFile(root + "Controllers/test-loop.js", kLoopScript);
+  const auto key = [](const std::string& name, const std::string& value) {
+    return "<setting name=\"" + name + "\" value=\"" + value + "\" type=\"1\" />\n";
+  };
   test::WriteFile(root + "Settings/config.xml",
-                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n"
-                  "<setting name=\"midiin00\" value=\"" +
-                      input +
-                      "\" type=\"1\" />\n"
-                      "<setting name=\"midiscr00\" value=\"test-two-decks.js\" type=\"1\" />\n"
-                      "</settings>\n");
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n" +
+                      key("midiin00", input) + key("midiscr00", "generic-2deck.js") +
+                      key("midiin01", looper) + key("midiscr01", "test-loop.js") + "</settings>\n");
 }
 
 int Count(const std::string& text, const std::string& what) {
@@ -84,47 +81,49 @@ int Count(const std::string& text, const std::string& what) {
 
 TEST(MidiProgram, AScriptedControllerPlaysAcrossAReplugAFloodAndALoopingScript) {
   test::JackMidiPeer device("midictl" + std::to_string(getpid()));
-  ASSERT_TRUE(device.Ok()) << "no JACK server: the devices_jack fixture starts one";
+  test::JackMidiPeer looper("midiloop" + std::to_string(getpid()));
+  ASSERT_TRUE(device.Ok() && looper.Ok()) << "no JACK server: the devices_jack fixture starts one";
   test::XvfbServer x(1280, 800);
   test::TempDir home;
   const std::string h = home.Path();
-  WriteSetup(h, device.OutName());
+  WriteSetup(h, device.OutName(), looper.OutName());
   ASSERT_TRUE(test::WriteWav(home.File("track.wav"), test::MakeTrack({.bpm = 120, .seconds = 60})));
   test::AppProcess app(x.Display(), h, home.File("run.log"), {home.File("track.wav")});
-  ASSERT_TRUE(app.WaitForOutput("js debug 'two decks init 0'", 120)) << app.Output();
+  const std::string matched = "FSelfId=0 matched to script 'generic-2deck.js'";
+  ASSERT_TRUE(app.WaitForOutput(matched, 120)) << app.Output();
   ASSERT_EQ(WaitForChange(h, "title 0", ""), "track") << app.Output();
 
+  // Deck A: note 0B plays, CC 08 moves the pitch.
   const std::string pitchBefore = Get(h, "pitch 0");
-  device.Send({{0x90, 0x10, 0x7F}, {0x80, 0x10, 0x00}, {0xB0, 0x11, 0x00}});
+  device.Send({{0x90, 0x0B, 0x7F}, {0x80, 0x0B, 0x00}, {0xB0, 0x08, 0x00}});
   EXPECT_EQ(WaitForChange(h, "play 0", "0"), "1");
   EXPECT_NE(WaitForChange(h, "pitch 0", pitchBefore), pitchBefore) << "the CC moved the pitch";
 
-  // Unplugged: deinit and the slot freed; back: init again, and it plays.
+  // Unplugged: closed and the slot freed; back: matched again, and it plays.
   device.Close();
-  ASSERT_TRUE(app.WaitForOutput("js debug 'two decks deinit 0'", 30)) << app.Output();
+  ASSERT_TRUE(app.WaitForOutput("closed (input gone), slot freed", 30)) << app.Output();
   ASSERT_TRUE(device.Open());
-  const auto inits = [&] { return Count(app.Output(), "js debug 'two decks init 0'"); };
-  for (int i = 0; i < 300 && inits() < 2; ++i) std::this_thread::sleep_for(100ms);
-  ASSERT_EQ(inits(), 2) << app.Output();
-  device.Send({{0x90, 0x10, 0x7F}});
+  for (int i = 0; i < 300 && Count(app.Output(), matched) < 2; ++i)
+    std::this_thread::sleep_for(100ms);
+  ASSERT_EQ(Count(app.Output(), matched), 2) << app.Output();
+  device.Send({{0x90, 0x0B, 0x7F}, {0x80, 0x0B, 0x00}});
   EXPECT_EQ(WaitForChange(h, "play 0", "1"), "0");
-  device.Send({{0x90, 0x10, 0x7F}});
-  EXPECT_EQ(WaitForChange(h, "play 0", "0"), "1");
 
-  // A flood the script ignores, then a handler that never returns: the
-  // program answers throughout, and the stopped handler leaves the rest.
+  // A flood the script reads and ignores, and the other script looping on
+  // each message: the program answers throughout, and deck A still plays.
   device.Flood(10000);
-  for (int i = 0; i < 10; ++i) EXPECT_EQ(Get(h, "play 0"), "1") << "during the flood";
+  for (int i = 0; i < 12; ++i) {
+    looper.Send({{0x90, 0x01, 0x7F}});
+    EXPECT_EQ(Get(h, "play 0"), "0") << "during the flood and the loops";
+  }
   device.Flood(0);
-  device.Send({{0x90, 0x7E, 0x7F}});
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(Get(h, "play 0"), "1") << "while the script loops";
   EXPECT_TRUE(app.WaitForOutput("stopped in", 30)) << app.Output();
-  device.Send({{0x90, 0x10, 0x7F}});
-  EXPECT_EQ(WaitForChange(h, "play 0", "1"), "0");
+  device.Send({{0x90, 0x0B, 0x7F}, {0x80, 0x0B, 0x00}});
+  EXPECT_EQ(WaitForChange(h, "play 0", "0"), "1");
 
   app.Signal(SIGTERM);
   EXPECT_EQ(app.WaitForExit(120), 0) << app.Output();
-  EXPECT_NE(test::ReadFile(h + "/Vantaro/Settings/config.xml").find("midiscr00"),
+  EXPECT_NE(test::ReadFile(h + "/Vantaro/Settings/config.xml").find("midiscr01"),
             std::string::npos);
 }
 
