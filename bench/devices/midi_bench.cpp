@@ -10,9 +10,8 @@
 // milliseconds against jack_get_time on a loaded machine, so the first
 // figures are the program's.
 //
-// A JACK dummy server is started on a private name (tools/jack-dummy-start).
-// The script is the shipped two-deck one when the build has it
-// (VANTARO_MIDI_BENCH_SCRIPT names another), bound to the client's port.
+// A JACK dummy server is started on a private name (tools/jack-dummy-start);
+// the shipped controllers/generic-2deck.js is bound to the client's port.
 //
 //   build/release/bench/devices/bench_midi
 
@@ -96,25 +95,6 @@ class HeadlessSlider : public ControlTarget {
   SliderState state_;
 };
 
-// A script for the bench when no shipped one is named: CC 0x11 on a
-// channel sets that deck's pitch.
-constexpr const char* kPitchScript = R"(
-function getLanguageVersion() { return 1; }
-function getFileVersion() { return 1; }
-function getControllerUserFriendlyName() { return "bench"; }
-function getControllerType() { return "midi"; }
-function getSupportedMidiSysExIdString() { return ""; }
-function getSupportedMidiDeviceNameForInput() { return ""; }
-function getSupportedMidiDeviceNameForOutput() { return ""; }
-function controllerInit(id) {}
-function controllerDeinit(id) {}
-function messageReceived(id, status, channel, data1, data2) {
-  if (status == 0xB0 && data1 == 0x11) call("setDeckPitch", channel, data2);
-}
-function notificationReceived(id, name, deck, i, d, t) {}
-function timerTick(id) {}
-)";
-
 struct Rig {
   Rig() {
     SetDebugLogEcho(getenv("VANTARO_BENCH_LOG") != nullptr);
@@ -123,7 +103,6 @@ struct Rig {
     TheControlEngine().decks[0] = deck.get();
     TheControlTable().Set(FindControlAction("deck_pitch"), 0, &slider);
     WireControlHandlers(TheControlTable());
-    test::WriteFile(scripts.File("bench-pitch.js"), kPitchScript);
   }
   ~Rig() {
     if (manager) manager->Stop();
@@ -137,9 +116,9 @@ struct Rig {
     if (!StartScriptEngine()) return false;
     ports = std::make_unique<RtMidiService>(MidiApi::kJack, &Wake, "vantaro-bench");
     ControllerSetup setup;
-    setup.scriptFolders = {scripts.Path() + "/"};
+    setup.scriptFolders = {std::string(VANTARO_SOURCE_DIR) + "/controllers/"};
     setup.configuredInputs = {{0, input}};
-    setup.boundScripts = {{0, "bench-pitch.js"}};
+    setup.boundScripts = {{0, "generic-2deck.js"}};
     manager = std::make_unique<ControllerManager>(*ports, setup);
     SetActiveControllerManager(manager.get());
     SetMidiHandlers(&ControllerMidiHandler, nullptr);
@@ -168,7 +147,6 @@ struct Rig {
     return 0;
   }
 
-  test::TempDir scripts;
   std::unique_ptr<CSoundSource> deck;
   HeadlessSlider slider;
   std::unique_ptr<RtMidiService> ports;
@@ -196,7 +174,7 @@ void BM_MidiToEngineWord(benchmark::State& state) {
     const int before = rig.deck->GetPitch();
     jack_time_t changed = 0;
     while (!changed && lost < 50) {
-      device.Send({{0xB0, 0x11, static_cast<std::uint8_t>(value)}});
+      device.Send({{0xB0, 0x08, static_cast<std::uint8_t>(value)}});  // deck A's pitch
       changed = rig.WaitForPitchChange(before);
       lost += changed ? 0 : 1;
     }
