@@ -92,6 +92,9 @@ class RtMidiService final : public MidiPorts {
   void ResetOutput(int slot);
   std::string TakeError();
 
+  // Declared first: RtMidi objects may report through NoteError while they
+  // are destroyed.
+  std::string lastError_;
   MidiApi api_;
   std::string clientName_;
   std::unique_ptr<MidiWaker> waker_;
@@ -100,7 +103,6 @@ class RtMidiService final : public MidiPorts {
   std::array<Input, kControllerSlots> inputs_;
   std::unique_ptr<JackMidiInputs> jackInputs_;  // JACK: the inputs; ALSA: null
   std::array<Output, kControllerSlots> outputs_;
-  std::string lastError_;
   std::chrono::steady_clock::time_point retryAt_{};
   bool unreachable_ = false;
 };
