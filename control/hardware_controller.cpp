@@ -105,11 +105,11 @@ void ControllerManager::PollDevices() {
   for (int index : host_.Indexes())
     if (host_.Info(index).loaded && !host_.Info(index).midiInput.empty())
       wanted.push_back(host_.Info(index).midiInput);
+  // An input that would not open is tried again only once it was gone.
+  std::erase_if(refused_, [&](const std::string& name) { return IndexOf(inputs, name) < 0; });
   for (const std::string& name : wanted) {
-    if (IndexOf(inputs, name) < 0) continue;
-    if (std::none_of(used_, used_ + kControllerSlots, [&](const bool& used) {
-          return used && slots_[&used - used_].inputName == name;
-        }))
+    const std::vector<std::string> open = OpenInputs();
+    if (IndexOf(inputs, name) >= 0 && IndexOf(open, name) < 0 && IndexOf(refused_, name) < 0)
       Open(name, inputs);
   }
 }
@@ -121,7 +121,10 @@ void ControllerManager::Open(const std::string& name, const std::vector<std::str
     return;
   }
   const int slot = static_cast<int>(free - used_);
-  if (!ports_.OpenInput(slot, name)) return;
+  if (!ports_.OpenInput(slot, name)) {
+    refused_.push_back(name);
+    return;
+  }
   CZKHardwareController& controller = slots_[slot];
   controller = CZKHardwareController();
   controller.uniqueId = slot;

@@ -122,6 +122,7 @@ class ControllerManager : public ScriptOutput {
   CZKHardwareController slots_[kControllerSlots];
   bool used_[kControllerSlots] = {};
   std::map<std::string, ScriptFileStamp> files_;
+  std::vector<std::string> refused_;  // inputs that failed to open, until they vanish
   int tickCount_ = 0;
   std::int64_t lastPollMs_ = 0;
   bool started_ = false;

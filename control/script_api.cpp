@@ -31,7 +31,7 @@ bool Call(JSContext* cx, unsigned argc, JS::Value* vp) {
   const int index = FindScriptAction(name.c_str());
   const int others = argc > 0 ? static_cast<int>(argc) - 1 : 0;
   if (index < 0 || others < ScriptActionRow(index).minArgs) {
-    DebugLog("js function '%s' (%d params) unknown or bad params\n", name.c_str(), others);
+    DebugLog("js function '%s' (%d params) unknown or bad params", name.c_str(), others);
     return true;
   }
   const ScriptAction& row = ScriptActionRow(index);

@@ -230,8 +230,10 @@ ScriptCall::~ScriptCall() {
   if (Watchdog* watchdog = TheEngine().watchdog) watchdog->End();
 }
 
-void ScriptCall::RunJobs() {
-  if (JSContext* cx = TheEngine().cx) js::RunJobs(cx);
+bool ScriptCall::RunJobs() {
+  Engine& engine = TheEngine();
+  if (engine.cx) js::RunJobs(engine.cx);
+  return !engine.timedOut;
 }
 
 ScriptFailure ScriptCall::Failure(const std::string& fallbackFile) {

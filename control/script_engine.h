@@ -61,8 +61,9 @@ class ScriptCall {
   ScriptCall(const ScriptCall&) = delete;
   ScriptCall& operator=(const ScriptCall&) = delete;
 
-  // Runs the promise jobs the call queued, inside the same budget.
-  void RunJobs();
+  // Runs the promise jobs the call queued, inside the same budget. False
+  // when the watchdog stopped one (Failure then says where).
+  bool RunJobs();
 
   // After the script returned false: what stopped it. Takes (and clears)
   // the pending exception. `fallbackFile` names the script when the engine

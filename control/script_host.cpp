@@ -191,8 +191,7 @@ void ScriptHost::EvaluateAndQuery(Script& script, const ScriptSource& source) {
         "error while loading, line " + std::to_string(failure.line) + ": " + failure.reason;
     return;
   }
-  call.RunJobs();
-  bool ok = true;
+  bool ok = call.RunJobs();
   ScriptInfo& info = script.info;
   const int languageVersion = QueryInt(cx, global, "getLanguageVersion", &ok);
   if (ok && languageVersion != 1) {
@@ -248,8 +247,8 @@ ScriptHost::Result ScriptHost::Enter(Script& script, const char* function,
   SetScriptApiOutput(output_);
   ScriptCall call(kScriptCallBudgetMs);
   JS::RootedValue ignored(cx);
-  const Result result = CallIn(cx, global, function, args, &ignored);
-  if (result == Result::kOk) call.RunJobs();
+  Result result = CallIn(cx, global, function, args, &ignored);
+  if (result == Result::kOk && !call.RunJobs()) result = Result::kStopped;
   if (result == Result::kStopped) ReportFailure(script, function, call.Failure(script.info.name));
   return result;
 }
@@ -325,7 +324,10 @@ std::string ScriptHost::Evaluate(int index, const std::string& expression) {
     ReportFailure(*script, "evaluate", call.Failure(script->info.name));
     return "<stopped>";
   }
-  call.RunJobs();
+  if (!call.RunJobs()) {
+    ReportFailure(*script, "evaluate", call.Failure(script->info.name));
+    return "<stopped>";
+  }
   return ScriptValueText(cx, result);
 }
 

@@ -22,6 +22,8 @@ class FakeMidiPorts : public MidiPorts {
   std::vector<std::string> InputNames() override { return inputs; }
   std::vector<std::string> OutputNames() override { return outputs; }
   bool OpenInput(int slot, const std::string& name) override {
+    ++openAttempts;
+    if (name == refused) return false;
     openInputs[slot] = name;
     return true;
   }
@@ -44,6 +46,8 @@ class FakeMidiPorts : public MidiPorts {
   }
 
   std::vector<std::string> inputs, outputs;
+  std::string refused;  // an input that will not open
+  int openAttempts = 0;
   std::map<int, std::string> openInputs, openOutputs;
   std::vector<Sent> shorts;
   std::vector<std::vector<std::uint8_t>> sysex;

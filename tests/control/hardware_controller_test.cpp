@@ -164,6 +164,18 @@ TEST_F(ScriptControllerTest, ScriptControllerMessagesTimerAndHotPlug) {
   TickFor(2200);
   EXPECT_EQ(LogLinesWith("js debug 'init 0'"), 2);
   EXPECT_TRUE(manager_->Controllers().at(0).running);
+
+  // An input that will not open is tried once, and again only after a replug.
+  for (int plug = 1; plug <= 2; ++plug) {
+    ports_.inputs.clear();
+    TickFor(1100);
+    ports_.refused = "Pad";
+    ports_.inputs = {"Pad"};
+    const int attempts = ports_.openAttempts;
+    TickFor(3300);
+    EXPECT_EQ(ports_.openAttempts - attempts, 1) << "plug " << plug;
+    EXPECT_TRUE(manager_->Controllers().empty());
+  }
 }
 
 const char kThrowsOnNoteOne[] =

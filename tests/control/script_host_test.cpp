@@ -162,6 +162,8 @@ TEST_F(ScriptHostTest, ScriptFaultInEveryEntryPointStopsOnlyThatCall) {
       {"endless loop", "while (true) {}", "ran past its budget of 20 ms"},
       {"deep recursion", "(function f(n) { return f(n + 1) + 1; })(0);",
        "InternalError: too much recursion"},
+      {"endless promise job", "Promise.resolve().then(function () { while (true) {} });",
+       "ran past its budget of 20 ms"},
       {"endless allocation", "var a = []; while (true) a.push(new Array(100000).fill(1.5));", ""},
   };
   const char* const entries[] = {"controllerInit", "controllerDeinit", "messageReceived",
@@ -191,7 +193,7 @@ TEST_F(ScriptHostTest, ScriptFaultInEveryEntryPointStopsOnlyThatCall) {
       host_.Unload(index);
     }
   }
-  EXPECT_EQ(host_.Evaluate(healthy, "n"), "20");
+  EXPECT_EQ(host_.Evaluate(healthy, "n"), "25");
 }
 
 TEST_F(ScriptHostTest, ScriptHeapLimitStopsAnAllocatingScriptAndFreesItsGarbage) {
