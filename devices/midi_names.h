@@ -3,7 +3,7 @@
 // the device's own name without the numbers the MIDI service adds, which
 // change when a device is plugged in again.
 //
-// - ALSA sequencer ("nanoPAD2:nanoPAD2 MIDI 1 24:0"): the trailing
+// - ALSA sequencer ("Pad Box:Pad Box MIDI 1 24:0"): the trailing
 //   " client:port" numbers go.
 // - JACK ("client:port"): the full name stays, but a bridged ALSA client
 //   number in brackets (" [24]") goes, and so does the "-01" JACK appends to

@@ -77,7 +77,7 @@ TEST(MidiNames, ServiceNumbersAreStripped) {
     const char* service;
     const char* stable;
   } const cases[] = {
-      {MidiApi::kAlsa, "nanoPAD2:nanoPAD2 MIDI 1 24:0", "nanoPAD2:nanoPAD2 MIDI 1"},
+      {MidiApi::kAlsa, "Pad Box:Pad Box MIDI 1 24:0", "Pad Box:Pad Box MIDI 1"},
       {MidiApi::kAlsa, "Pads 8:0", "Pads"},
       {MidiApi::kAlsa, "Pads8:0", "Pads8:0"},
       {MidiApi::kAlsa, "Pads :0", "Pads :0"},
