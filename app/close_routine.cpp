@@ -8,6 +8,7 @@
 #include "app/program_browser.h"
 #include "app/program_actions.h"
 #include "app/program_controls.h"
+#include "app/program_controllers.h"
 #include "app/program_lists.h"
 #include "app/screen_saver.h"
 #include "app/settings.h"
@@ -62,6 +63,7 @@ void RunCloseRoutine() {
   program.closing = true;
   DebugLog("close 1: closing flag set");
   StopActionRouting();
+  StopControllers();
   StopDecks();
   CloseProgramBrowser();  // the tree refers to the lists
   SaveProgramLists();  // before config.xml

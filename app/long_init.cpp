@@ -14,10 +14,11 @@
 #include "app/memory_sizing.h"
 #include "app/message_box.h"
 #include "app/program.h"
-#include "app/program_audio_extras.h"
-#include "app/program_browser.h"
 #include "app/program_actions.h"
+#include "app/program_audio_extras.h"
 #include "app/program_auto_mix.h"
+#include "app/program_browser.h"
+#include "app/program_controllers.h"
 #include "app/program_controls.h"
 #include "app/program_lists.h"
 #include "app/program_skin.h"
@@ -241,6 +242,7 @@ bool RunLongInitialisation(ZKMainWindow* mainWindow) {
   CreateTimedThreads(mainWindow);  // 20
   ShowMainWindow(mainWindow);      // 21
   StartActionRouting(mainWindow);  // rings, key hook, remote requests
+  StartControllers(mainWindow);    // MIDI ports, scripts, controllers
   return true;
 }
 

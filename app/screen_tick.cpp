@@ -12,6 +12,7 @@
 #include "app/program_actions.h"
 #include "app/program_auto_mix.h"
 #include "app/program_controls.h"
+#include "app/program_controllers.h"
 #include "app/record_time.h"
 #include "base/debug_log.h"
 #include "control/language.h"
@@ -139,6 +140,7 @@ void RunScreenTick() {
   RunAutoMixTick();  // after the decks' updates: end detection, then the sweep
   RunActionTick();
   RunBrowserTick();
+  RunControllerTick();  // scripts' timers, identity replies, hot plug
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
 }
 

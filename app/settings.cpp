@@ -63,6 +63,7 @@ const SettingKey kKeys[] = {
 
 constexpr char kConfigFileName[] = "config.xml";
 constexpr char kMidiInputPrefix[] = "midiin";
+constexpr char kMidiScriptPrefix[] = "midiscr";
 
 std::string WithSlash(const std::string& folder) {
   if (folder.empty() || folder.back() == '/') return folder;
@@ -74,10 +75,10 @@ bool FileExists(const std::string& path) {
   return !path.empty() && stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
-// "midiin07" -> 7; -1 for any other name.
-int MidiInputSlot(const std::string& name) {
-  const std::size_t prefix = sizeof kMidiInputPrefix - 1;
-  if (name.compare(0, prefix, kMidiInputPrefix) != 0 || name.size() < prefix + 2) return -1;
+// ("midiin07", "midiin") -> 7; -1 for any other name.
+int NumberedKey(const std::string& name, const std::string& stem) {
+  const std::size_t prefix = stem.size();
+  if (name.compare(0, prefix, stem) != 0 || name.size() < prefix + 2) return -1;
   int slot = 0;
   for (std::size_t i = prefix; i < name.size(); ++i) {
     if (name[i] < '0' || name[i] > '9' || slot > 9999) return -1;
@@ -99,11 +100,12 @@ void ReadSettingElement(const XmlReader& reader, Settings& settings) {
   const std::string text = isText ? reader.Text("value") : std::string();
   const int number = (!isText && valueText) ? std::atoi(valueText->c_str()) : -1;
 
-  const int midiSlot = MidiInputSlot(*name);
-  if (midiSlot >= 0) {
-    if (static_cast<std::size_t>(midiSlot) >= settings.midiInputs.size())
-      settings.midiInputs.resize(midiSlot + 1);
-    settings.midiInputs[midiSlot] = text;
+  for (auto [stem, texts] : {std::pair{kMidiInputPrefix, &settings.midiInputs},
+                             std::pair{kMidiScriptPrefix, &settings.midiScripts}}) {
+    const int midiSlot = NumberedKey(*name, stem);
+    if (midiSlot < 0) continue;
+    if (static_cast<std::size_t>(midiSlot) >= texts->size()) texts->resize(midiSlot + 1);
+    (*texts)[midiSlot] = text;
     return;
   }
   for (const SettingKey& key : kKeys) {
@@ -204,14 +206,26 @@ std::string FormatSettingsFile(const Settings& settings) {
     if (key.number) line(key.name, std::to_string(settings.*key.number), 0);
     if (key.text) line(key.name, settings.*key.text, 1);
   }
-  for (std::size_t slot = 0; slot < settings.midiInputs.size(); ++slot) {
-    if (settings.midiInputs[slot].empty()) continue;  // a gap left by the file
-    char name[32];
-    std::snprintf(name, sizeof name, "%s%02zu", kMidiInputPrefix, slot);
-    line(name, settings.midiInputs[slot], 1);
+  for (auto [stem, texts] : {std::pair{kMidiInputPrefix, &settings.midiInputs},
+                             std::pair{kMidiScriptPrefix, &settings.midiScripts}}) {
+    for (std::size_t slot = 0; slot < texts->size(); ++slot) {
+      if ((*texts)[slot].empty()) continue;  // a gap left by the file
+      char name[32];
+      std::snprintf(name, sizeof name, "%s%02zu", stem, slot);
+      line(name, (*texts)[slot], 1);
+    }
   }
   out.append("</settings>\n");
   return out;
+}
+
+MidiBindings ReadMidiBindings(const Settings& settings) {
+  MidiBindings bindings;
+  for (std::size_t slot = 0; slot < settings.midiInputs.size(); ++slot)
+    if (!settings.midiInputs[slot].empty()) bindings.inputs[slot] = settings.midiInputs[slot];
+  for (std::size_t slot = 0; slot < settings.midiScripts.size(); ++slot)
+    if (!settings.midiScripts[slot].empty()) bindings.scripts[slot] = settings.midiScripts[slot];
+  return bindings;
 }
 
 SettingsFileStatus LoadSettings(const std::string& settingsFolder) {

@@ -14,6 +14,7 @@
 // followed by value_bytes (base/xml_bytes.h). A config.xml that is a
 // symbolic link stays one: its target is read and written.
 
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -75,7 +76,18 @@ struct Settings {
   // Names of the MIDI inputs that were open, written as midiin00, midiin01,
   // ... (text). The MIDI layer opens each by name after start-up.
   std::vector<std::string> midiInputs;
+  // Script files bound to the input of the same number, midiscr00, ...
+  // (text, a file name in a controllers folder).
+  std::vector<std::string> midiScripts;
 };
+
+// The midiin%02d and midiscr%02d keys by number, empty entries left out:
+// what the controller manager opens and binds at start.
+struct MidiBindings {
+  std::map<int, std::string> inputs;
+  std::map<int, std::string> scripts;
+};
+MidiBindings ReadMidiBindings(const Settings& settings);
 
 // The program's one instance.
 Settings& TheSettings();

@@ -1,6 +1,7 @@
 #include "control/gui_sync.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 
 #include "base/debug_log.h"
@@ -16,8 +17,9 @@ template <typename Record, std::size_t kRecords>
 struct Channel {
   MessageRing<Record, kRecords> ring;
   std::atomic<bool> wakePending{false};
-  std::atomic<int> overloaded{0};  // sends that found the ring past its limit
-  std::atomic<int> dropped{0};     // sends that found it full
+  std::atomic<int> overloaded{0};                      // sends that found the ring past its limit
+  std::atomic<int> dropped{0};                         // sends that found it full
+  std::chrono::steady_clock::time_point lastReport{};  // the drain's own
 };
 
 // Namespace scope: built before main, so the first send (perhaps from the
@@ -46,8 +48,15 @@ void Wake(std::atomic<bool>& pending, int eventId) {
   if (RingWake wake = g_wake.load(std::memory_order_acquire)) wake(eventId);
 }
 
+// One line a second at most: a flood keeps counting into the next line.
 template <typename Record, std::size_t kRecords>
 void ReportOverload(Channel<Record, kRecords>& channel, const char* limitName, int limit) {
+  const auto now = std::chrono::steady_clock::now();
+  if (channel.lastReport != std::chrono::steady_clock::time_point{} &&
+      now - channel.lastReport < std::chrono::seconds(1))
+    return;
+  if (channel.overloaded.load() == 0 && channel.dropped.load() == 0) return;
+  channel.lastReport = now;
   const int over = channel.overloaded.exchange(0);
   const int lost = channel.dropped.exchange(0);
   if (over > 0 || lost > 0)

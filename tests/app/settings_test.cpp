@@ -30,12 +30,13 @@ std::string ConfigWith(const std::string& elements) {
 // default: it is written but never read back.
 std::string DistinctElements() {
   const char* keys[] = {
-      "skinf1", "langf1", "audio0", "audio1", "audmod",   "nvideo",  "naudio", "latncy", "ptchrg",
-      "maxram", "fltmod", "cfcurv", "bmatch", "jscrat",   "hqtime",  "resetd", "rmbreq", "apgain",
-      "mixlst", "histry", "evideo", "opengl", "vidhqm",   "videof",  "videox", "videoy", "videow",
-      "videoh", "remain", "extmix", "dsblcf", "mixtim",   "alimit",  "random", "keylk0", "keylk1",
-      "mixaut", "revmmo", "slowrt", "ptchjw", "usecup",   "usedim",  "disacu", "sampv1", "sampp1",
-      "sampit", "tctype", "dhints", "hqfine", "midiin00", "midiin01"};
+      "skinf1", "langf1",   "audio0",   "audio1",    "audmod",   "nvideo", "naudio", "latncy",
+      "ptchrg", "maxram",   "fltmod",   "cfcurv",    "bmatch",   "jscrat", "hqtime", "resetd",
+      "rmbreq", "apgain",   "mixlst",   "histry",    "evideo",   "opengl", "vidhqm", "videof",
+      "videox", "videoy",   "videow",   "videoh",    "remain",   "extmix", "dsblcf", "mixtim",
+      "alimit", "random",   "keylk0",   "keylk1",    "mixaut",   "revmmo", "slowrt", "ptchjw",
+      "usecup", "usedim",   "disacu",   "sampv1",    "sampp1",   "sampit", "tctype", "dhints",
+      "hqfine", "midiin00", "midiin01", "midiscr00", "midiscr01"};
   std::string out;
   int next = 1000;
   for (const std::string key : keys) {
@@ -125,6 +126,9 @@ TEST(Settings, ReadingAndApplyingFollowTheirRules) {
                  "<other name=\"sampit\" value=\"1\" /><setting value=\"3\" />"
                  "<setting name=\"midiin01\" value=\"Second\" type=\"1\" />"
                  "<setting name=\"midiin00\" value=\"First\" type=\"1\" />"
+                 "<setting name=\"midiin03\" value=\"Fourth\" type=\"1\" />"
+                 "<setting name=\"midiscr03\" value=\"pads.js\" type=\"1\" />"
+                 "<setting name=\"midiscr9\" value=\"short.js\" type=\"1\" />"
                  "<setting name=\"hqtime\" value=\"1\" /><setting name=\"zzzzzz\" />"
                  "<setting name=\"extmix\" value=\"1\" /><setting name=\"dsblcf\" value=\"1\" />"
                  "<setting name=\"opengl\" value=\"1\" /><setting name=\"revmmo\" value=\"1\" />"
@@ -134,7 +138,10 @@ TEST(Settings, ReadingAndApplyingFollowTheirRules) {
   const int numbers[] = {s.latncy, s.cfcurv, s.ptchrg, s.mixtim, s.sampit, s.hqtime, s.opengl};
   EXPECT_THAT(numbers, testing::ElementsAre(-1, 70, -1, 55, 8, 1, 0)) << "opengl is not read";
   EXPECT_EQ(s.audio0 + s.skinf1, "/no/such.xml");
-  EXPECT_EQ(s.midiInputs, (std::vector<std::string>{"First", "Second"}));
+  EXPECT_EQ(s.midiInputs, (std::vector<std::string>{"First", "Second", "", "Fourth"}));
+  const MidiBindings midi = ReadMidiBindings(s);
+  EXPECT_EQ(midi.inputs, (std::map<int, std::string>{{0, "First"}, {1, "Second"}, {3, "Fourth"}}));
+  EXPECT_EQ(midi.scripts, (std::map<int, std::string>{{3, "pads.js"}})) << "two digits at least";
 
   EngineSettings& engine = TheEngineSettings();
   engine.wsKB = 92160;  // maxram 1 takes the size measured at start
