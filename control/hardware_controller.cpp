@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <string_view>
 
 #include "base/debug_log.h"
 #include "control/value_entries.h"
@@ -131,9 +132,9 @@ void ControllerManager::Open(const std::string& name, const std::vector<std::str
   controller.inputName = name;
   controller.midiInput = IndexOf(inputs, name);
   const std::vector<std::string> outputs = ports_.OutputNames();
-  controller.midiOutput = IndexOf(outputs, name);
-  if (controller.midiOutput >= 0 && ports_.OpenOutput(slot, name)) {
-    controller.outputName = name;
+  controller.midiOutput = PairedMidiOutput(outputs, name);
+  if (controller.midiOutput >= 0 && ports_.OpenOutput(slot, outputs[controller.midiOutput])) {
+    controller.outputName = outputs[controller.midiOutput];
     ports_.SendSysex(slot, kIdentityRequest);
   } else {
     controller.midiOutput = -1;
@@ -409,6 +410,26 @@ void SetActiveControllerManager(ControllerManager* manager) {
 
 void ControllerMidiHandler(const MidiMessage& message) {
   if (g_active) g_active->OnMidi(message);
+}
+
+int PairedMidiOutput(const std::vector<std::string>& outputs, const std::string& input) {
+  if (const int same = IndexOf(outputs, input); same >= 0) return same;
+  static constexpr std::string_view kCapture = " (capture)", kPlayback = " (playback)";
+  if (const auto at = input.find(kCapture); at != std::string::npos) {
+    std::string twin = input;
+    twin.replace(at, kCapture.size(), kPlayback);
+    if (const int index = IndexOf(outputs, twin); index >= 0) return index;
+  }
+  const auto colon = input.find(':');
+  if (colon == std::string::npos) return -1;
+  const std::string_view client(input.data(), colon + 1);
+  int found = -1;
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    if (!outputs[i].starts_with(client)) continue;
+    if (found >= 0) return -1;
+    found = static_cast<int>(i);
+  }
+  return found;
 }
 
 }  // namespace vantaro

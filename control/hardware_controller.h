@@ -133,4 +133,11 @@ class ControllerManager : public ScriptOutput {
 void SetActiveControllerManager(ControllerManager* manager);
 void ControllerMidiHandler(const MidiMessage& message);
 
+// The index in `outputs` of the output of the device whose input is
+// `input`, -1 when none is certain: the same name (ALSA lists both
+// directions of a port under one name), the bridge's "(playback)" twin of a
+// "(capture)" port, or else the only output of the input's own JACK client
+// ("client:port" names; a client with several outputs is ambiguous).
+int PairedMidiOutput(const std::vector<std::string>& outputs, const std::string& input);
+
 }  // namespace vantaro

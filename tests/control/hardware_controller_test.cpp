@@ -297,5 +297,28 @@ TEST_F(ScriptControllerTest, ScriptNotifiedOfChangedValues) {
   EXPECT_EQ(LogLinesWith("js debug 'note 0|pitchIs0|1|0|0|'"), 1);
 }
 
+// The identity request and the LEDs need the device's output: found by its
+// own name on ALSA, by the bridge's twin or the device's own client on JACK,
+// and never guessed among several.
+TEST(ScriptControllerPairing, AnInputFindsTheOutputOfItsOwnDeviceOrNone) {
+  const struct {
+    const char* input;
+    std::vector<std::string> outputs;
+    int expected;
+  } cases[] = {
+      {"Pad Box:Pad Box MIDI 1", {"Other:Other MIDI 1", "Pad Box:Pad Box MIDI 1"}, 1},
+      {"a2j:Pad Box (capture): Pad Box MIDI 1",
+       {"a2j:Other (playback): Other MIDI 1", "a2j:Pad Box (playback): Pad Box MIDI 1"},
+       1},
+      {"padbox:in", {"system:playback_1", "padbox:out"}, 1},
+      {"padbox:in", {"padbox:out", "padbox:leds"}, -1},
+      {"padbox:in", {"padbox2:out"}, -1},
+      {"Pad Box MIDI 1", {"Pad Box MIDI 2"}, -1},
+      {"padbox:in", {}, -1},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(PairedMidiOutput(c.outputs, c.input), c.expected) << c.input;
+}
+
 }  // namespace
 }  // namespace vantaro
