@@ -17,6 +17,7 @@
 #include "skin/list_views.h"
 #include "skin/main_window.h"
 #include "skin/playlist.h"
+#include "skin/playlist_search.h"
 
 namespace vantaro {
 namespace {
@@ -66,30 +67,6 @@ CZKEditText* SearchBox() {
   return dynamic_cast<CZKEditText*>(TheControlTable().Find(kSearch, -1));
 }
 
-// Every change of the search box's text (typed, pasted, or cleared by
-// Escape) searches the main view's list anew; an empty box ends the search
-// and the list's cursors come back.
-void OnSearchText(int, int, int) {
-  CZKEditText* box = SearchBox();
-  ListView* view = FindListView(ListViewRole::kMain);
-  CZKAbstractList* list = view ? view->ShownList() : nullptr;
-  if (!box || !list) return;
-  const std::string text = box->GetValue().ToStdString(wxConvUTF8);
-  if (text.empty())
-    list->StopSearch();
-  else
-    list->StartSearch(text);
-  view->RefreshList();
-}
-
-void ConnectSearchBox() {
-  CZKEditText* box = SearchBox();
-  if (!box) return;
-  ControlCallbacks callbacks;
-  callbacks.onLeftDown = &OnSearchText;
-  box->SetCallbacks(callbacks);
-}
-
 CZKAbstractList* FirstShownList(CZKListSet& lists) {
   for (int i = 0; i < lists.Count(); ++i)
     if (lists.Slot(i).type == kListUser) return lists.Slot(i).list.get();
@@ -120,7 +97,7 @@ void WireListViews(CZKListSet& lists) {
   ListView* automix = FindListView(ListViewRole::kAutomix);
   if (main) main->ShowList(FirstShownList(lists));
   if (automix) automix->ShowList(&lists.Fixed(kListAutomix));
-  ConnectSearchBox();
+  ConnectSearchBox(SearchBox());
   // The wheel scrolls the list under the pointer, else the main list.
   if (ZKMainWindow* window = ZKMainWindow::Instance())
     window->SetWheelLists(dynamic_cast<ZKCustomControl*>(main),

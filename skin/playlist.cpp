@@ -50,6 +50,12 @@ CZKPlaylist::CZKPlaylist(wxWindow* parent, int controlId, int deck)
     registered_ = true;
   }
   AcceptListFileDrops(this);
+  // The list keys are taken as they go down: the toolkit makes no
+  // character of some of them (arrows, pages) on every platform.
+  Bind(wxEVT_KEY_DOWN, [this](wxKeyEvent& event) {
+    if (!ready || IsLearning() || !OnListKey(event.GetKeyCode(), ControlModifiers(event)))
+      event.Skip();
+  });
   Bind(wxEVT_SET_FOCUS, [this](wxFocusEvent& event) {
     focused_ = true;
     Redraw();

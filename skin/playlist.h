@@ -140,6 +140,8 @@ class CZKPlaylist : public ZKCustomControl, public ListView {
   void OnDoubleClick(const ControlEvent& event);
   void OnWheel(const ControlEvent& event);
   void OnKey(const ControlEvent& event);
+  // True when `code` (a toolkit key code) is one of the list's keys.
+  bool OnListKey(int code, int modifiers);
   void PressHeader(const PlaylistHit& hit, const ControlEvent& event);
   void PressRow(const PlaylistHit& hit, const ControlEvent& event);
   void PressBar(bool vertical, wxPoint at);

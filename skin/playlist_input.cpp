@@ -243,10 +243,14 @@ void CZKPlaylist::OnWheel(const ControlEvent& event) {
 }
 
 void CZKPlaylist::OnKey(const ControlEvent& event) {
-  if (!list_) return;
-  const bool control = (event.modifiers & kModControl) != 0;
+  OnListKey(event.code, event.modifiers);
+}
+
+bool CZKPlaylist::OnListKey(int code, int modifiers) {
+  if (!list_) return false;
+  const bool control = (modifiers & kModControl) != 0;
   const int page = std::max(layout_.fullRows - 1, 1);
-  switch (event.code) {
+  switch (code) {
     case WXK_UP:
     case WXK_NUMPAD_UP:
       if (control) {
@@ -288,14 +292,17 @@ void CZKPlaylist::OnKey(const ControlEvent& event) {
       LoadCarried(-1);
       break;
     case WXK_LEFT:
-      if (control) LoadCarried(0);
+      if (!control) return false;
+      LoadCarried(0);
       break;
     case WXK_RIGHT:
-      if (control) LoadCarried(1);
+      if (!control) return false;
+      LoadCarried(1);
       break;
     default:
-      break;
+      return false;
   }
+  return true;
 }
 
 }  // namespace vantaro

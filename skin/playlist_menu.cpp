@@ -4,12 +4,23 @@
 // arrives anyway (a script, a test) changes nothing.
 #include <wx/menu.h>
 
+#include <string_view>
+
 #include "control/language.h"
 #include "control/text_ids.h"
 #include "library/abstract_list.h"
 #include "skin/playlist.h"
 
 namespace vantaro {
+namespace {
+
+// A language file without the text still gives an entry a label (the
+// toolkit refuses an empty one): the column's key in the list files.
+wxString Label(const std::string& text, std::string_view fallback) {
+  return wxString::FromUTF8(text.empty() ? std::string(fallback) : text);
+}
+
+}  // namespace
 
 wxMenu* CZKPlaylist::BuildColumnMenu() const {
   auto* menu = new wxMenu;
@@ -26,7 +37,7 @@ wxMenu* CZKPlaylist::BuildColumnMenu() const {
     const ListColumnInfo& column = list_->columns[c];
     if (column.hiddenFromMenu) continue;
     const std::string title = column.title.empty() ? Text(txt_tag_no + c) : column.title;
-    menu->AppendCheckItem(kMenuFirstColumn + c, wxString::FromUTF8(title));
+    menu->AppendCheckItem(kMenuFirstColumn + c, Label(title, kColumnKeys[c]));
     menu->Check(kMenuFirstColumn + c, column.visible != 0);
     menu->Enable(kMenuFirstColumn + c, column.hideable != 0);
   }

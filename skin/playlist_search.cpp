@@ -1,0 +1,35 @@
+#include "skin/playlist_search.h"
+
+#include "library/abstract_list.h"
+#include "skin/edit_text.h"
+#include "skin/list_views.h"
+
+namespace vantaro {
+namespace {
+
+// The box that drives the search; one per skin.
+CZKEditText* searchBox = nullptr;
+
+void OnSearchText(int, int, int) {
+  ListView* view = FindListView(ListViewRole::kMain);
+  CZKAbstractList* list = view ? view->ShownList() : nullptr;
+  if (!searchBox || !list) return;
+  const std::string text = searchBox->GetValue().ToStdString(wxConvUTF8);
+  if (text.empty())
+    list->StopSearch();
+  else
+    list->StartSearch(text);
+  view->RefreshList();
+}
+
+}  // namespace
+
+void ConnectSearchBox(CZKEditText* box) {
+  if (!box) return;
+  searchBox = box;
+  ControlCallbacks callbacks;
+  callbacks.onLeftDown = &OnSearchText;
+  box->SetCallbacks(callbacks);
+}
+
+}  // namespace vantaro
