@@ -1,5 +1,9 @@
 #include "skin/playlist_search.h"
 
+#include <wx/textctrl.h>
+
+#include "control/language.h"
+#include "control/text_ids.h"
 #include "library/abstract_list.h"
 #include "skin/edit_text.h"
 #include "skin/list_views.h"
@@ -27,6 +31,8 @@ void OnSearchText(int, int, int) {
 void ConnectSearchBox(CZKEditText* box) {
   if (!box) return;
   searchBox = box;
+  // An empty box says what it is for.
+  box->Entry()->SetHint(wxString::FromUTF8(Text(txt_search_song_msg)));
   ControlCallbacks callbacks;
   callbacks.onLeftDown = &OnSearchText;
   box->SetCallbacks(callbacks);
