@@ -4,6 +4,7 @@
 #include <climits>
 #include <filesystem>
 
+#include "base/debug_log.h"
 #include "control/control_action.h"
 #include "library/abstract_list.h"
 #include "skin/attribute_list.h"
@@ -226,6 +227,8 @@ std::vector<int> CZKPlaylist::RowsToCarry() const {
 
 void CZKPlaylist::AddDroppedFiles(const std::vector<std::string>& files) {
   if (!list_) return;
+  DebugLog("track list: %zu dropped files or folders join list \"%s\"", files.size(),
+           list_->name.c_str());
   std::error_code error;
   for (const std::string& file : files) {
     if (std::filesystem::is_directory(file, error))

@@ -104,6 +104,20 @@ TEST(TrackListProgram, RowsLoadByDragAndDoubleClickAndAPlayingDeckAsksFirst) {
   ASSERT_TRUE(app.WaitForOutput(tracks[2] + " is gone", 20)) << app.Output();
   EXPECT_EQ(app.Output().find("loading " + tracks[2]), std::string::npos);
 
+  // A file from the file manager joins the list as its fourth row; both
+  // decks stopped and loaded, a double-click on it loads deck A.
+  const std::string dropped = home.File("tone 3.wav");
+  ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + dropped + "' synth 60 sine 900"), 0);
+  ASSERT_EQ(
+      test::RunCommand("DISPLAY=" + x.Display() + " " VANTARO_BINARY_DIR "/xdnd_drop_tool " +
+                       At(list.CentreX(), list.y + list.height - 2 * line) + " '" + dropped + "'"),
+      0);
+  ASSERT_TRUE(app.WaitForOutput("dropped files or folders join list", 20)) << app.Output();
+  ASSERT_EQ(Xdotool(x.Display(),
+                    "sleep 1 mousemove " + rowAt(3) + " sleep 0.2 click --repeat 2 --delay 80 1"),
+            0);
+  ASSERT_TRUE(app.WaitForOutput("deck A: loading " + dropped, 20)) << app.Output();
+
   // Deck A plays, the crossfader in the middle: a row dropped there asks,
   // and No keeps A playing its track.
   ASSERT_EQ(Xdotool(x.Display(), "sleep 1 mousemove " + At(playA.CentreX(), playA.CentreY()) +
