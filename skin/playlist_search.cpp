@@ -7,6 +7,7 @@
 #include "library/abstract_list.h"
 #include "skin/edit_text.h"
 #include "skin/list_views.h"
+#include "skin/playlist.h"
 
 namespace vantaro {
 namespace {
@@ -24,6 +25,11 @@ void OnSearchText(int, int, int) {
   else
     list->StartSearch(text);
   view->RefreshList();
+  // Back from a search, the track the cursor was on comes into sight.
+  if (auto* grid = dynamic_cast<CZKPlaylist*>(view); grid && text.empty()) {
+    grid->ScrollToRow(list->MainCursor());
+    grid->Redraw();
+  }
 }
 
 }  // namespace
