@@ -6,6 +6,7 @@
 #include <clocale>
 #include <memory>
 
+#include "app/list_wiring.h"
 #include "app/message_box.h"
 #include "app/program.h"
 #include "app/settings.h"
@@ -46,6 +47,7 @@ void LoadProgramLists() {
   const std::string message = listSet->TakeMessage();
   if (!message.empty())
     wxTheApp->CallAfter([message] { ShowMessage(wxString::FromUTF8(message)); });
+  WireListViews(*listSet);
   drainTimer = std::make_unique<ListDrainTimer>();
   drainTimer->Start(kDrainIntervalMs);
 }
@@ -53,6 +55,7 @@ void LoadProgramLists() {
 void SaveProgramLists() {
   if (!listSet) return;
   drainTimer.reset();
+  UnwireListViews();
   std::string error;
   const bool saved = listSet->Save(TheSettings().histry != 0, &error);
   DebugLog("lists: %d lists %s at close", listSet->Count(), saved ? "saved" : "not all saved");

@@ -19,6 +19,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "library/list_element.h"
@@ -78,6 +79,9 @@ class CZKAbstractList {
   void SetCallbacks(Callback onChange, Callback onFirstItem, int userValue);
   // Replaces the first-item callback alone (auto-mix owns it on its list).
   void SetFirstItemCallback(Callback onFirstItem) { onFirstItem_ = std::move(onFirstItem); }
+  // Replaces the change callback alone: the views repaint through it while
+  // the first-item callback stays with whoever set it (auto-mix).
+  void SetChangeCallback(Callback onChange) { onChange_ = std::move(onChange); }
 
   // Files. LoadListContents reads a .vtl (after Clear when `clear`) or an
   // M3U (its entries are queued on the worker; `clear` does not apply).

@@ -12,6 +12,7 @@
 #include "skin/dropdown_list.h"
 #include "skin/edit_text.h"
 #include "skin/image_control.h"
+#include "skin/playlist.h"
 #include "skin/slider.h"
 #include "skin/sound_display.h"
 #include "skin/static_text.h"
@@ -42,6 +43,8 @@ ZKCustomControl* CreateControl(int kind, wxWindow* parent, int id, int deck) {
       return new CZKDropZone(parent, id, deck);
     case kKindBrowser:
       return new CZKBrowser(parent, id, deck);
+    case kKindList:
+      return new CZKPlaylist(parent, id, deck);
     default:
       return nullptr;  // kinds built later keep their slots empty
   }

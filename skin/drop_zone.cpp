@@ -3,6 +3,7 @@
 #include "skin/attribute_list.h"
 #include "skin/custom_panel.h"
 #include "skin/file_drop.h"
+#include "skin/playlist.h"
 #include "skin/skin_style.h"
 
 namespace vantaro {
@@ -25,6 +26,10 @@ void CZKDropZone::ApplySkinAttributes(ZKAttributeList& attributes) {
 void CZKDropZone::OnControlEvent(const ControlEvent& event) {
   // A click may be wired by the program (a file box to pick a track).
   if (event.kind == mt_DOWN) wiring.Call(wiring.callbacks.onLeftDown, 0);
+}
+
+bool CZKDropZone::DropRows(CZKAbstractList& source, const std::vector<int>& rows, wxPoint) {
+  return DeliverRowsToDeck(deck, source, rows);
 }
 
 void CZKDropZone::SetHint(const wxString& hint) {

@@ -9,10 +9,11 @@
 #include <wx/colour.h>
 
 #include "skin/custom_control.h"
+#include "skin/list_views.h"
 
 namespace vantaro {
 
-class CZKDropZone : public ZKCustomControl {
+class CZKDropZone : public ZKCustomControl, public RowDropTarget {
  public:
   CZKDropZone(wxWindow* parent, int controlId, int deck);
 
@@ -22,6 +23,8 @@ class CZKDropZone : public ZKCustomControl {
 
   // The hint drawn over the face; empty draws none. Redraws on change.
   void SetHint(const wxString& hint);
+  // Rows dragged from a track list load on the zone's deck like files.
+  bool DropRows(CZKAbstractList& source, const std::vector<int>& rows, wxPoint at) override;
   wxString Hint() const { return hint_; }
 
  private:

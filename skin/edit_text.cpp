@@ -31,6 +31,7 @@ CZKEditText::CZKEditText(wxWindow* parent, int controlId, int deck)
   entry_->Bind(wxEVT_KILL_FOCUS, &CZKEditText::OnEntryFocusLost, this);
   entry_->Bind(wxEVT_TEXT, &CZKEditText::OnText, this);
   entry_->Bind(wxEVT_TEXT_ENTER, &CZKEditText::OnEnter, this);
+  entry_->Bind(wxEVT_KEY_DOWN, &CZKEditText::OnKeyDown, this);
 }
 
 CZKEditText::~CZKEditText() {
@@ -82,6 +83,16 @@ void CZKEditText::OnEntryFocusLost(wxFocusEvent& event) {
 
 void CZKEditText::OnText(wxCommandEvent&) {
   wiring.Call(wiring.callbacks.onLeftDown, 0);
+}
+
+void CZKEditText::OnKeyDown(wxKeyEvent& event) {
+  // Escape empties the box; the change callback hears of it like a typed
+  // change (a search ends).
+  if (event.GetKeyCode() == WXK_ESCAPE && !entry_->IsEmpty()) {
+    entry_->SetValue(wxEmptyString);
+    return;
+  }
+  event.Skip();
 }
 
 void CZKEditText::OnEnter(wxCommandEvent&) {

@@ -4,7 +4,8 @@
 // While it has the keyboard focus, keys belong to it: the shortcut layer
 // asks ShortcutsBlocked() before it acts on a key, so typing a search
 // never starts a deck. Enter calls the control's onLeftUp, each change its
-// onLeftDown (both with userData and deck).
+// onLeftDown (both with userData and deck); Escape empties the box, which
+// is a change too.
 //
 // Threads: GUI thread only.
 
@@ -15,6 +16,7 @@
 class wxTextCtrl;
 class wxCommandEvent;
 class wxFocusEvent;
+class wxKeyEvent;
 
 namespace vantaro {
 
@@ -37,6 +39,7 @@ class CZKEditText : public ZKCustomControl {
   void OnEntryFocusLost(wxFocusEvent& event);
   void OnText(wxCommandEvent& event);
   void OnEnter(wxCommandEvent& event);
+  void OnKeyDown(wxKeyEvent& event);
 
   wxTextCtrl* entry_ = nullptr;
   wxColour back_ = *wxWHITE, fontColour_ = *wxBLACK;

@@ -11,6 +11,7 @@
 #include "control/control_action.h"
 #include "skin/attribute_list.h"
 #include "skin/custom_panel.h"
+#include "skin/playlist.h"
 #include "skin/skin_image.h"
 #include "skin/skin_style.h"
 
@@ -323,6 +324,10 @@ void RefreshSoundDisplays(int deck) {
 
 void ShowRemainingOnSoundDisplays(bool on) {
   for (CZKSoundDisplay* display : Displays()) display->SetShowRemaining(on);
+}
+
+bool CZKSoundDisplay::DropRows(CZKAbstractList& source, const std::vector<int>& rows, wxPoint) {
+  return DeliverRowsToDeck(deck, source, rows);
 }
 
 }  // namespace vantaro

@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "skin/custom_control.h"
+#include "skin/list_views.h"
 #include "skin/sound_display_feed.h"
 #include "skin/sound_display_picture.h"
 
@@ -33,7 +34,7 @@ class wxImage;
 
 namespace vantaro {
 
-class CZKSoundDisplay : public ZKCustomControl {
+class CZKSoundDisplay : public ZKCustomControl, public RowDropTarget {
  public:
   // As every built-in control: `controlId` is sd_deck or sd_deck_alt (or a
   // skin slot), `deck` 0 or 1. The feed is the deck's in the program.
@@ -44,6 +45,8 @@ class CZKSoundDisplay : public ZKCustomControl {
   void OnControlEvent(const ControlEvent& event) override;
   void DrawControl() override;
   void OnCaptureLost() override;
+  // Rows dragged from a track list load on the display's deck.
+  bool DropRows(CZKAbstractList& source, const std::vector<int>& rows, wxPoint at) override;
 
   // One screen tick (step 6). Returns the stripe columns drawn.
   int Tick();

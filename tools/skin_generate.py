@@ -112,7 +112,35 @@ class Layout:
         bottom_h = self.h - bottom_y - m
         sampler_w = deck_w - 64
         self.build_sampler(m, bottom_y, sampler_w, bottom_h)
-        self.planned.append((2 * m + sampler_w, bottom_y, self.w - 3 * m - sampler_w, bottom_h))
+        self.build_library(2 * m + sampler_w, bottom_y, self.w - 3 * m - sampler_w, bottom_h)
+
+    def build_library(self, x, y, w, h):
+        """The browser on the left; the search box over the main track list
+        in the middle; on the right the auto-mix buttons, the time left of
+        the running mix and the smaller auto-mix list."""
+        k, m = self.k, self.k["m"]
+        hit, gap = k["hit"], 4
+        browser_w = w * 22 // 100
+        self.add("browser", "browser", None, x, y, browser_w, h)
+        buttons = (("autodj", True), ("autodj_to_left", False), ("autodj_to_right", False),
+                   ("autodj_less", False), ("autodj_more", False))
+        auto_w = max(w * 30 // 100, len(buttons) * (hit + gap) - gap)
+        ax = x + w - auto_w
+        mx = x + browser_w + m
+        search_h = k["cap"] + 10
+        self.add("edit", "et_search", None, mx, y, ax - m - mx, search_h)
+        list_y = y + search_h + gap
+        self.add("list", "playlist", None, mx, list_y, ax - m - mx, y + h - list_y, info=True)
+        bw = (auto_w - (len(buttons) - 1) * gap) // len(buttons)
+        for i, (action, switch) in enumerate(buttons):
+            bx = ax + i * (bw + gap)
+            last = i == len(buttons) - 1
+            self.add("button", action, None, bx, y, ax + auto_w - bx if last else bw, hit,
+                     switch=switch, small=True)
+        time_y = y + hit + gap
+        self.add("text", "auto_dj_time", None, ax, time_y, auto_w, k["cap"], program=True)
+        auto_y = time_y + k["cap"] + gap
+        self.add("list", "kv_playlist", None, ax, auto_y, auto_w, y + h - auto_y)
 
     def build_deck(self, x0, deck_w, top_h):
         k, m = self.k, self.k["m"]
@@ -444,6 +472,9 @@ def picture_and_attributes(layout):
                              lambda x, y, c=c: meter_steps(x, y, c["w"], c["h"], lit=True)))
         elif c["kind"] == "dropzone":
             body.append(rect(c["x"], c["y"], c["w"], c["h"], QUIET, a["edge"], 1, 6))
+        elif c["kind"] in ("list", "browser", "edit"):
+            body.append(rect(c["x"], c["y"], c["w"], c["h"], FACE if c["kind"] == "edit" else QUIET,
+                             QUIET_EDGE, 1, 0))
         elif c["kind"] == "knob":
             body.append(knob_face(c["x"], c["y"], c["w"], a["edge"], FACE))
             edge = a["on"] if c["deck"] is not None else TEXT
@@ -518,6 +549,29 @@ def control_element(layout, c):
         pairs += [("backcolor", QUIET), ("bordercolor", a["edge"]), ("fontcolor", EDGE),
                   ("fontsize", k["killfont"]), ("fontstyle", "bold")]
         return f"    <dropzone {xml_attributes(pairs)} />"
+    if c["kind"] == "list":
+        pairs += [("lineheight", k["cap"] + 4), ("sliderheight", max(k["m"] + 4, 12)),
+                  ("fontsize", k["killfont"]), ("fontsizesmall", max(k["killfont"] - 1, 1))]
+        if c.get("info"):
+            pairs.append(("infoheight", k["cap"] + 2))
+        pairs += [("backcolor", QUIET), ("fontcolor", TEXT), ("fontcolorloaded", METER_MID),
+                  ("headerfillcolor", FACE), ("headerbordercolor", TICK),
+                  ("headerfontcolor", TEXT), ("gridcolor", QUIET_EDGE),
+                  ("cursorcolor", ACCENTS[None]["on"]), ("maincursorfontcolor", TEXT_DARK),
+                  ("nextcursorfontcolor", METER_LOW), ("slidercolor", EDGE),
+                  ("borderactivecolor", ACCENTS[0]["edge"]),
+                  ("currentitemdoublebordercolor", ACCENTS[1]["edge"])]
+        return f"    <list {xml_attributes(pairs)} />"
+    if c["kind"] == "browser":
+        pairs += [("fontsize", k["killfont"]), ("backcolor", QUIET), ("fontcolor", TEXT),
+                  ("fontcolorselected", TEXT_DARK), ("headerfontcolor", TEXT),
+                  ("gridcolor", QUIET_EDGE), ("slidercolor", EDGE), ("sliderbordercolor", TICK),
+                  ("cursorcolor", ACCENTS[None]["on"]), ("cursorbordercolor", EDGE),
+                  ("borderactivecolor", ACCENTS[0]["edge"])]
+        return f"    <browser {xml_attributes(pairs)} />"
+    if c["kind"] == "edit":
+        pairs += [("fontsize", k["font"]), ("backcolor", FACE), ("fontcolor", TEXT)]
+        return f"    <editarea {xml_attributes(pairs)} />"
     if c["kind"] == "button":
         size = k["bigfont"] if c.get("big") else k["killfont"] if c.get("small") else k["font"]
         pairs += [("isswitch", "yes" if c.get("switch") else "no"), ("showlabel", "yes")]

@@ -1,0 +1,142 @@
+// Loading from the track list in the real program under Xvfb, with the
+// real pointer (xdotool) and a list the program reads from its own
+// Playlists folder: a row dragged onto deck A's drop zone loads there; a
+// double-click loads the idle deck; a row whose file has gone leaves the
+// deck as it was; a row dragged onto the playing deck A asks first, and No
+// keeps it playing.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cmath>
+#include <filesystem>
+#include <regex>
+#include <string>
+
+#include "tests/app/app_process.h"
+#include "tests/app/skin_place.h"
+#include "tests/devices/jack_sink.h"
+#include "tests/support/test_support.h"
+
+namespace vantaro {
+namespace {
+
+namespace fs = std::filesystem;
+using test::SkinPlace;
+
+std::string At(int x, int y) {
+  return std::to_string(x) + " " + std::to_string(y);
+}
+
+int Xdotool(const std::string& display, const std::string& args) {
+  return test::RunCommand("DISPLAY=" + display + " xdotool " + args);
+}
+
+std::string ListFile(const std::vector<std::string>& paths) {
+  std::string text =
+      "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- test -->\n"
+      "<list version=\"100\" name=\"set\" imgfile=\"img\" overrideduration=\"3600\" "
+      "shuffleonload=\"0\" count=\"" +
+      std::to_string(paths.size()) + "\">\n";
+  for (size_t i = 0; i < paths.size(); ++i)
+    text += "<song numb=\"" + std::to_string(i + 1) + "\" titl=\"Track " + std::to_string(i + 1) +
+            "\" arti=\"Test\" fnam=\"" + paths[i] + "\" duration_ms=\"20000\" />\n";
+  return text + "</list>\n";
+}
+
+TEST(TrackListProgram, RowsLoadByDragAndDoubleClickAndAPlayingDeckAsksFirst) {
+  test::JackSink sink("list", 2);
+  ASSERT_TRUE(sink.Ok()) << "no JACK server: the devices_jack fixture starts one";
+  test::XvfbServer x(1280, 800);
+  test::TempDir home;
+  const std::string root = home.Path() + "/Vantaro/";
+  fs::create_directories(root + "Settings");
+  fs::create_directories(root + "Playlists");
+  test::WriteFile(root + "Settings/config.xml",
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n"
+                  "<setting name=\"audio0\" value=\"" +
+                      sink.RowName() + "\" type=\"1\" />\n</settings>\n");
+  std::vector<std::string> tracks;
+  for (int i = 1; i <= 2; ++i) {
+    tracks.push_back(home.File("tone " + std::to_string(i) + ".wav"));
+    ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + tracks.back() + "' synth 60 sine " +
+                               std::to_string(300 * i) + " vol 0.2"),
+              0);
+  }
+  tracks.push_back(home.File("gone.wav"));  // never made
+  test::WriteFile(root + "Playlists/set.vtl", ListFile(tracks));
+
+  const std::string skin = test::DefaultSkin1280();
+  const SkinPlace list = test::FindSkinPlace(skin, "playlist", -1);
+  const SkinPlace zoneA = test::FindSkinPlace(skin, "dz_deck", 0);
+  const SkinPlace playA = test::FindSkinPlace(skin, "deck_play_pause", 0);
+  ASSERT_TRUE(list.Found() && zoneA.Found() && playA.Found());
+  std::smatch match;
+  const std::regex lineHeight("action=\"playlist\"[^>]*lineheight=\"([0-9]+)\"");
+  const std::string skinText = test::ReadFile(skin);
+  ASSERT_TRUE(std::regex_search(skinText, match, lineHeight));
+  const int line = std::stoi(match[1]);
+  // Below the header (one row and two pixels high), in the title column.
+  const auto rowAt = [&](int row) {
+    return At(list.x + 80, list.y + line + 2 + row * line + line / 2);
+  };
+
+  test::AppProcess app(x.Display(), home.Path(), home.File("out.txt"));
+  ASSERT_TRUE(app.WaitForOutput("screen tick: first tick handled")) << app.Output();
+
+  // Dragged onto deck A's drop zone.
+  ASSERT_EQ(Xdotool(x.Display(), "mousemove " + rowAt(0) + " sleep 0.2 mousedown 1 sleep 0.1 " +
+                                     "mousemove " + At(list.x + 40, list.y - 40) + " sleep 0.1 " +
+                                     "mousemove " + At(zoneA.CentreX(), zoneA.CentreY()) +
+                                     " sleep 0.2 mouseup 1"),
+            0);
+  ASSERT_TRUE(app.WaitForOutput("deck A: loading " + tracks[0], 20)) << app.Output();
+
+  // Both decks stopped, A holds a track: a double-click loads B.
+  ASSERT_EQ(
+      Xdotool(x.Display(), "mousemove " + rowAt(1) + " sleep 0.2 click --repeat 2 --delay 80 1"),
+      0);
+  ASSERT_TRUE(app.WaitForOutput("deck B: loading " + tracks[1], 20)) << app.Output();
+
+  // A row whose file has gone: a log line, no load.
+  ASSERT_EQ(Xdotool(x.Display(),
+                    "sleep 0.6 mousemove " + rowAt(2) + " sleep 0.2 click --repeat 2 --delay 80 1"),
+            0);
+  ASSERT_TRUE(app.WaitForOutput(tracks[2] + " is gone", 20)) << app.Output();
+  EXPECT_EQ(app.Output().find("loading " + tracks[2]), std::string::npos);
+
+  // A file from the file manager joins the list as its fourth row; both
+  // decks stopped and loaded, a double-click on it loads deck A.
+  const std::string dropped = home.File("tone 3.wav");
+  ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + dropped + "' synth 60 sine 900"), 0);
+  ASSERT_EQ(
+      test::RunCommand("DISPLAY=" + x.Display() + " " VANTARO_BINARY_DIR "/xdnd_drop_tool " +
+                       At(list.CentreX(), list.y + list.height - 2 * line) + " '" + dropped + "'"),
+      0);
+  ASSERT_TRUE(app.WaitForOutput("dropped files or folders join list", 20)) << app.Output();
+  ASSERT_EQ(Xdotool(x.Display(),
+                    "sleep 1 mousemove " + rowAt(3) + " sleep 0.2 click --repeat 2 --delay 80 1"),
+            0);
+  ASSERT_TRUE(app.WaitForOutput("deck A: loading " + dropped, 20)) << app.Output();
+
+  // Deck A plays, the crossfader in the middle: a row dropped there asks,
+  // and No keeps A playing its track.
+  ASSERT_EQ(Xdotool(x.Display(), "sleep 1 mousemove " + At(playA.CentreX(), playA.CentreY()) +
+                                     " sleep 0.2 click 1"),
+            0);
+  ASSERT_EQ(Xdotool(x.Display(), "sleep 0.6 mousemove " + rowAt(1) +
+                                     " sleep 0.2 mousedown 1 sleep 0.1 mousemove " +
+                                     At(list.x + 40, list.y - 40) + " sleep 0.1 mousemove " +
+                                     At(zoneA.CentreX(), zoneA.CentreY()) + " sleep 0.2 mouseup 1"),
+            0);
+  ASSERT_TRUE(test::WaitForWindow(x.Display(), "Load", 20)) << app.Output();
+  test::XWindowTool(x.Display(), "close", "Load");
+  EXPECT_TRUE(app.WaitForOutput("drop on deck A: " + tracks[1] + " refused by the user", 20))
+      << app.Output();
+  EXPECT_EQ(app.Output().find("deck A: loading " + tracks[1]), std::string::npos);
+
+  app.Signal(SIGTERM);
+  EXPECT_EQ(app.WaitForExit(), 0) << app.Output();
+}
+
+}  // namespace
+}  // namespace vantaro
