@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "analysis/analysis_worker.h"
+#include "app/list_wiring.h"
 #include "app/program.h"
 #include "app/program_lists.h"
 #include "base/debug_log.h"
@@ -15,6 +16,7 @@
 #include "library/list_set.h"
 #include "skin/browser.h"
 #include "skin/list_views.h"
+#include "skin/main_window.h"
 
 namespace vantaro {
 namespace {
@@ -44,13 +46,6 @@ BrowserLabels LanguageLabels() {
   return labels;
 }
 
-// Until the program has one wiring routine for every list, a list the
-// browser makes repaints the views that show it.
-void WireList(CZKAbstractList& list) {
-  CZKAbstractList* self = &list;
-  list.SetCallbacks([self](int, int, int) { RefreshListViewsOf(self); }, nullptr, -1);
-}
-
 }  // namespace
 
 BrowserTree* TheBrowserTree() {
@@ -65,11 +60,16 @@ void BuildProgramBrowser() {
                                        [home] { return ReadDisks(kMountTable, home); });
   tree->SetBackgroundReads(true);
   tree->BuildTree();
-  WireList(tree->FolderList());
+  WireProgramList(tree->FolderList());
   DebugLog("browser: tree built, %zu rows shown", tree->Shown().size());
   CZKBrowser* control = TheBrowserControl();
   if (!control) return;
-  control->wireList = WireList;
+  control->wireList = WireProgramList;
+  // The wheel over the tree scrolls the tree, not the main list.
+  if (ZKMainWindow* window = ZKMainWindow::Instance())
+    window->SetWheelLists(dynamic_cast<ZKCustomControl*>(FindListView(ListViewRole::kMain)),
+                          dynamic_cast<ZKCustomControl*>(FindListView(ListViewRole::kAutomix)),
+                          control);
   control->analyze = [](const std::string& path) {
     if (TheProgram().analysisWorker) TheProgram().analysisWorker->QueueForAnalysis(path);
   };

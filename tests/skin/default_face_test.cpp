@@ -184,6 +184,9 @@ TEST_F(DefaultFace, EveryPlacedInputMovesTheEngineWordItOwns) {
     // The record button asks for a file in a dialog that waits for a
     // person; the recording program tests own what recording does.
     if (std::string(row.name) == "recording") continue;
+    // Auto-mix's buttons act on the program's auto-mix, which this test
+    // has none of: AutoMix.* and AutoMixProgram own what they do.
+    if (std::string(row.name).rfind("autodj", 0) == 0) continue;
     const auto found = words.find(row.name);
     if (found == words.end()) {
       ADD_FAILURE() << Name(control) << " is placed but this test does not know its engine word";
