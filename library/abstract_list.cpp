@@ -74,7 +74,7 @@ void CZKAbstractList::RecountTotals() {
   totalDurationMs_ = 0;
   selectedCount_ = 0;
   for (const TZKListElement* row : shown_) {
-    totalDurationMs_ += row->duration_ms;
+    totalDurationMs_ += row->KnownDurationMs();
     selectedCount_ += row->selected;
   }
 }
@@ -90,7 +90,7 @@ void CZKAbstractList::AppendRow(TZKListElement* row) {
   }
   if (searchActive_ && !PassesSearch(*row)) return;
   if (filterActive_ || searchActive_) shown_.push_back(row);
-  totalDurationMs_ += row->duration_ms;
+  totalDurationMs_ += row->KnownDurationMs();
 }
 
 bool CZKAbstractList::AddFile(const std::string& path, bool async, const std::string& title,
@@ -186,7 +186,7 @@ void CZKAbstractList::InsertRow(const TZKListElement& row, int index) {
   shown_.insert(shown_.begin() + index, copy);
   if (maincursor_ >= 0 && index <= maincursor_) ++maincursor_;
   if (nextcursor_ >= 0 && index <= nextcursor_) ++nextcursor_;
-  totalDurationMs_ += copy->duration_ms;
+  totalDurationMs_ += copy->KnownDurationMs();
   ResetSortMark();
   Changed();
 }

@@ -45,9 +45,11 @@ struct TZKListElement {
   bool explicit_ = false;
   std::int32_t durationEstimate = 0;  // milliseconds, from the file's headers
   std::int32_t duration_ms = 0;       // milliseconds; 0 unknown
-  std::int32_t highlight = -1;        // colour index; -1 none
-  std::string auxstr;                 // free text; the schedule in scheduled lists
-  std::string aux2;                   // never written to a file
+  // What the list's total counts: the database's length, else the headers'.
+  std::int32_t KnownDurationMs() const { return duration_ms > 0 ? duration_ms : durationEstimate; }
+  std::int32_t highlight = -1;  // colour index; -1 none
+  std::string auxstr;           // free text; the schedule in scheduled lists
+  std::string aux2;             // never written to a file
   bool selected = false;
   std::uint32_t opaque[3] = {};  // the caller's own values, given at insertion
 };

@@ -245,6 +245,10 @@ TEST(ListEditTest, AnalysisReachesEveryListAndMissingFilesGo) {
   first.InsertRow(row, -1);
   row.column[kColPath] = "/other/Track.mp3";  // one key, two folders
   second.InsertRow(row, -1);
+  row.durationEstimate = 7000;  // the headers' length counts until the database knows
+  first.InsertRow(row, -1);
+  EXPECT_EQ(first.TotalDurationMs(), 7000.0);
+  first.DeleteRow(0, false);
   second.StartSearch("zzz");  // hidden rows are updated too
   for (CZKAbstractList* list : {&first, &second})
     list->UpdateRowsForSong("Track.mp3", 99.5, 200000, -1, "8A");
