@@ -117,11 +117,12 @@ bool WireMixerWithExtras(MixerRig& rig) {
       WireMixer(rig, x.preview[0].get(), x.samplers ? x.samplers->Sources() : nullptr,
                 x.samplers ? kSamplerSlots : 0);
   if (!x.samplers || !rig.mixer) return wired;
-  const SamplerFileStatus status = x.samplers->Load(SamplerFilePath(), &SavedLoop);
+  x.samplers->Load(SamplerFilePath(), &SavedLoop);  // logs what it could not read
   for (int slot = 0; slot < kSamplerSlots; ++slot) {
     const int input = SamplerSlotInput(*rig.mixer, slot);
-    if (input >= 0 && status == SamplerFileStatus::kRead && x.samplers->Entry(slot).used)
-      rig.mixer->SetFader(input, x.samplers->Volume(slot));
+    // Every slot's fader, not only the saved ones: a mixer input starts
+    // closed, and a sample loaded into a fresh slot must be heard.
+    if (input >= 0) rig.mixer->SetFader(input, x.samplers->Volume(slot));
   }
   return wired;
 }
