@@ -35,6 +35,8 @@
 #include "engine/mixer.h"
 #include "library/deck_song_memory.h"
 #include "library/song_database.h"
+#include "skin/edit_text.h"
+#include "skin/list_views.h"
 #include "skin/main_window.h"
 
 namespace vantaro {
@@ -204,6 +206,14 @@ void CreateTimedThreads(ZKMainWindow* mainWindow) {
 void ShowMainWindow(ZKMainWindow* mainWindow) {
   mainWindow->SetTickHandler(&RunScreenTick);
   mainWindow->Show(true);
+  // The toolkit hands the focus to the first text box it finds (the
+  // search box), which would hold every key shortcut until the user
+  // clicked elsewhere: give the keys to the main track list, else the
+  // window, once the window is up.
+  mainWindow->CallAfter([mainWindow] {
+    auto* list = dynamic_cast<wxWindow*>(FindListView(ListViewRole::kMain));
+    EndTextEntry(list ? list : mainWindow);
+  });
   DebugLog("init 21: main window shown");
 }
 
