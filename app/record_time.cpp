@@ -1,8 +1,6 @@
 #include "app/record_time.h"
 
-#include <cmath>
-#include <cstdio>
-
+#include "base/clock_text.h"
 #include "control/control_action.h"
 #include "control/control_table.h"
 #include "devices/recorder.h"
@@ -11,15 +9,7 @@
 namespace vantaro {
 
 std::string FormatRecordTime(double seconds) {
-  const long long whole =
-      std::isfinite(seconds) && seconds > 0 ? static_cast<long long>(seconds) : 0;
-  char text[32];
-  if (whole >= 3600)
-    std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60,
-                  whole % 60);
-  else
-    std::snprintf(text, sizeof text, "%lld:%02lld", whole / 60, whole % 60);
-  return text;
+  return ClockText(seconds, false);
 }
 
 std::string RecordTimeText(const CRecorder* recorder) {

@@ -3,8 +3,8 @@
 #include <wx/dcclient.h>
 
 #include <algorithm>
-#include <cstdio>
 
+#include "base/clock_text.h"
 #include "control/language.h"
 #include "control/text_ids.h"
 #include "library/abstract_list.h"
@@ -21,18 +21,6 @@ constexpr int kCellPad = 3;
 std::string ColumnTitle(const CZKAbstractList& list, int column) {
   const std::string& own = list.columns[column].title;
   return own.empty() ? Text(txt_tag_no + column) : own;
-}
-
-// "mm:ss", or "h:mm:ss" from an hour on.
-std::string Clock(double milliseconds) {
-  const long long seconds = static_cast<long long>(std::max(milliseconds, 0.0) / 1000);
-  char text[32];
-  if (seconds >= 3600)
-    std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60,
-                  seconds % 60);
-  else
-    std::snprintf(text, sizeof text, "%02lld:%02lld", seconds / 60, seconds % 60);
-  return text;
 }
 
 void DrawAligned(wxDC& dc, const wxString& text, const wxRect& cell, int alignment) {
@@ -212,7 +200,8 @@ void CZKPlaylist::PaintInfo(wxDC& dc) {
     if (!row->column[kColTempo].empty()) text += "  " + row->column[kColTempo] + " BPM";
     if (!row->column[kColTime].empty()) text += " - " + row->column[kColTime];
   }
-  text += "   (" + Clock(list_->TotalDurationMs()) + " / " + std::to_string(list_->Count()) + ")";
+  text += "   (" + ClockText(list_->TotalDurationMs() / 1000, true) + " / " +
+          std::to_string(list_->Count()) + ")";
   wxDCClipper clip(dc, strip);
   dc.SetFont(look_.small);
   dc.SetTextForeground(look_.headerFont);
