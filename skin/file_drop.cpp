@@ -5,6 +5,8 @@
 #include <wx/dnd.h>
 #include <wx/window.h>
 
+#include <utility>
+
 #include "base/debug_log.h"
 #include "skin/uri_list.h"
 
@@ -17,8 +19,10 @@ FileDropHandler theHandler = nullptr;
 // decoding of escapes and of non-ASCII names is then ours and tested.
 class UriListDropTarget : public wxDropTarget {
  public:
-  explicit UriListDropTarget(int deck)
-      : wxDropTarget(new wxCustomDataObject(wxDataFormat("text/uri-list"))), deck_(deck) {}
+  UriListDropTarget(std::string where, DroppedFilesHandler deliver)
+      : wxDropTarget(new wxCustomDataObject(wxDataFormat("text/uri-list"))),
+        where_(std::move(where)),
+        deliver_(std::move(deliver)) {}
 
   wxDragResult OnDragOver(wxCoord, wxCoord, wxDragResult) override { return wxDragCopy; }
 
@@ -28,16 +32,16 @@ class UriListDropTarget : public wxDropTarget {
     const std::string text(static_cast<const char*>(data->GetData()), data->GetSize());
     std::vector<std::string> files = LocalFilesOfUriList(text);
     if (files.empty()) {
-      DebugLog("drop on deck %c: no local file in the drop", 'A' + deck_);
+      DebugLog("drop on %s: no local file in the drop", where_.c_str());
       return wxDragNone;
     }
-    const int deck = deck_;
-    wxTheApp->CallAfter([deck, files] { DeliverDroppedFiles(deck, files); });
+    wxTheApp->CallAfter([deliver = deliver_, files] { deliver(files); });
     return result == wxDragMove ? wxDragCopy : result;
   }
 
  private:
-  const int deck_;
+  const std::string where_;
+  const DroppedFilesHandler deliver_;
 };
 
 }  // namespace
@@ -55,8 +59,14 @@ void DeliverDroppedFiles(int deck, const std::vector<std::string>& files) {
   theHandler(deck, files);
 }
 
+void AcceptUriListDrops(wxWindow* window, std::string where, DroppedFilesHandler deliver) {
+  if (window) window->SetDropTarget(new UriListDropTarget(std::move(where), std::move(deliver)));
+}
+
 void AcceptFileDrops(wxWindow* window, int deck) {
-  if (window) window->SetDropTarget(new UriListDropTarget(deck));
+  AcceptUriListDrops(
+      window, std::string("deck ") + char('A' + deck),
+      [deck](const std::vector<std::string>& files) { DeliverDroppedFiles(deck, files); });
 }
 
 }  // namespace vantaro

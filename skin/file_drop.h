@@ -8,6 +8,7 @@
 //
 // Threads: GUI thread only.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,5 +26,11 @@ void SetFileDropHandler(FileDropHandler handler);
 void DeliverDroppedFiles(int deck, const std::vector<std::string>& files);
 // Makes `window` take dropped files for `deck`; the window owns the target.
 void AcceptFileDrops(wxWindow* window, int deck);
+
+// The general form: `deliver` gets the local files of each drop on
+// `window`, from the event loop once the drag has finished; `where` names
+// the window in the log line of a drop that holds none.
+using DroppedFilesHandler = std::function<void(const std::vector<std::string>& files)>;
+void AcceptUriListDrops(wxWindow* window, std::string where, DroppedFilesHandler deliver);
 
 }  // namespace vantaro
