@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -129,6 +130,18 @@ std::string XWindowTool(const std::string& display, const std::string& verb,
 
 bool WaitForWindow(const std::string& display, const std::string& title, int seconds) {
   return PollFor(seconds, [&] { return XWindowTool(display, "count", title) != "0"; });
+}
+
+std::string WriteProgramSettings(const std::string& home,
+                                 const std::vector<ProgramSetting>& settings) {
+  const std::string root = home + "/Vantaro/";
+  std::filesystem::create_directories(root + "Settings");
+  std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n";
+  for (const ProgramSetting& s : settings)
+    text += "<setting name=\"" + s.name + "\" value=\"" + s.value + "\" type=\"" +
+            std::to_string(s.type) + "\" />\n";
+  WriteFile(root + "Settings/config.xml", text + "</settings>\n");
+  return root;
 }
 
 }  // namespace vantaro::test

@@ -49,6 +49,16 @@ class AppProcess {
   std::string logPath_;
 };
 
+// One line of config.xml: `type` 0 for a number, 1 for a text.
+struct ProgramSetting {
+  std::string name, value;
+  int type = 1;
+};
+// Makes `<home>/Vantaro/Settings/` and writes config.xml holding
+// `settings`; returns the data root, "<home>/Vantaro/".
+std::string WriteProgramSettings(const std::string& home,
+                                 const std::vector<ProgramSetting>& settings);
+
 // Runs the X tool ("count"/"close") on a title; returns its output.
 std::string XWindowTool(const std::string& display, const std::string& verb,
                         const std::string& title);

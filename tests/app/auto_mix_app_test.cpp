@@ -141,7 +141,6 @@ TEST(AutoMixProgram, ThreeTracksPlayOneAloneThenASweepOfTheFadeTimeThenTwoAloneW
   XvfbServer x(1280, 800);
   TempDir home;
   const std::string root = home.Path() + "/Vantaro/";
-  fs::create_directories(root + "Settings");
   fs::create_directories(root + "Database");
   std::vector<std::string> paths;
   for (const Track& track : kTracks) {
@@ -150,11 +149,8 @@ TEST(AutoMixProgram, ThreeTracksPlayOneAloneThenASweepOfTheFadeTimeThenTwoAloneW
   }
   test::WriteFile(root + "Database/automix.vtl", AutomixListFile(paths));
   // No automatic gain: each track keeps its level through the set.
-  test::WriteFile(root + "Settings/config.xml",
-                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n"
-                  "<setting name=\"mixtim\" value=\"60\" type=\"0\" />\n"
-                  "<setting name=\"cfcurv\" value=\"50\" type=\"0\" />\n"
-                  "<setting name=\"apgain\" value=\"0\" type=\"0\" />\n</settings>\n");
+  test::WriteProgramSettings(home.Path(),
+                             {{"mixtim", "60", 0}, {"cfcurv", "50", 0}, {"apgain", "0", 0}});
 
   const std::string recording = home.File("set.wav");
   AppProcess app(x.Display(), home.Path(), home.File("run.log"), {"--record", recording});

@@ -59,17 +59,12 @@ std::string WaitForChange(const std::string& home, const std::string& what,
 // The shipped two-deck script on the device's port, the looping one on the
 // other's.
 void WriteSetup(const std::string& home, const std::string& input, const std::string& looper) {
-  const std::string root = home + "/Vantaro/";
-  fs::create_directories(root + "Settings");
+  const std::string root = test::WriteProgramSettings(home, {{"midiin00", input},
+                                                             {"midiscr00", "generic-2deck.js"},
+                                                             {"midiin01", looper},
+                                                             {"midiscr01", "test-loop.js"}});
   fs::create_directories(root + "Controllers");
   test::WriteFile(root + "Controllers/test-loop.js", kLoopScript);
-  const auto key = [](const std::string& name, const std::string& value) {
-    return "<setting name=\"" + name + "\" value=\"" + value + "\" type=\"1\" />\n";
-  };
-  test::WriteFile(root + "Settings/config.xml",
-                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n" +
-                      key("midiin00", input) + key("midiscr00", "generic-2deck.js") +
-                      key("midiin01", looper) + key("midiscr01", "test-loop.js") + "</settings>\n");
 }
 
 int Count(const std::string& text, const std::string& what) {

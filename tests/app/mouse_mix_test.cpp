@@ -55,12 +55,7 @@ TEST(MouseMix, ADroppedTonePlaysAtItsLevelTheCrossfaderSilencesItAndTheWaveMoves
   ASSERT_TRUE(sink.Ok()) << "no JACK server: the devices_jack fixture starts one";
   XvfbServer x(1280, 800);
   TempDir home;
-  const std::string root = home.Path() + "/Vantaro/";
-  fs::create_directories(root + "Settings");
-  test::WriteFile(root + "Settings/config.xml",
-                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n"
-                  "<setting name=\"audio0\" value=\"" +
-                      sink.RowName() + "\" type=\"1\" />\n</settings>\n");
+  const std::string root = test::WriteProgramSettings(home.Path(), {{"audio0", sink.RowName()}});
   const std::string tone = home.File("tone 1 kHz.wav");
   ASSERT_EQ(test::RunCommand("sox -n -r 44100 -c 2 -b 16 '" + tone + "' synth 120 sine 1000 vol " +
                              std::to_string(std::pow(10.0, kToneDb / 20.0))),

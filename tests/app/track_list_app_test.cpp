@@ -48,13 +48,8 @@ TEST(TrackListProgram, RowsLoadByDragAndDoubleClickAndAPlayingDeckAsksFirst) {
   ASSERT_TRUE(sink.Ok()) << "no JACK server: the devices_jack fixture starts one";
   test::XvfbServer x(1280, 800);
   test::TempDir home;
-  const std::string root = home.Path() + "/Vantaro/";
-  fs::create_directories(root + "Settings");
+  const std::string root = test::WriteProgramSettings(home.Path(), {{"audio0", sink.RowName()}});
   fs::create_directories(root + "Playlists");
-  test::WriteFile(root + "Settings/config.xml",
-                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<settings version=\"100\">\n"
-                  "<setting name=\"audio0\" value=\"" +
-                      sink.RowName() + "\" type=\"1\" />\n</settings>\n");
   std::vector<std::string> tracks;
   for (int i = 1; i <= 2; ++i) {
     tracks.push_back(home.File("tone " + std::to_string(i) + ".wav"));
