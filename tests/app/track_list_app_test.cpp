@@ -210,19 +210,25 @@ TEST(TrackListProgram, AFolderBrowsedInTheTreePlaysOnDeckAAndGoesToTheHistoryOnc
   ASSERT_EQ(Xdotool(x.Display(),
                     "mousemove " + At(tree.x + 14 + 6, treeRowY(1)) + " sleep 0.2 click 1 sleep 3"),
             0);
-  ASSERT_EQ(Xdotool(x.Display(),
-                    "mousemove " + At(tree.x + 3 * 14 + 30, treeRowY(2)) + " sleep 0.2 click 1"),
-            0);
-  sleep(3);  // the folder's files fill the main list in the background
-
-  ASSERT_EQ(Xdotool(x.Display(), "mousemove " + At(list.x + 80, list.y + line + 2 + line / 2) +
-                                     " sleep 0.2 mousedown 1 sleep 0.1 mousemove " +
-                                     At(list.x + 40, list.y - 40) + " sleep 0.1 mousemove " +
-                                     At(zoneA.CentreX(), zoneA.CentreY()) + " sleep 0.2 mouseup 1"),
-            0);
-  ASSERT_TRUE(app.WaitForOutput("deck A: loading " + folder + "tone ", 20)) << app.Output();
+  // The folder's rows arrive in the background after each read: on a slow
+  // machine the first try may find the tree or the list not yet filled, so
+  // select and drag again (a drag from an empty list loads nothing).
+  const std::string loading = "deck A: loading " + folder + "tone ";
+  bool loadedOne = false;
+  for (int attempt = 0; attempt < 4 && !loadedOne; ++attempt) {
+    ASSERT_EQ(
+        Xdotool(x.Display(), "mousemove " + At(tree.x + 3 * 14 + 30, treeRowY(2)) +
+                                 " sleep 0.2 click 1 sleep 2 mousemove " +
+                                 At(list.x + 80, list.y + line + 2 + line / 2) +
+                                 " sleep 0.2 mousedown 1 sleep 0.1 mousemove " +
+                                 At(list.x + 40, list.y - 40) + " sleep 0.1 mousemove " +
+                                 At(zoneA.CentreX(), zoneA.CentreY()) + " sleep 0.2 mouseup 1"),
+        0);
+    loadedOne = app.WaitForOutput(loading, 8);
+  }
+  ASSERT_TRUE(loadedOne) << app.Output();
   const std::string log = app.Output();
-  const size_t at = log.find("deck A: loading " + folder + "tone ") + 16;
+  const size_t at = log.find(loading) + 16;
   const std::string loaded = log.substr(at, log.find('\n', at) - at);
   const int index = loaded[folder.size() + 5] - '1';
   ASSERT_TRUE(index >= 0 && index < 3) << loaded;
