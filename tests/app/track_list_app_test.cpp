@@ -31,6 +31,14 @@ std::string At(int x, int y) {
   return std::to_string(x) + " " + std::to_string(y);
 }
 
+// xdotool words that press on `from`, leave the list upwards (so the drag
+// starts) and let go on the middle of `zone`.
+std::string DragTo(const std::string& from, const SkinPlace& list, const SkinPlace& zone) {
+  return "mousemove " + from + " sleep 0.2 mousedown 1 sleep 0.1 mousemove " +
+         At(list.x + 40, list.y - 40) + " sleep 0.1 mousemove " +
+         At(zone.CentreX(), zone.CentreY()) + " sleep 0.2 mouseup 1";
+}
+
 int Xdotool(const std::string& display, const std::string& args) {
   return test::RunCommand("DISPLAY=" + display + " xdotool " + args);
 }
@@ -99,11 +107,7 @@ TEST(TrackListProgram, RowsLoadByDragAndDoubleClickAndAPlayingDeckAsksFirst) {
   ASSERT_TRUE(app.WaitForOutput("screen tick: first tick handled")) << app.Output();
 
   // Dragged onto deck A's drop zone.
-  ASSERT_EQ(Xdotool(x.Display(), "mousemove " + rowAt(0) + " sleep 0.2 mousedown 1 sleep 0.1 " +
-                                     "mousemove " + At(list.x + 40, list.y - 40) + " sleep 0.1 " +
-                                     "mousemove " + At(zoneA.CentreX(), zoneA.CentreY()) +
-                                     " sleep 0.2 mouseup 1"),
-            0);
+  ASSERT_EQ(Xdotool(x.Display(), DragTo(rowAt(0), list, zoneA)), 0);
   ASSERT_TRUE(app.WaitForOutput("deck A: loading " + tracks[0], 20)) << app.Output();
 
   // Both decks stopped, A holds a track: a double-click loads B.
@@ -138,11 +142,7 @@ TEST(TrackListProgram, RowsLoadByDragAndDoubleClickAndAPlayingDeckAsksFirst) {
   ASSERT_EQ(Xdotool(x.Display(), "sleep 1 mousemove " + At(playA.CentreX(), playA.CentreY()) +
                                      " sleep 0.2 click 1"),
             0);
-  ASSERT_EQ(Xdotool(x.Display(), "sleep 0.6 mousemove " + rowAt(1) +
-                                     " sleep 0.2 mousedown 1 sleep 0.1 mousemove " +
-                                     At(list.x + 40, list.y - 40) + " sleep 0.1 mousemove " +
-                                     At(zoneA.CentreX(), zoneA.CentreY()) + " sleep 0.2 mouseup 1"),
-            0);
+  ASSERT_EQ(Xdotool(x.Display(), "sleep 0.6 " + DragTo(rowAt(1), list, zoneA)), 0);
   ASSERT_TRUE(test::WaitForWindow(x.Display(), "Load", 20)) << app.Output();
   test::XWindowTool(x.Display(), "close", "Load");
   EXPECT_TRUE(app.WaitForOutput("drop on deck A: " + tracks[1] + " refused by the user", 20))
@@ -216,14 +216,11 @@ TEST(TrackListProgram, AFolderBrowsedInTheTreePlaysOnDeckAAndGoesToTheHistoryOnc
   const std::string loading = "deck A: loading " + folder + "tone ";
   bool loadedOne = false;
   for (int attempt = 0; attempt < 4 && !loadedOne; ++attempt) {
-    ASSERT_EQ(
-        Xdotool(x.Display(), "mousemove " + At(tree.x + 3 * 14 + 30, treeRowY(2)) +
-                                 " sleep 0.2 click 1 sleep 2 mousemove " +
-                                 At(list.x + 80, list.y + line + 2 + line / 2) +
-                                 " sleep 0.2 mousedown 1 sleep 0.1 mousemove " +
-                                 At(list.x + 40, list.y - 40) + " sleep 0.1 mousemove " +
-                                 At(zoneA.CentreX(), zoneA.CentreY()) + " sleep 0.2 mouseup 1"),
-        0);
+    ASSERT_EQ(Xdotool(x.Display(),
+                      "mousemove " + At(tree.x + 3 * 14 + 30, treeRowY(2)) +
+                          " sleep 0.2 click 1 sleep 2 " +
+                          DragTo(At(list.x + 80, list.y + line + 2 + line / 2), list, zoneA)),
+              0);
     loadedOne = app.WaitForOutput(loading, 8);
   }
   ASSERT_TRUE(loadedOne) << app.Output();
