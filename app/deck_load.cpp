@@ -7,6 +7,7 @@
 
 #include "app/message_box.h"
 #include "app/program.h"
+#include "app/program_browser.h"
 #include "base/debug_log.h"
 #include "control/language.h"
 #include "engine/deck_decoder.h"
@@ -83,6 +84,7 @@ TrackFault LoadTrackOnDeck(int deck, const std::string& path) {
   if (!target->LoadSong(path, false, known ? &record : nullptr, false))
     return TrackFault::kDeckBusy;
   DebugLog("deck %c: loading %s", 'A' + deck, path.c_str());
+  NoteDeckLoad(deck, path);
   return TrackFault::kNone;
 }
 

@@ -2,7 +2,9 @@
 
 #include <wx/utils.h>
 
+#include <filesystem>
 #include <memory>
+#include <utility>
 
 #include "analysis/analysis_worker.h"
 #include "app/list_wiring.h"
@@ -12,7 +14,9 @@
 #include "control/control_table.h"
 #include "control/language.h"
 #include "control/text_ids.h"
+#include "engine/sound_source.h"
 #include "library/browser_tree.h"
+#include "library/list_row.h"
 #include "library/list_set.h"
 #include "skin/browser.h"
 #include "skin/list_views.h"
@@ -24,6 +28,9 @@ namespace {
 constexpr const char* kMountTable = "/proc/self/mounts";
 
 std::unique_ptr<BrowserTree> tree;
+// Per deck, the path of the last load while it has not been played; empty
+// once it is in the history. GUI thread.
+std::string unplayedLoad[2];
 
 CZKBrowser* TheBrowserControl() {
   return dynamic_cast<CZKBrowser*>(FindControl("browser", -1));
@@ -46,7 +53,46 @@ BrowserLabels LanguageLabels() {
   return labels;
 }
 
+// A row like the track list's for `path`; a file whose tags cannot be read
+// still goes in by its name.
+TZKListElement HistoryRow(const std::string& path) {
+  TZKListElement row;
+  CZKTagReader reader;
+  if (!BuildRow(path, reader, row)) {
+    row = TZKListElement{};
+    row.column[kColTitle] = std::filesystem::path(path).stem().string();
+  }
+  row.column[kColPath] = path;
+  return row;
+}
+
+void AddToProgramHistory(const std::string& path) {
+  if (tree) {
+    tree->AddToHistory(HistoryRow(path));
+  } else if (CZKListSet* lists = TheListSet()) {
+    lists->Fixed(kListHistory).InsertRow(HistoryRow(path), -1);
+  } else {
+    return;  // before the lists load or after close: nowhere to keep it
+  }
+  DebugLog("history: %s played, added", path.c_str());
+}
+
 }  // namespace
+
+void NoteDeckLoad(int deck, const std::string& path) {
+  if (deck == 0 || deck == 1) unplayedLoad[deck] = path;
+}
+
+void AddPlayedTracksToHistory() {
+  for (int deck = 0; deck < 2; ++deck) {
+    const CSoundSource* source = TheProgram().decks[deck].get();
+    // While a load is pending the deck may still play the previous track.
+    if (unplayedLoad[deck].empty() || !source || source->IsLoadPending() ||
+        !source->IsSongLoaded() || !source->IsPlaying())
+      continue;
+    AddToProgramHistory(std::exchange(unplayedLoad[deck], {}));
+  }
+}
 
 BrowserTree* TheBrowserTree() {
   return tree.get();
@@ -61,8 +107,9 @@ void BuildProgramBrowser() {
   tree->SetBackgroundReads(true);
   tree->BuildTree();
   WireProgramList(tree->FolderList());
-  DebugLog("browser: tree built, %zu rows shown", tree->Shown().size());
   CZKBrowser* control = TheBrowserControl();
+  DebugLog("browser: tree built, %zu rows shown, %d px a row", tree->Shown().size(),
+           control ? control->RowHeight() : 0);
   if (!control) return;
   control->wireList = WireProgramList;
   // The wheel over the tree scrolls the tree, not the main list.

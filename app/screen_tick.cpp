@@ -140,6 +140,8 @@ void RunScreenTick() {
   RunAutoMixTick();  // after the decks' updates: end detection, then the sweep
   RunActionTick();
   RunBrowserTick();
+  // The decks' play state of this tick decides what joins the history.
+  AddPlayedTracksToHistory();
   RunControllerTick();  // scripts' timers, identity replies, hot plug
   if (++program.ticksRun == 1) DebugLog("screen tick: first tick handled");
 }
