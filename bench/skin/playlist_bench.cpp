@@ -19,6 +19,7 @@
 #include <memory>
 #include <vector>
 
+#include "bench/skin/framed_bench_main.h"
 #include "control/control_action.h"
 #include "library/abstract_list.h"
 #include "skin/attribute_list.h"
@@ -105,17 +106,5 @@ BENCHMARK(SortClick)->Unit(benchmark::kMillisecond)->ComputeStatistics("min", Le
 }  // namespace vantaro
 
 int main(int argc, char** argv) {
-  wxApp::SetInstance(new wxApp());
-  if (!wxEntryStart(argc, argv)) return 1;
-  wxTheApp->CallOnInit();
-  vantaro::g_frame = new wxFrame(nullptr, wxID_ANY, "list", wxPoint(0, 0), wxSize(920, 420));
-  vantaro::g_frame->Show();
-  wxTheApp->Yield(true);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  vantaro::g_frame->Destroy();
-  wxTheApp->Yield(true);
-  wxEntryCleanup();
-  return 0;
+  return RunBenchmarksInFrame(argc, argv, "list", wxSize(920, 420), vantaro::g_frame);
 }

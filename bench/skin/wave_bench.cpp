@@ -21,6 +21,7 @@
 #include <random>
 #include <vector>
 
+#include "bench/skin/framed_bench_main.h"
 #include "skin/attribute_list.h"
 #include "skin/sound_display.h"
 
@@ -114,17 +115,5 @@ BENCHMARK_CAPTURE(Wave, redraw_60min, 60, true)
 }  // namespace vantaro
 
 int main(int argc, char** argv) {
-  wxApp::SetInstance(new wxApp());
-  if (!wxEntryStart(argc, argv)) return 1;
-  wxTheApp->CallOnInit();
-  vantaro::g_frame = new wxFrame(nullptr, wxID_ANY, "wave", wxPoint(0, 0), wxSize(640, 120));
-  vantaro::g_frame->Show();
-  wxTheApp->Yield(true);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  vantaro::g_frame->Destroy();
-  wxTheApp->Yield(true);
-  wxEntryCleanup();
-  return 0;
+  return RunBenchmarksInFrame(argc, argv, "wave", wxSize(640, 120), vantaro::g_frame);
 }
