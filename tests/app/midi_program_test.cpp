@@ -113,8 +113,15 @@ TEST(MidiProgram, AScriptedControllerPlaysAcrossAReplugAFloodAndALoopingScript) 
   }
   device.Flood(0);
   EXPECT_TRUE(app.WaitForOutput("stopped in", 30)) << app.Output();
-  device.Send({{0x90, 0x0B, 0x7F}, {0x80, 0x0B, 0x00}});
-  EXPECT_EQ(WaitForChange(h, "play 0", "0"), "1");
+  // A dummy server on a loaded machine may drop an event right after the
+  // flood ("client was not finished"): the DJ presses again. A controller
+  // the flood had disabled would never play, however often pressed.
+  std::string played = "0";
+  for (int press = 0; press < 3 && played == "0"; ++press) {
+    device.Send({{0x90, 0x0B, 0x7F}, {0x80, 0x0B, 0x00}});
+    played = WaitForChange(h, "play 0", "0");
+  }
+  EXPECT_EQ(played, "1") << app.Output();
 
   app.Signal(SIGTERM);
   EXPECT_EQ(app.WaitForExit(120), 0) << app.Output();
